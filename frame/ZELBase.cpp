@@ -1,0 +1,180 @@
+#include "frame/ZELBase.h"
+
+#include <QColor>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QTimeZone>
+#include <array>
+#include <cmath>
+#include <limits>
+
+TFormatSettings FormatSettings;
+
+namespace {
+const QDate kDayZero(1899, 12, 30);
+}
+
+TDateTime QDateTimeToDateTime(const QDateTime& dt)
+{
+    const qint64 days = kDayZero.daysTo(dt.date());
+    return double(days) + double(dt.time().msecsSinceStartOfDay()) / MSecsPerDay;
+}
+
+int TimeOfDayMs(TDateTime value)
+{
+    const double frac = std::abs(value - std::trunc(value));
+    const auto ms = static_cast<qint64>(std::llround(frac * MSecsPerDay));
+    return int(std::min<qint64>(ms, qint64(MSecsPerDay) - 1));
+}
+
+QDateTime DateTimeToQDateTime(TDateTime value)
+{
+    const auto days = static_cast<qint64>(std::trunc(value));
+    return QDateTime(kDayZero.addDays(days), QTime::fromMSecsSinceStartOfDay(TimeOfDayMs(value)));
+}
+
+TDateTime Now()
+{
+    return QDateTimeToDateTime(QDateTime::currentDateTime());
+}
+
+QString IntToStr(qint64 value)
+{
+    return QString::number(value);
+}
+
+bool TryStrToInt(const QString& text, int& value)
+{
+    static const QRegularExpression dec(QStringLiteral("^[+-]?[0-9]+$"));
+    static const QRegularExpression hex(QStringLiteral("^(\\$|0[xX])([0-9A-Fa-f]+)$"));
+    const QString t = text.trimmed();
+    bool ok = false;
+    if (const auto m = hex.match(t); m.hasMatch()) {
+        // Hexadecimal texts cover the whole unsigned range, as colour values need.
+        const qulonglong v = m.captured(2).toULongLong(&ok, 16);
+        if (!ok || v > 0xFFFFFFFFULL)
+            return false;
+        value = static_cast<int>(static_cast<std::uint32_t>(v));
+        return true;
+    }
+    if (!dec.match(t).hasMatch())
+        return false;
+    const qlonglong v = t.toLongLong(&ok, 10);
+    if (!ok || v < std::numeric_limits<int>::min() || v > std::numeric_limits<int>::max())
+        return false;
+    value = static_cast<int>(v);
+    return true;
+}
+
+int StrToInt(const QString& text)
+{
+    int v = 0;
+    if (!TryStrToInt(text, v))
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiger Integerwert").arg(text));
+    return v;
+}
+
+QString FloatToStr(double value)
+{
+    if (std::isnan(value))
+        return QStringLiteral("NAN");
+    if (std::isinf(value))
+        return value > 0 ? QStringLiteral("INF") : QStringLiteral("-INF");
+    QString s = QString::number(value, 'g', 15);
+    const qsizetype e = s.indexOf(u'e');
+    if (e >= 0) {
+        // "1e-05" -> "1E-5", "1e+20" -> "1E20"
+        QString mant = s.left(e);
+        QString exp = s.mid(e + 1);
+        const bool neg = exp.startsWith(u'-');
+        if (exp.startsWith(u'+') || neg)
+            exp.remove(0, 1);
+        while (exp.size() > 1 && exp.startsWith(u'0'))
+            exp.remove(0, 1);
+        s = mant + u'E' + (neg ? QStringLiteral("-") : QString()) + exp;
+    }
+    s.replace(u'.', FormatSettings.DecimalSeparator);
+    return s;
+}
+
+double StrToFloat(const QString& text)
+{
+    QString t = text.trimmed();
+    const QString sep = QRegularExpression::escape(QString(FormatSettings.DecimalSeparator));
+    const QRegularExpression re(QStringLiteral("^[+-]?([0-9]+(%1[0-9]*)?|%1[0-9]+)([eE][+-]?[0-9]+)?$").arg(sep));
+    if (!re.match(t).hasMatch())
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiger Gleitkommawert").arg(text));
+    t.replace(FormatSettings.DecimalSeparator, u'.');
+    bool ok = false;
+    const double v = QLocale::c().toDouble(t, &ok);
+    if (!ok)
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiger Gleitkommawert").arg(text));
+    return v;
+}
+
+namespace {
+struct ColorName {
+    TColor value;
+    const char* name;
+};
+constexpr std::array<ColorName, 52> kColorNames{{
+    {clBlack, "clBlack"}, {clMaroon, "clMaroon"}, {clGreen, "clGreen"}, {clOlive, "clOlive"},
+    {clNavy, "clNavy"}, {clPurple, "clPurple"}, {clTeal, "clTeal"}, {clGray, "clGray"},
+    {clSilver, "clSilver"}, {clRed, "clRed"}, {clLime, "clLime"}, {clYellow, "clYellow"},
+    {clBlue, "clBlue"}, {clFuchsia, "clFuchsia"}, {clAqua, "clAqua"}, {clWhite, "clWhite"},
+    {clMoneyGreen, "clMoneyGreen"}, {clSkyBlue, "clSkyBlue"}, {clCream, "clCream"}, {clMedGray, "clMedGray"},
+    {clSystemColor | 0, "clScrollBar"}, {clSystemColor | 1, "clBackground"},
+    {clSystemColor | 2, "clActiveCaption"}, {clSystemColor | 3, "clInactiveCaption"},
+    {clSystemColor | 4, "clMenu"}, {clSystemColor | 5, "clWindow"}, {clSystemColor | 6, "clWindowFrame"},
+    {clSystemColor | 7, "clMenuText"}, {clSystemColor | 8, "clWindowText"},
+    {clSystemColor | 9, "clCaptionText"}, {clSystemColor | 10, "clActiveBorder"},
+    {clSystemColor | 11, "clInactiveBorder"}, {clSystemColor | 12, "clAppWorkSpace"},
+    {clSystemColor | 13, "clHighlight"}, {clSystemColor | 14, "clHighlightText"},
+    {clSystemColor | 15, "clBtnFace"}, {clSystemColor | 16, "clBtnShadow"},
+    {clSystemColor | 17, "clGrayText"}, {clSystemColor | 18, "clBtnText"},
+    {clSystemColor | 19, "clInactiveCaptionText"}, {clSystemColor | 20, "clBtnHighlight"},
+    {clSystemColor | 21, "cl3DDkShadow"}, {clSystemColor | 22, "cl3DLight"},
+    {clSystemColor | 23, "clInfoText"}, {clSystemColor | 24, "clInfoBk"},
+    {clSystemColor | 26, "clHotLight"}, {clSystemColor | 27, "clGradientActiveCaption"},
+    {clSystemColor | 28, "clGradientInactiveCaption"}, {clSystemColor | 29, "clMenuHighlight"},
+    {clSystemColor | 30, "clMenuBar"}, {clNone, "clNone"}, {clDefault, "clDefault"},
+}};
+}
+
+QString ColorToString(TColor color)
+{
+    for (const auto& c : kColorNames)
+        if (c.value == color)
+            return QString::fromLatin1(c.name);
+    return QStringLiteral("$%1").arg(static_cast<std::uint32_t>(color), 8, 16, QChar(u'0')).toUpper();
+}
+
+TColor StringToColor(const QString& text)
+{
+    const QString t = text.trimmed();
+    for (const auto& c : kColorNames)
+        if (t.compare(QLatin1String(c.name), Qt::CaseInsensitive) == 0)
+            return c.value;
+    return StrToInt(t);
+}
+
+QColor ColorToQColor(TColor color)
+{
+    // System colours map onto the palette roles that play the same part.
+    switch (color) {
+    case clBtnFace: return QColor(240, 240, 240);
+    case clWindow: return QColor(255, 255, 255);
+    case clWindowText: return QColor(0, 0, 0);
+    case clHighlight: return QColor(0, 120, 215);
+    case clBtnShadow: return QColor(160, 160, 160);
+    case clInfoBk: return QColor(255, 255, 225);
+    default: break;
+    }
+    const auto c = static_cast<std::uint32_t>(color);
+    return QColor(int(c & 0xFF), int((c >> 8) & 0xFF), int((c >> 16) & 0xFF));
+}
+
+TColor QColorToColor(const QColor& color)
+{
+    return TColor(color.red() | (color.green() << 8) | (color.blue() << 16));
+}
