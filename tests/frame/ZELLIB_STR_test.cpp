@@ -1,0 +1,203 @@
+#include "frame/ZELLIB_STR.h"
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+#include <cmath>
+
+namespace {
+// The process runs with "," as decimal character; each test sets what it needs.
+struct DecimalSeparatorScope {
+    QChar saved = FormatSettings.DecimalSeparator;
+    explicit DecimalSeparatorScope(QChar c) { FormatSettings.DecimalSeparator = c; }
+    ~DecimalSeparatorScope() { FormatSettings.DecimalSeparator = saved; }
+};
+}
+
+TEST(TextHelpers, FixedWidthTextPadsInFrontAndCutsAtTheEnd)
+{
+    EXPECT_EQ(IntToFixed(7, 3), "007");
+    EXPECT_EQ(IntToFixed(1000, 3), "100");
+    EXPECT_EQ(IntToFixed(12345, 3), "123");
+    EXPECT_EQ(IntToFixed(-5, 4), "00-5");   // the sign stays where it was
+    EXPECT_EQ(IntToFixed(42, 0), "");
+    EXPECT_EQ(PadRight("ab", 4), "ab  ");
+    EXPECT_EQ(PadRight("abcdef", 3), "abc");
+    EXPECT_EQ(PadRight("ErrInfo", 10).size(), 10);
+}
+
+TEST(TextHelpers, TimeTextHasMillisecondsAndNeverReachesTheNextDay)
+{
+    const TDateTime t = 45000.0 + (8 * 3600000.0 + 5 * 60000.0 + 1000.0 + 7.0) / MSecsPerDay;
+    EXPECT_EQ(TimeText(t), "08:05:01:007");
+    EXPECT_EQ(TimeText(45000.0 + 0.99999999999), "23:59:59:999");
+    EXPECT_EQ(TimeText(45000.0), "00:00:00:000");
+}
+
+TEST(TextHelpers, NumberTextAcceptsSignsAndSeparatorsButProvesNoConversion)
+{
+    EXPECT_TRUE(IsNumberText(" 1-2 "));
+    EXPECT_TRUE(IsNumberText("+1,5"));
+    EXPECT_TRUE(IsNumberText("-3.25"));
+    EXPECT_FALSE(IsNumberText(""));
+    EXPECT_FALSE(IsNumberText("   "));
+    EXPECT_FALSE(IsNumberText("1/2"));
+    EXPECT_FALSE(IsNumberText("1e5"));
+    EXPECT_FALSE(IsNumberText("$FF"));
+    EXPECT_TRUE(IsBlank(" \t "));
+    EXPECT_FALSE(IsBlank(" x "));
+}
+
+TEST(TextHelpers, LogSafeTextKeepsLengthAndGermanLetters)
+{
+    const QString in = QStringLiteral("a\tb€µÄÖÜäöüß é\x01~");
+    const QString out = LogSafeText(in);
+    EXPECT_EQ(out.size(), in.size());
+    EXPECT_EQ(out, QStringLiteral("a b€µÄÖÜäöüß   ~"));
+}
+
+TEST(TextHelpers, TolerantFloatReadsBothSeparatorsAndTrailingUnits)
+{
+    DecimalSeparatorScope comma(u',');
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant("3.5"), 3.5);
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant("3,5"), 3.5);
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant("12V"), 12.0);
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant("-2.5 V"), -2.5);
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant(""), 0.0);
+    DecimalSeparatorScope point(u'.');
+    EXPECT_DOUBLE_EQ(StrToFloatTolerant("3,5"), 3.5);
+}
+
+TEST(TextHelpers, TolerantFloatSkipsTheCharacterBeforeADeletedOne)
+{
+    DecimalSeparatorScope comma(u',');
+    // "b" goes, the "a" in front of it is stepped over and survives: "1a" is malformed.
+    EXPECT_THROW(StrToFloatTolerant("1aab"), EConvertError);
+    // Two separators after the replacement.
+    EXPECT_THROW(StrToFloatTolerant("1.234,5"), EConvertError);
+    EXPECT_THROW(StrToFloatTolerant("-"), EConvertError);
+    EXPECT_THROW(StrToFloatTolerant("1-2"), EConvertError);
+    // "ab": "b" goes, "a" is stepped over and stays.
+    EXPECT_THROW(StrToFloatTolerant("ab"), EConvertError);
+}
+
+TEST(TextHelpers, TolerantFloatKnowsInfinityAndNegativeNaN)
+{
+    EXPECT_TRUE(std::isinf(StrToFloatTolerant("inf")));
+    EXPECT_GT(StrToFloatTolerant("INF"), 0);
+    const double nan = StrToFloatTolerant("NaN");
+    EXPECT_TRUE(std::isnan(nan));
+    EXPECT_TRUE(std::signbit(nan));
+}
+
+TEST(TextHelpers, FloatToFixedUsesTheDecimalCharacter)
+{
+    DecimalSeparatorScope comma(u',');
+    EXPECT_EQ(FloatToFixed(2, 3.14159), "3,14");
+    EXPECT_EQ(FloatToFixed(0, 12.0), "12");
+    EXPECT_EQ(FloatToFixed(3, -0.5), "-0,500");
+}
+
+TEST(TextHelpers, NormalizeNameDropsMarkupAndSpellsOutUmlauts)
+{
+    EXPECT_EQ(NormalizeName("<b>Läufer 1.2</b>"), "LAEUFER_1_2");
+    EXPECT_EQ(NormalizeName("Größe Übung"), "GROESSE_UEBUNG");
+    EXPECT_EQ(NormalizeName("a/b\\c-d_e!?\"x"), "A_B_C-D_E_X");
+    EXPECT_EQ(NormalizeName("orvexAusw"), "ORVEXAUSW");
+    EXPECT_EQ(NormalizeName(""), "");
+    EXPECT_EQ(NormalizeName("<unclosed"), "");
+}
+
+TEST(TextHelpers, BooleanWords)
+{
+    EXPECT_TRUE(TextToBool(" OK "));
+    EXPECT_TRUE(TextToBool("Ja"));
+    EXPECT_TRUE(TextToBool("i.o."));
+    EXPECT_TRUE(TextToBool("-1"));
+    EXPECT_FALSE(TextToBool("2"));
+    EXPECT_FALSE(TextToBool(""));
+    EXPECT_FALSE(TextToBool("nein"));
+    const bool saved = Localized_Boolean;
+    Localized_Boolean = false;
+    EXPECT_EQ(BoolToText(true), "true");
+    Localized_Boolean = true;
+    EXPECT_EQ(BoolToText(true), "ja");
+    EXPECT_EQ(BoolToText(false), "nein");
+    Localized_Boolean = saved;
+}
+
+TEST(TextHelpers, TokensAreOneBased)
+{
+    EXPECT_EQ(ExtractToken(u',', 2, "a,b,c"), "b");
+    EXPECT_EQ(ExtractToken(u',', 3, "a,b,"), "");
+    EXPECT_EQ(ExtractToken(u',', 4, "a,b,c"), "");
+    EXPECT_EQ(ExtractToken(u',', 0, "a,b,c"), "");
+    EXPECT_EQ(ExtractToken(u';', 1, ""), "");
+    EXPECT_EQ(TokenToInt("10,-20,30", 2), -20);
+    EXPECT_THROW(TokenToInt("1,,3", 2), EConvertError);
+    EXPECT_THROW(TokenToInt("1,x,3", 2), EConvertError);
+    EXPECT_THROW(TokenToInt("1,2", 5), EConvertError);
+}
+
+TEST(TextHelpers, ReplaceIgnoresCaseAndRepeatsFromTheStart)
+{
+    EXPECT_EQ(ReplaceFirst("aXbxc", "x", "-"), "a-bxc");
+    EXPECT_EQ(ReplaceFirst("abc", "", "-"), "abc");
+    EXPECT_EQ(ReplaceAll("Hello", "L", ""), "Heo");
+    // Occurrences formed by a replacement are replaced as well.
+    EXPECT_EQ(ReplaceAll("aaab", "ab", "b"), "b");
+    EXPECT_EQ(ReplaceAll("a  b   c", "  ", " "), "a b c");
+    EXPECT_EQ(ReplaceAll("abc", "", "x"), "abc");
+    // A replacement that holds the search text ends after one pass.
+    EXPECT_EQ(ReplaceAll("ab", "a", "aa"), "aab");
+}
+
+TEST(TextHelpers, CsvToLinesPlainAndQuoted)
+{
+    EXPECT_EQ(CsvToLines("\"A.Nutzer\",\"G.Nutzer\""), "A.Nutzer\r\nG.Nutzer");
+    EXPECT_EQ(CsvToLines(" \"a, b\" , \"c\" "), "a, b\r\nc");
+    EXPECT_EQ(CsvToLines("a,b,c,"), "a\r\nb\r\nc");
+    EXPECT_EQ(CsvToLines("a\",\"b"), "a\r\nb");
+    EXPECT_EQ(CsvToLines("x\"y,z"), "x\"y\r\nz");   // quotes of a plain list stay
+    EXPECT_EQ(CsvToLines("   "), "");
+}
+
+TEST(TextHelpers, WordToBitsPutsTheLowestBitLeft)
+{
+    EXPECT_EQ(WordToBits(1), "1000000000000000");
+    EXPECT_EQ(WordToBits(0x8001), "1000000000000001");
+    EXPECT_EQ(WordToBits(0), QString(16, u'0'));
+}
+
+TEST(BaseConversions, IntegersColoursAndFloats)
+{
+    int v = 0;
+    EXPECT_TRUE(TryStrToInt(" 42 ", v));
+    EXPECT_EQ(v, 42);
+    EXPECT_TRUE(TryStrToInt("$FF", v));
+    EXPECT_EQ(v, 255);
+    EXPECT_FALSE(TryStrToInt("4 2", v));
+    EXPECT_FALSE(TryStrToInt("2147483648", v));
+    EXPECT_FALSE(TryStrToInt("", v));
+    EXPECT_EQ(ColorToString(clRed), "clRed");
+    EXPECT_EQ(ColorToString(0x00FF8000), "$00FF8000");
+    EXPECT_EQ(StringToColor("$00FF8000"), 0x00FF8000);
+    EXPECT_EQ(StringToColor("clbtnface"), clBtnFace);
+    EXPECT_EQ(StringToColor(ColorToString(clNone)), clNone);
+    EXPECT_THROW(StringToColor("rot"), EConvertError);
+    DecimalSeparatorScope comma(u',');
+    EXPECT_EQ(FloatToStr(1.5), "1,5");
+    EXPECT_EQ(FloatToStr(0.00001), "1E-5");
+    EXPECT_EQ(FloatToStr(1e20), "1E20");
+    EXPECT_EQ(FloatToStr(-250), "-250");
+    EXPECT_DOUBLE_EQ(StrToFloat(" 2,5 "), 2.5);
+    EXPECT_THROW(StrToFloat("2.5"), EConvertError);
+}
+
+TEST(BaseConversions, DateTimeDayNumbers)
+{
+    const QDateTime dt(QDate(2026, 11, 23), QTime(12, 0));
+    const TDateTime v = QDateTimeToDateTime(dt);
+    EXPECT_DOUBLE_EQ(v, 46349.5);
+    EXPECT_EQ(DateTimeToQDateTime(v), dt);
+    EXPECT_EQ(DateTimeToQDateTime(0).date(), QDate(1899, 12, 30));
+}

@@ -1,0 +1,155 @@
+// Runs the built program as a user would start it: in a working folder of its
+// own, without a screen, and ends it the way the system does (SIGTERM).
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include "frame/MemIniFile.h"
+
+namespace {
+constexpr int kWaitMs = 30000;   // generous: the sanitizer build starts slowly
+
+class StartupTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(root.isValid());
+        ASSERT_TRUE(runtime.isValid());   // private lock folder: no clash with a running demo
+        QDir().mkpath(WorkDir());
+    }
+    QString WorkDir() const { return root.filePath("ZELSOFT/Orvex"); }
+    QString Ini() const { return WorkDir() + "/Config/KELMAR.INI"; }
+
+    void Start(QProcess& p, const QString& dir, const QStringList& args = {})
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("XDG_RUNTIME_DIR", runtime.path());
+        p.setProcessEnvironment(env);
+        p.setWorkingDirectory(dir);
+        p.start(ORVEX_EXE, args);
+        ASSERT_TRUE(p.waitForStarted(kWaitMs));
+    }
+
+    // The start is complete once the last key of the start sequence is in the file.
+    bool WaitUntilStarted(QProcess& p)
+    {
+        QElapsedTimer t;
+        t.start();
+        while (t.elapsed() < kWaitMs) {
+            QFile f(Ini());
+            if (f.open(QIODevice::ReadOnly) && f.readAll().contains("UseFormDesigner="))
+                return p.state() == QProcess::Running;
+            if (p.state() != QProcess::Running)
+                return false;
+            QThread::msleep(50);
+        }
+        return false;
+    }
+
+    static bool EndsCleanly(QProcess& p)
+    {
+        p.terminate();   // SIGTERM
+        return p.waitForFinished(kWaitMs) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+    }
+
+    QTemporaryDir root;
+    QTemporaryDir runtime;
+};
+}
+
+TEST_F(StartupTest, FirstStartFillsTheIniAndMakesTheFoldersAndSecondStartIsRefused)
+{
+    QProcess first;
+    Start(first, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(first)) << first.readAllStandardError().constData();
+
+    // A second start without parameters is refused while the first runs.
+    QProcess second;
+    Start(second, WorkDir());
+    ASSERT_TRUE(second.waitForFinished(kWaitMs));
+    EXPECT_EQ(second.exitCode(), 1);
+    EXPECT_TRUE(QString::fromUtf8(second.readAllStandardError()).contains("ORVEXAUSW läuft bereits auf diesem Rechner"));
+
+    // Any parameter lets it run beside the first.
+    QProcess third;
+    Start(third, WorkDir(), {"2"});
+    EXPECT_FALSE(third.waitForFinished(1500));
+    EXPECT_EQ(third.state(), QProcess::Running);
+    EXPECT_TRUE(EndsCleanly(third));
+
+    EXPECT_TRUE(EndsCleanly(first)) << first.readAllStandardError().constData();
+
+    const TMemIniFile ini(Ini());
+    const QStringList pathKeys{"Datapath", "Exportpath", "CommonfilePath", "CommonAppPath", "Reportspath",
+                               "Scriptspath", "Temppath", "Defaultspath", "Resourcepath", "Ramdiskpath",
+                               "Archivpath"};
+    for (const QString& k : pathKeys) {
+        const QString v = ini.ReadString("PATH", k, "");
+        EXPECT_FALSE(v.isEmpty()) << k.toStdString();
+        EXPECT_TRUE(QDir(v).exists()) << v.toStdString();
+    }
+    EXPECT_EQ(ini.ReadString("PATH", "Datapath", ""), WorkDir() + "/Data");
+    EXPECT_EQ(ini.ReadString("PATH", "CommonAppPath", ""), root.filePath("ZELSOFT/Gemeinsame Dateien/ORVEXAUSW"));
+    const QStringList programmKeys{"DebugModus", "DebugSQL", "COM_Logging", "Default_NKStellen", "Fullscreen",
+                                   "Screen_Height_Max", "Screen_Width_Max", "CSV_Kommazeichen_Wert",
+                                   "CSV_Trennzeichen_Wert", "CSV_Dateierweiterung", "MyDatetimeFormat", "Testmodus",
+                                   "UseExterneProgramme", "KundenProgrammHeader", "Projekt", "Hintdauer",
+                                   "Localized_Boolean"};
+    for (const QString& k : programmKeys)
+        EXPECT_TRUE(ini.ValueExists("PROGRAMM", k)) << k.toStdString();
+    const QStringList constantKeys{"fail_String", "Pass_String", "Inaktiv_String", "Aktiv_String", "False_String",
+                                   "True_String", "Falsch_String", "Wahr_String", "aus_String", "ein_String"};
+    for (const QString& k : constantKeys)
+        EXPECT_TRUE(ini.ValueExists("String_Constants", k)) << k.toStdString();
+    // Keys with an empty default are not written: nothing would document them.
+    EXPECT_FALSE(ini.ValueExists("PROGRAMM", "Version"));
+    EXPECT_FALSE(ini.ValueExists("PROGRAMM", "OemLogo"));
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "CSV_Kommazeichen_Wert", ""), "44");
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "COM_Logging", ""), "true");
+
+    QFile raw(Ini());
+    ASSERT_TRUE(raw.open(QIODevice::ReadOnly));
+    const QByteArray bytes = raw.readAll();
+    EXPECT_EQ(bytes.count('\n'), bytes.count("\r\n"));
+}
+
+TEST_F(StartupTest, ExistingIniIsRepairedAndItsSectionsInOtherCaseMerged)
+{
+    QDir().mkpath(WorkDir() + "/Config");
+    QFile f(Ini());
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("[Programm]\r\nDefault_NKStellen=abc\r\n[PROGRAMM]\r\nHintdauer=3000\r\n[Path]\r\nDatapath=" +
+            QFile::encodeName(root.filePath("Messdaten")) + "\r\n");
+    f.close();
+
+    QProcess p;
+    Start(p, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(p)) << p.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(p));
+
+    const TMemIniFile ini(Ini());
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Default_NKStellen", ""), "4");
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Hintdauer", ""), "3000");
+    EXPECT_EQ(ini.ReadSections().filter("programm", Qt::CaseInsensitive).size(), 1);
+    EXPECT_TRUE(QDir(root.filePath("Messdaten")).exists());
+}
+
+TEST_F(StartupTest, StartFromADesktopFolderIsRefused)
+{
+    const QString desktop = root.filePath("Desktop/Orvex");
+    QDir().mkpath(desktop);
+    QProcess p;
+    Start(p, desktop);
+    ASSERT_TRUE(p.waitForFinished(kWaitMs));
+    EXPECT_EQ(p.exitCode(), 1);
+    EXPECT_TRUE(QString::fromUtf8(p.readAllStandardError()).contains("Startpfad (Desktop) nicht erlaubt"));
+    EXPECT_FALSE(QDir(desktop + "/Config").exists());
+}
