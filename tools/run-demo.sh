@@ -15,7 +15,7 @@ if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
   echo "Kein Bildschirm (weder DISPLAY noch WAYLAND_DISPLAY gesetzt)."
   echo "Das Fenster erscheint mit einem Bildschirm, etwa unter Xvfb:  xvfb-run -a make run"
   # Start and end once without a screen, so the working folder and its INI are complete.
-  QT_QPA_PLATFORM=offscreen "$exe" --ohne-bildschirm &
+  QT_QPA_PLATFORM=offscreen "$exe" &
   pid=$!
   sleep 2
   kill -TERM "$pid" 2>/dev/null || true

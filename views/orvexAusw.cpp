@@ -3,6 +3,7 @@
 
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
+#include "testdata/uDMorvex.h"
 #include "views/uFoAuswertungUebersicht.h"
 
 #include <QApplication>
@@ -14,6 +15,7 @@ int main(int argc, char** argv)
     // Unit start, in link order.
     ZELLIB_INI_Initialize();
     ZELInit_Initialize(argc, argv);
+    uDMorvex_Initialize();
     InstallHintHidePause();
 
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
@@ -29,6 +31,7 @@ int main(int argc, char** argv)
     const int rc = QApplication::exec();
 
     delete FOOrvexAuswertung;
+    uDMorvex_Finalize();
     ZELInit_Finalize();
     ZELLIB_INI_Finalize();
     return rc;
