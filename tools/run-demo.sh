@@ -12,15 +12,10 @@ mkdir -p "$demo/Config"
 
 cd "$demo"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
-  echo "Kein Bildschirm (weder DISPLAY noch WAYLAND_DISPLAY gesetzt)."
-  echo "Das Fenster erscheint mit einem Bildschirm, etwa unter Xvfb:  xvfb-run -a make run"
-  # Start and end once without a screen, so the working folder and its INI are complete.
-  QT_QPA_PLATFORM=offscreen "$exe" &
-  pid=$!
-  sleep 2
-  kill -TERM "$pid" 2>/dev/null || true
-  wait "$pid" || true
-  echo "Arbeitsordner: $demo"
+  echo "Kein Bildschirm (weder DISPLAY noch WAYLAND_DISPLAY gesetzt): das Fenster wird nach demo/screenshot.png gezeichnet."
+  echo "Mit Bildschirm erscheint es selbst, etwa unter Xvfb:  xvfb-run -a make run"
+  QT_QPA_PLATFORM=offscreen ORVEX_SCREENSHOT="$demo/screenshot.png" "$exe"
+  echo "Bild: $demo/screenshot.png"
   exit 0
 fi
 exec "$exe"

@@ -7,6 +7,7 @@
 #include "views/uFoAuswertungUebersicht.h"
 
 #include <QApplication>
+#include <QTimer>
 
 int main(int argc, char** argv)
 {
@@ -28,6 +29,14 @@ int main(int argc, char** argv)
     });
 
     FOOrvexAuswertung->show();
+
+    // Without a screen, ORVEX_SCREENSHOT names a PNG: the window is drawn into it once
+    // the start has settled, and the program then ends the orderly way.
+    if (const QString shot = qEnvironmentVariable("ORVEX_SCREENSHOT"); !shot.isEmpty())
+        QTimer::singleShot(1500, FOOrvexAuswertung, [shot] {
+            FOOrvexAuswertung->grab().save(shot);
+            FOOrvexAuswertung->ProgrammBeenden();
+        });
     const int rc = QApplication::exec();
 
     delete FOOrvexAuswertung;
