@@ -306,7 +306,7 @@ bool HTMLColor(const QString& value, QColor& color)
     return false;
 }
 
-QSize HTMLDrawEx(QPainter* painter, const QString& text, const QRect& rect, const QFont& baseFont,
+QSize DrawHTML(QPainter* painter, const QString& text, const QRect& rect, const QFont& baseFont,
                  const QColor& baseColor, QPaintDevice* metricsDevice)
 {
     THTMLParser parser(text, baseFont, baseColor, metricsDevice);
@@ -375,12 +375,12 @@ void THTMLabel::SetFontColor(const QColor& value)
 
 QSize THTMLabel::TextSize()
 {
-    return HTMLDrawEx(nullptr, fHTMLText.join(QString()), QRect(0, 0, width(), height()), font(), FontColor(), this);
+    return DrawHTML(nullptr, fHTMLText.join(QString()), QRect(0, 0, width(), height()), font(), FontColor(), this);
 }
 
 QSize THTMLabel::sizeHint() const
 {
-    return HTMLDrawEx(nullptr, fHTMLText.join(QString()), QRect(), font(), FontColor(), const_cast<THTMLabel*>(this));
+    return DrawHTML(nullptr, fHTMLText.join(QString()), QRect(), font(), FontColor(), const_cast<THTMLabel*>(this));
 }
 
 void THTMLabel::DoAutoSize()
@@ -401,7 +401,7 @@ void THTMLabel::paintEvent(QPaintEvent*)
     if (!fTransparent)
         p.fillRect(rect(), palette().color(QPalette::Window));
     p.setClipRect(rect());
-    HTMLDrawEx(&p, fHTMLText.join(QString()), rect(), font(), FontColor(), this);
+    DrawHTML(&p, fHTMLText.join(QString()), rect(), font(), FontColor(), this);
 }
 
 void THTMLabel::changeEvent(QEvent* event)

@@ -20,7 +20,7 @@ enum TAutoSizeType { asVertical, asHorizontal, asBoth };
 // Lays out the text in rect with the given base font and colour, and draws it when
 // a painter is given. Answers the size of the laid-out text. Font metrics come from
 // metricsDevice (the screen when null), so measuring and painting agree.
-QSize HTMLDrawEx(QPainter* painter, const QString& text, const QRect& rect, const QFont& baseFont,
+QSize DrawHTML(QPainter* painter, const QString& text, const QRect& rect, const QFont& baseFont,
                  const QColor& baseColor, QPaintDevice* metricsDevice = nullptr);
 
 // Plain text for hints and logs: <BR> and <HR> become line breaks, hidden parts
