@@ -1,0 +1,182 @@
+#include "dbaccess/pFIBDatabase.h"
+
+#include <QCoreApplication>
+
+// ---------------------------------------------------------------- TpFIBDatabase
+
+TpFIBDatabase::TpFIBDatabase(TComponent* owner) : TFIBDatabase(owner) {}
+
+TpFIBDatabase::~TpFIBDatabase()
+{
+    fRestoreTimer.reset();
+}
+
+int TpFIBDatabase::WaitForRestoreConnect() const { return fRestoreTimer ? fRestoreTimer->Interval() : 0; }
+
+void TpFIBDatabase::SetWaitForRestoreConnect(int ms)
+{
+    if (ms <= 0) {
+        fRestoreTimer.reset();
+        return;
+    }
+    if (!fRestoreTimer) {
+        fRestoreTimer = std::make_unique<TFIBCustomTimer>();
+        fRestoreTimer->SetInterval(30000);
+        fRestoreTimer->OnTimer = [this] { RestoreTimerTick(); };
+    }
+    fRestoreTimer->SetInterval(ms);
+}
+
+void TpFIBDatabase::InternalOpen(bool raiseExcept)
+{
+    if (Connected())
+        return;
+    bool doConnect = true;
+    if (BeforeConnect)
+        BeforeConnect(this, &DBParams(), doConnect);
+    if (!doConnect)
+        return;
+    TFIBDatabase::InternalOpen(raiseExcept);
+    if (!Connected() || IsDesigning())
+        return;
+    // The schema cache file (CacheSchemaOptions) belongs to the metadata cache,
+    // which this program does not use; its options are kept for completeness.
+    if (SaveAliasParamsAfterConnect && !AliasName.isEmpty())
+        SaveAliasParams();
+    if (AfterConnect)
+        AfterConnect(this);
+}
+
+void TpFIBDatabase::InternalClose(bool force, bool doNotLog)
+{
+    if (Connected())
+        TFIBDatabase::InternalClose(force, doNotLog);
+}
+
+void TpFIBDatabase::DoBeforeStartTransaction(TFIBTransaction* tr)
+{
+    if (BeforeStartTransaction)
+        BeforeStartTransaction(this, tr);
+}
+
+void TpFIBDatabase::DoAfterStartTransaction(TFIBTransaction* tr)
+{
+    if (AfterStartTransaction)
+        AfterStartTransaction(this, tr);
+}
+
+void TpFIBDatabase::DoBeforeEndTransaction(TFIBTransaction* tr, TTransactionAction action, bool force)
+{
+    if (BeforeEndTransaction)
+        BeforeEndTransaction(this, tr, action, force);
+}
+
+void TpFIBDatabase::DoAfterEndTransaction(TFIBTransaction* tr, TTransactionAction action, bool force)
+{
+    if (AfterEndTransaction)
+        AfterEndTransaction(this, tr, action, force);
+}
+
+bool TpFIBDatabase::ExamineLostConnection(EFIBInterBaseError& error)
+{
+    if (!CheckStatusVector({isc_network_error, isc_net_read_err, isc_net_write_err, isc_lost_db_connection}))
+        return true;
+    TOnLostConnectActions action = laCloseConnect;
+    LostConnection(error, action);
+    return action != laIgnore;
+}
+
+void TpFIBDatabase::LostConnection(EFIBError& error, TOnLostConnectActions& action)
+{
+    if (OnLostConnect)
+        OnLostConnect(this, error, action);
+    switch (action) {
+    case laTerminateApp:
+        DropLostHandle();
+        if (QCoreApplication::instance())
+            QCoreApplication::quit();
+        break;
+    case laCloseConnect:
+        DropLostHandle();
+        break;
+    case laWaitRestore:
+        DropLostHandle();
+        if (fRestoreTimer)
+            fRestoreTimer->SetEnabled(true);
+        break;
+    case laIgnore:
+        break;
+    }
+}
+
+void TpFIBDatabase::RestoreTimerTick()
+{
+    try {
+        SetConnected(true);
+        fRestoreTimer->SetEnabled(false);
+        if (AfterRestoreConnect)
+            AfterRestoreConnect(this);
+    } catch (EFIBError& e) {
+        bool retry = true;
+        if (OnErrorRestoreConnect)
+            OnErrorRestoreConnect(this, e, retry);
+        if (!retry && fRestoreTimer)
+            fRestoreTimer->SetEnabled(false);
+    }
+}
+
+// ---------------------------------------------------------------- TpFIBTransaction
+
+void TpFIBTransaction::PrepareTRParams()
+{
+    switch (TPBMode) {
+    case tpbDefault:
+        break;
+    case tpbReadCommitted:
+        TRParams().Assign({QStringLiteral("write"), QStringLiteral("isc_tpb_nowait"),
+                           QStringLiteral("read_committed"), QStringLiteral("rec_version")});
+        break;
+    case tpbRepeatableRead:
+        TRParams().Assign(
+            {QStringLiteral("write"), QStringLiteral("isc_tpb_nowait"), QStringLiteral("concurrency")});
+        break;
+    }
+}
+
+QStringList TpFIBTransaction::StoredTRParams() const
+{
+    return TPBMode == tpbDefault ? TRParams().Lines() : QStringList();
+}
+
+void TpFIBTransaction::StartTransaction()
+{
+    if (Active()) {
+        TFIBTransaction::StartTransaction();
+        return;
+    }
+    PrepareTRParams();
+    auto* db = dynamic_cast<TpFIBDatabase*>(DefaultDatabase());
+    if (db)
+        db->DoBeforeStartTransaction(this);
+    if (BeforeStart)
+        BeforeStart(this);
+    TFIBTransaction::StartTransaction();
+    if (AfterStart)
+        AfterStart(this);
+    if (db)
+        db->DoAfterStartTransaction(this);
+}
+
+void TpFIBTransaction::EndTransaction(TTransactionAction action, bool force)
+{
+    auto* db = dynamic_cast<TpFIBDatabase*>(DefaultDatabase());
+    if (db)
+        db->DoBeforeEndTransaction(this, action, force);
+    if (BeforeEnd)
+        BeforeEnd(this, action, force);
+    TFIBTransaction::EndTransaction(action, force);
+    if (AfterEnd)
+        AfterEnd(this, action, force);
+    if (db)
+        db->DoAfterEndTransaction(this, action, force);
+}

@@ -1,0 +1,49 @@
+#pragma once
+// Shared helpers of the database tests: the real client library, fresh database
+// files in a temporary folder, waiting on the event loop, and a private server on
+// a free loopback port.
+
+#include "dbaccess/pFIBDatabase.h"
+
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+#include <functional>
+#include <memory>
+
+inline const QString ClientLibraryName = QStringLiteral("libfbclient.so.2");
+inline const QString TestPassword = QStringLiteral("masterkey");
+
+// Creates a database file (or server path) through the layer's own CreateDatabase
+// and leaves the object closed, with DBParams set for a normal connect.
+std::unique_ptr<TpFIBDatabase> CreateTestDatabase(const QString& dbName, int dialect = 3,
+                                                  const QString& name = QStringLiteral("DB1"));
+// Sets the parameters a connect as SYSDBA with the test password needs.
+void SetLoginParams(TFIBDatabase& db, const QString& charset = QStringLiteral("WIN1252"));
+
+// Pumps the event loop until condition holds or timeoutMs passed; answers condition().
+bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 5000);
+
+// The message of whatever fn throws; empty when it throws nothing.
+QString ThrownMessage(const std::function<void()>& fn);
+
+// A Firebird server of its own on 127.0.0.1, started from a private configuration
+// folder with its own security database. Reason() tells why Start() failed.
+class TPrivateServer {
+public:
+    ~TPrivateServer();
+    bool Start();
+    void Stop();
+    int Port() const { return fPort; }
+    QString Reason() const { return fReason; }
+    QString Folder() const { return fRoot.path(); }
+    // "127.0.0.1/<port>:<absolute path>"
+    QString ConnectString(const QString& path) const;
+
+private:
+    bool Fail(const QString& reason);
+    QTemporaryDir fRoot;
+    QProcess fServer;
+    int fPort = 0;
+    QString fReason;
+};
