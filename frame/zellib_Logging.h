@@ -17,6 +17,7 @@
 #include <QRecursiveMutex>
 #include <QString>
 #include <QStringList>
+#include <atomic>
 #include <memory>
 
 struct TLogItem {
@@ -51,7 +52,7 @@ public:
     void CheckDay(TDateTime time);
     void Open();
 
-    bool Active = false;
+    std::atomic<bool> Active = false;   // read by writers on any thread
     QString FileName;
     std::unique_ptr<QFile> Stream;
     QString BaseName;

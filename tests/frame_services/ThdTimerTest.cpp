@@ -189,20 +189,3 @@ TEST(ThdTimer, DestructionReturnsInEveryState)
         EXPECT_EQ(count, 1);
     }
 }
-
-TEST(ThdTimer, OwnerDestroysTheTimer)
-{
-    auto* owner = new QObject;
-    auto* timer = new TThreadedTimer(owner);
-    int count = 0;
-    timer->SetInterval(5);
-    timer->SetThreadPriority(tpIdle);
-    EXPECT_EQ(timer->ThreadPriority(), tpIdle);
-    timer->OnTimer = [&](TThreadedTimer*) { ++count; };
-    timer->SetEnabled(true);
-    ASSERT_TRUE(PumpUntil([&] { return count >= 1; }));
-    delete owner;
-    const int after = count;
-    PumpFor(50);
-    EXPECT_EQ(count, after);
-}

@@ -11,6 +11,8 @@
 #include <QStringDecoder>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
+#include <thread>
+#include <vector>
 
 namespace {
 QByteArray ReadBytes(const QString& fileName)
@@ -223,6 +225,36 @@ TEST_F(LogFileTest, TheTimerWritesTheQueueAndRunsOn)
     log.log(QStringLiteral("SysInfo"), QStringLiteral("third"), Now());
     ASSERT_TRUE(PumpUntil([&] { return Entries(log.FileName).size() == 3; }));
     EXPECT_FALSE(log.Timer->Enabled());
+}
+
+TEST_F(LogFileTest, WritersOnOtherThreadsLoseNothing)
+{
+    TZELLogFile log(QStringList{QStringLiteral("p")});
+    constexpr int threads = 4, each = 250;
+    std::vector<std::thread> writers;
+    for (int t = 0; t < threads; ++t)
+        writers.emplace_back([&log, t] {
+            for (int i = 0; i < each; ++i)
+                log.log(QStringLiteral("T%1").arg(t), QStringLiteral("%1-%2").arg(t).arg(i), Now());
+        });
+    // The main thread writes out while the others still queue.
+    for (int round = 0; round < 5; ++round)
+        log.Flush();
+    for (auto& w : writers)
+        w.join();
+    log.Flush();
+    const QStringList entries = Entries(log.FileName);
+    EXPECT_EQ(entries.size(), threads * each);
+    for (int t = 0; t < threads; ++t) {
+        // Each writer's entries keep their order.
+        int next = 0;
+        for (const QString& e : entries) {
+            if (e.startsWith(QStringLiteral(";T%1 ").arg(t))) {
+                EXPECT_EQ(e.section(u';', 2), QStringLiteral("%1-%2").arg(t).arg(next++));
+            }
+        }
+        EXPECT_EQ(next, each);
+    }
 }
 
 TEST_F(LogFileTest, AHandlerRunDuringTheFlushMayLog)

@@ -65,23 +65,6 @@ void Click(QWidget* target)
 }
 }
 
-TEST_F(MsgTest, TheSettingsAreReadFromSectionProgramm)
-{
-    QFile ini(IniFileName);
-    ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
-    ini.write("[Programm]\r\nFehlermeldezeit=500\r\nFehlerAnzeige_X1=40\r\n");
-    ini.close();
-    zellib_msg_Initialize();
-    EXPECT_EQ(Fehlermeldezeit, 500);
-    EXPECT_EQ(FehlerAnzeige_X1, 40);
-    EXPECT_EQ(FehlerAnzeige_X, 0);
-    CloseIniStore();
-    // The missing keys document themselves in the file.
-    TMemIniFile written(IniFileName);
-    EXPECT_EQ(written.ReadString(QStringLiteral("PROGRAMM"), QStringLiteral("FehlerAnzeige_Y"), QStringLiteral("?")),
-              QStringLiteral("0"));
-}
-
 TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTime)
 {
     Fehlermeldezeit = 300;
