@@ -97,10 +97,10 @@ TFIBDatabase* TFIBTransaction::DefaultDatabase() const
 
 void TFIBTransaction::SetDefaultDatabase(TFIBDatabase* db)
 {
-    if (db == fDefaultDatabase)
-        return;
     if (Active())
         RaiseClientError(fibceInTransaction, {Name()}, this);
+    if (db == fDefaultDatabase)
+        return;
     TFIBDatabase* old = fDefaultDatabase;
     if (db)
         AddDatabase(db);

@@ -1,0 +1,351 @@
+// Transactions on a real embedded database: buffers, starts and the four ends,
+// failures of commit, the time-out, and the rules around databases and handles.
+
+#include "DbTestSupport.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+const QString CRLF = QStringLiteral("\r\n");
+
+QByteArray TPB(const QStringList& lines, bool fb21 = true)
+{
+    TFIBStringList list;
+    list.Assign(lines);
+    return BuildTPB(list, fb21);
+}
+
+QByteArray Bytes(std::initializer_list<int> values)
+{
+    QByteArray out;
+    for (int v : values)
+        out.append(static_cast<char>(v));
+    return out;
+}
+}  // namespace
+
+TEST(TransactionParams, NamesAndBytes)
+{
+    EXPECT_TRUE(TPB({}).isEmpty());
+    EXPECT_EQ(TPB({""}), Bytes({3}));
+    EXPECT_EQ(TPB({"write", "isc_tpb_nowait", "read_committed", "rec_version"}), Bytes({3, 9, 7, 15, 17}));
+    EXPECT_EQ(TPB({"ISC_TPB_Concurrency", " wait "}), Bytes({3, 2, 6}));
+    EXPECT_EQ(TPB({"lock_read=T1", "lock_write=AB"}), Bytes({3, 10, 2, 'T', '1', 11, 2, 'A', 'B'}));
+    EXPECT_EQ(TPB({"lock_timeout=7"}), Bytes({3, 21, 2, 7, 0}));
+    EXPECT_EQ(TPB({"lock_timeout=300"}), Bytes({3, 21, 2, 300 & 0xFF, 300 >> 8}));
+    EXPECT_EQ(TPB({"lock_timeout=soon"}), Bytes({3, 21, 2, 10, 0}));
+    EXPECT_EQ(TPB({"lock_timeout=7"}, false), Bytes({3, 21}));
+    EXPECT_EQ(TPB({"no_savepoint"}, false), Bytes({3, 21}));
+    EXPECT_EQ(ThrownMessage([] { TPB({"foo"}); }), "TPB Constant (foo) is unknown.");
+    EXPECT_EQ(ThrownMessage([] { TPB({"isc_tpb_Autocommit"}); }), "TPB Constant (isc_tpb_autocommit) is unsupported.");
+    EXPECT_EQ(ThrownMessage([] { TPB({"verb_time=1"}); }), "TPB Constant (isc_tpb_verb_time) is unsupported.");
+
+    TFIBTransaction tr;
+    tr.TRParams().Assign({"write", "isc_tpb_read"});
+    EXPECT_TRUE(tr.IsReadOnly());
+    tr.TRParams().Assign({"write", " read"});
+    EXPECT_FALSE(tr.IsReadOnly());
+}
+
+class EmbeddedTransaction : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        sDir = new QTemporaryDir();
+        ASSERT_TRUE(sDir->isValid());
+        sPath = sDir->filePath("Tr.fdb");
+        auto db = CreateTestDatabase(sPath);
+        db->Open();
+        TFIBTransaction tr;
+        tr.AddDatabase(db.get());
+        tr.StartTransaction();
+        tr.ExecSQLImmediate("create table T (ID integer, TXT varchar(20))");
+        tr.ExecSQLImmediate("create exception E_NOCOMMIT 'commit refused by test'");
+        // Commits fail while the transaction carries the context variable FAIL.
+        tr.ExecSQLImmediate("create trigger T_NOCOMMIT on transaction commit as begin "
+                            "if (rdb$get_context('USER_TRANSACTION', 'FAIL') = '1') then exception E_NOCOMMIT; end");
+        tr.Commit();
+        db->Close();
+    }
+    static void TearDownTestSuite()
+    {
+        delete sDir;
+        sDir = nullptr;
+    }
+    void SetUp() override
+    {
+        db = std::make_unique<TpFIBDatabase>();
+        db->SetName("DB1");
+        db->SetLibraryName(ClientLibraryName);
+        db->SetDBName(sPath);
+        db->SetSQLDialect(3);
+        SetLoginParams(*db);
+        db->Open();
+        tr = std::make_unique<TpFIBTransaction>();
+        tr->SetName("TR1");
+        tr->AddDatabase(db.get());
+        Exec("delete from T");
+    }
+    void TearDown() override
+    {
+        tr.reset();
+        db.reset();
+    }
+    // Runs a statement in a transaction of its own and commits it.
+    void Exec(const QString& sql)
+    {
+        TFIBTransaction own;
+        own.AddDatabase(db.get());
+        own.StartTransaction();
+        own.ExecSQLImmediate(sql);
+        own.Commit();
+    }
+    int Rows() { return db->QueryValue("select count(*) from T").toInt(); }
+
+    static QTemporaryDir* sDir;
+    static QString sPath;
+    std::unique_ptr<TpFIBDatabase> db;
+    std::unique_ptr<TpFIBTransaction> tr;
+};
+QTemporaryDir* EmbeddedTransaction::sDir = nullptr;
+QString EmbeddedTransaction::sPath;
+
+TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
+{
+    EXPECT_EQ(tr->TransactionID(), 0);
+    EXPECT_EQ(ThrownMessage([&] { tr->Commit(); }), "TR1:" + CRLF + "TR1 :Transaction is not active.");
+    tr->StartTransaction();
+    EXPECT_TRUE(tr->Active());
+    EXPECT_EQ(tr->State(), tsActive);
+    // The ready-made mode wrote its lines before the start.
+    EXPECT_EQ(tr->TRParams().Lines(), (QStringList{"write", "isc_tpb_nowait", "read_committed", "rec_version"}));
+    EXPECT_EQ(tr->TPB(), QByteArray("\x03\x09\x07\x0f\x11"));
+    const int id = tr->TransactionID();
+    EXPECT_GT(id, 0);
+    EXPECT_EQ(tr->TransactionID(), id);
+    EXPECT_EQ(ThrownMessage([&] { tr->StartTransaction(); }), "TR1:" + CRLF + "TR1 :Transaction is active.");
+    EXPECT_EQ(ThrownMessage([&] { tr->SetDefaultDatabase(nullptr); }),
+              "TR1:" + CRLF + "TR1 :Transaction is active.");
+    tr->ExecSQLImmediate("insert into T values (1, 'eins')");
+    tr->Commit();
+    EXPECT_FALSE(tr->Active());
+    EXPECT_EQ(tr->State(), tsClosed);
+    EXPECT_EQ(tr->TransactionID(), 0);
+    EXPECT_EQ(Rows(), 1);
+    try {
+        tr->Commit();
+        FAIL() << "second commit accepted";
+    } catch (const EFIBClientError& e) {
+        EXPECT_EQ(e.SQLCode, 15);
+    }
+
+    TFIBTransaction empty;
+    empty.SetName("TR0");
+    EXPECT_EQ(ThrownMessage([&] { empty.StartTransaction(); }),
+              "TR0:" + CRLF + "TR0 :No databases are listed in transaction component.");
+}
+
+TEST_F(EmbeddedTransaction, RollbackAndRetainingEnds)
+{
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (1, 'x')");
+    tr->Rollback();
+    EXPECT_EQ(Rows(), 0);
+
+    tr->StartTransaction();
+    const isc_tr_handle handle = tr->Handle();
+    const int firstId = tr->TransactionID();
+    tr->ExecSQLImmediate("insert into T values (2, 'y')");
+    tr->CommitRetaining();
+    EXPECT_EQ(tr->Handle(), handle);
+    EXPECT_EQ(tr->State(), tsActive);
+    EXPECT_EQ(Rows(), 1);
+    // The cached id was dropped; the server has a new one after the retaining end.
+    EXPECT_GT(tr->TransactionID(), firstId);
+
+    tr->ExecSQLImmediate("insert into T values (3, 'z')");
+    tr->RollbackRetaining();
+    EXPECT_EQ(tr->Handle(), handle);
+    EXPECT_TRUE(tr->Active());
+    tr->Commit();
+    EXPECT_EQ(Rows(), 1);
+}
+
+TEST_F(EmbeddedTransaction, UnknownLineKeepsTheTransactionClosed)
+{
+    tr->TPBMode = tpbDefault;
+    tr->TRParams().Assign({"write", "foo"});
+    EXPECT_EQ(ThrownMessage([&] { tr->StartTransaction(); }), "TPB Constant (foo) is unknown.");
+    EXPECT_FALSE(tr->Active());
+    EXPECT_EQ(tr->StoredTRParams(), (QStringList{"write", "foo"}));
+
+    tr->TPBMode = tpbRepeatableRead;
+    tr->StartTransaction();
+    EXPECT_EQ(tr->TRParams().Lines(), (QStringList{"write", "isc_tpb_nowait", "concurrency"}));
+    EXPECT_TRUE(tr->StoredTRParams().isEmpty());
+    // A snapshot does not see rows committed after its start.
+    Exec("insert into T values (5, 'later')");
+    EXPECT_EQ(db->QueryValue("select count(*) from T", tr.get()).toInt(), 0);
+    tr->Commit();
+    EXPECT_EQ(Rows(), 1);
+}
+
+TEST_F(EmbeddedTransaction, FailingCommitWithAndWithoutForce)
+{
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (1, 'kept?')");
+    tr->ExecSQLImmediate("execute block as begin rdb$set_context('USER_TRANSACTION', 'FAIL', '1'); end");
+    const isc_tr_handle handle = tr->Handle();
+
+    const QString text = ThrownMessage([&] { tr->Commit(); });
+    EXPECT_TRUE(text.contains("Commit refused by test.")) << text.toStdString();
+    EXPECT_TRUE(tr->Active());
+    EXPECT_EQ(tr->Handle(), handle);
+    EXPECT_EQ(tr->State(), tsDoCommit);
+
+    // Forced, the failure is answered by a rollback and does not come out.
+    EXPECT_NO_THROW(tr->EndTransaction(TACommit, true));
+    EXPECT_FALSE(tr->Active());
+    EXPECT_EQ(tr->State(), tsClosed);
+    EXPECT_EQ(Rows(), 0);
+
+    // Without database triggers the same commit goes through.
+    db->Close();
+    db->DBParams().Add("no_db_triggers=1");
+    db->Open();
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (1, 'kept')");
+    tr->ExecSQLImmediate("execute block as begin rdb$set_context('USER_TRANSACTION', 'FAIL', '1'); end");
+    tr->Commit();
+    EXPECT_EQ(Rows(), 1);
+}
+
+TEST_F(EmbeddedTransaction, TimeoutEndsAnIdleTransaction)
+{
+    int timeouts = 0;
+    tr->TimeoutAction = TACommit;
+    tr->OnTimeout = [&](TComponent*) { ++timeouts; };
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (1, 'timed')");
+    tr->SetTimeout(100);
+    ASSERT_TRUE(WaitFor([&] { return !tr->Active(); }));
+    EXPECT_EQ(timeouts, 1);
+    EXPECT_EQ(Rows(), 1);
+    tr->SetTimeout(0);
+    EXPECT_EQ(tr->Timeout(), 0);
+}
+
+TEST_F(EmbeddedTransaction, HooksListsAndLinksInOrder)
+{
+    std::vector<QString> events;
+    db->BeforeStartTransaction = [&](TFIBDatabase*, TFIBTransaction*) { events.push_back("db before start"); };
+    db->AfterStartTransaction = [&](TFIBDatabase*, TFIBTransaction*) { events.push_back("db after start"); };
+    db->BeforeEndTransaction = [&](TFIBDatabase*, TFIBTransaction*, TTransactionAction a, bool f) {
+        events.push_back(QStringLiteral("db before end %1 %2").arg(a).arg(f));
+    };
+    db->AfterEndTransaction = [&](TFIBDatabase*, TFIBTransaction*, TTransactionAction, bool) {
+        events.push_back("db after end");
+    };
+    tr->BeforeStart = [&](TComponent*) { events.push_back("before start"); };
+    tr->AfterStart = [&](TComponent*) { events.push_back("after start"); };
+    tr->BeforeEnd = [&](TFIBTransaction*, TTransactionAction, bool) { events.push_back("before end"); };
+    tr->AfterEnd = [&](TFIBTransaction*, TTransactionAction, bool) { events.push_back("after end"); };
+    TComponent listener;
+    tr->BeforeStartEvents().Add(&listener, [&](TComponent*) { events.push_back("before-start list"); });
+    tr->AfterEndEvents().Add(&listener, [&](TFIBTransaction* t, TTransactionAction a, bool f) {
+        events.push_back(QStringLiteral("after-end list %1 %2 %3").arg(t == tr.get()).arg(a).arg(f));
+    });
+    TComponent owner;
+    TFIBBase link(&owner);
+    link.OnTransactionStarting = [&] { events.push_back("link starting"); };
+    link.OnTransactionStarted = [&] { events.push_back("link started"); };
+    link.OnTransactionEnding = [&] { events.push_back("link ending"); };
+    link.OnTransactionEnded = [&] { events.push_back("link ended"); };
+    link.SetTransaction(tr.get());
+
+    tr->StartTransaction();
+    tr->CommitRetaining();
+    EXPECT_EQ(events, (std::vector<QString>{"db before start", "before start", "link starting", "before-start list",
+                                            "link started", "after start", "db after start", "db before end 3 0",
+                                            "before end", "link ending", "link ended", "after-end list 1 3 0",
+                                            "after end", "db after end"}));
+    link.SetTransaction(nullptr);
+    tr->Rollback();
+}
+
+TEST_F(EmbeddedTransaction, DatabasesOfATransaction)
+{
+    TFIBDatabase other;
+    other.SetName("DB2");
+    other.SetLibraryName("libother.so");
+    EXPECT_EQ(tr->AddDatabase(nullptr), -1);
+    EXPECT_EQ(tr->AddDatabase(db.get()), 0);
+    EXPECT_EQ(ThrownMessage([&] { tr->AddDatabase(&other); }),
+              "TR1." + CRLF + "Transaction can't work with different client library.");
+    tr->BeginLoading();
+    EXPECT_EQ(tr->AddDatabase(&other), -1);
+    tr->EndLoading();
+    EXPECT_EQ(tr->DatabaseCount(), 1);
+
+    // A second attachment of the same file through the same library joins one transaction.
+    TpFIBDatabase second;
+    second.SetLibraryName(ClientLibraryName);
+    second.SetDBName(sPath);
+    SetLoginParams(second);
+    EXPECT_EQ(tr->AddDatabase(&second, "read\nconcurrency"), 1);
+    tr->StartTransaction();
+    EXPECT_TRUE(second.Connected());
+    tr->ExecSQLImmediate("insert into T values (9, 'two dbs')");
+    tr->Commit();
+    EXPECT_EQ(Rows(), 1);
+
+    // The default database replaces the old default in the list.
+    tr->SetDefaultDatabase(&second);
+    EXPECT_EQ(tr->DefaultDatabase(), &second);
+    tr->SetDefaultDatabase(db.get());
+    EXPECT_EQ(tr->FindDatabase(&second), -1);
+    for (int i = 0; i < second.TransactionCount(); ++i)
+        EXPECT_NE(second.Transactions(i), tr.get());
+
+    // A database that goes away leaves the transaction.
+    {
+        TFIBDatabase gone;
+        gone.SetLibraryName(ClientLibraryName);
+        tr->AddDatabase(&gone);
+        EXPECT_EQ(tr->DatabaseCount(), 2);
+    }
+    EXPECT_EQ(tr->DatabaseCount(), 1);
+}
+
+TEST_F(EmbeddedTransaction, SharedHandleAndDestruction)
+{
+    tr->TimeoutAction = TACommit;
+    tr->StartTransaction();
+    isc_tr_handle serverHandle = tr->Handle();
+    tr->MarkHandleShared();
+    EXPECT_EQ(ThrownMessage([&] { tr->Rollback(); }),
+              "TR1:" + CRLF +
+                  "Can't end a shared transaction unless it is forced and equal to the transaction's TimeoutAction.");
+    tr->Commit();  // equal to TimeoutAction: ends without asking the server
+    EXPECT_FALSE(tr->Active());
+    IIBClientLibrary* lib = db->ClientLibrary();
+    EXPECT_EQ(lib->isc_rollback_transaction(StatusVector(), &serverHandle), 0);
+
+    // An active transaction that is destroyed ends with its TimeoutAction,
+    // a retaining one read as the plain one.
+    tr->TimeoutAction = TACommitRetaining;
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (4, 'destroyed')");
+    tr.reset();
+    EXPECT_EQ(Rows(), 1);
+
+    // Disconnecting ends open transactions the same way (rollback by default).
+    TFIBTransaction open;
+    open.AddDatabase(db.get());
+    open.StartTransaction();
+    open.ExecSQLImmediate("insert into T values (5, 'dropped')");
+    db->Close();
+    EXPECT_FALSE(open.Active());
+    db->Open();
+    EXPECT_EQ(Rows(), 1);
+}
