@@ -1,0 +1,455 @@
+#include "chart/TeEngine.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+std::vector<double> Values(TChartValueList* l)
+{
+    return std::vector<double>(l->Data(), l->Data() + l->Count());
+}
+
+template <typename F>
+QString ThrownMessage(F f)
+{
+    try {
+        f();
+    } catch (const Exception& e) {
+        return e.Message();
+    }
+    return QStringLiteral("<no exception>");
+}
+
+TEST(ValueList, SortedInsertionKeepsArrivalOrderOfEqualValues)
+{
+    TChartSeries s;
+    s.AddXY(1, 10);
+    s.AddXY(3, 30);
+    s.AddXY(2, 20);
+    EXPECT_EQ(s.AddXY(3, 31), 3);
+    s.AddXY(0, 0);
+    EXPECT_EQ(s.AddXY(3, 32), 5);
+    EXPECT_EQ(s.AddXY(2, 21), 3);
+    EXPECT_EQ(Values(s.XValues()), (std::vector<double>{0, 1, 2, 2, 3, 3, 3}));
+    // Y follows its row: equal X values stand in the order they came.
+    EXPECT_EQ(Values(s.YValues()), (std::vector<double>{0, 10, 20, 21, 30, 31, 32}));
+
+    TChartValueList desc(nullptr, "D");
+    desc.SetOrder(loDescending);
+    for (double v : {5.0, 7.0, 1.0, 5.0, 6.0})
+        desc.AddChartValue(v);
+    EXPECT_EQ(Values(&desc), (std::vector<double>{7, 6, 5, 5, 1}));
+
+    TChartValueList none(nullptr, "N");
+    for (double v : {5.0, 7.0, 1.0})
+        none.AddChartValue(v);
+    EXPECT_EQ(Values(&none), (std::vector<double>{5, 7, 1}));
+}
+
+TEST(ValueList, CapacityGrowsInStepsOfThousandAndClearReleases)
+{
+    TChartValueList l(nullptr, "X");
+    EXPECT_EQ(l.Capacity(), 0);
+    l.AddChartValue(1);
+    EXPECT_EQ(l.Capacity(), 1000);
+    for (int i = 1; i < 1000; ++i)
+        l.AddChartValue(i);
+    EXPECT_EQ(l.Capacity(), 1000);
+    l.AddChartValue(1000);
+    EXPECT_EQ(l.Capacity(), 2000);
+    EXPECT_EQ(l.Count(), 1001);
+    l.ClearValues();
+    EXPECT_EQ(l.Capacity(), 0);
+    EXPECT_EQ(l.Count(), 0);
+    EXPECT_TRUE(l.Modified());
+    l.AddChartValue(4);
+    EXPECT_EQ(l.Capacity(), 1000);
+}
+
+TEST(ValueList, StatisticsAreComputedOnReadOnlyWhenModified)
+{
+    TChartValueList l(nullptr, "Y");
+    EXPECT_TRUE(l.Modified());
+    EXPECT_EQ(l.MaxValue(), 0);
+    EXPECT_EQ(l.MinValue(), 0);
+    EXPECT_EQ(l.Total(), 0);
+    EXPECT_FALSE(l.Modified());
+
+    for (double v : {3.0, -4.0, 10.0, 2.0})
+        l.AddChartValue(v);
+    EXPECT_TRUE(l.Modified());
+    EXPECT_EQ(l.MaxValue(), 10);
+    EXPECT_EQ(l.MinValue(), -4);
+    EXPECT_EQ(l.Total(), 11);
+    EXPECT_EQ(l.TotalABS(), 19);
+    EXPECT_EQ(l.Range(), 14);
+    EXPECT_FALSE(l.Modified());
+
+    // Written behind the list's back: the cached figures stand until Modified is set.
+    (*l.Value)[0] = 100;
+    EXPECT_EQ(l.MaxValue(), 10);
+    l.SetModified(true);
+    EXPECT_EQ(l.MaxValue(), 100);
+    l.SetValue(1, -50);
+    EXPECT_EQ(l.MinValue(), -50);
+}
+
+TEST(ValueList, CountAssertions)
+{
+    TChartValueList l(nullptr, "X");
+    l.Value = std::make_shared<TChartValues>(3, 1.0);
+    l.SetCount(3);
+    EXPECT_EQ(l.Count(), 3);
+    l.SetCount(4);
+    EXPECT_EQ(ThrownMessage([&] { (void)l.Count(); }), "ValueList Count (4) greater than array length (3).");
+    // Reading the statistics repairs the count silently.
+    EXPECT_EQ(l.MaxValue(), 1);
+    EXPECT_EQ(l.Count(), 3);
+    // The setter checks the count it had: a negative value gets in once.
+    EXPECT_NO_THROW(l.SetCount(-1));
+    EXPECT_EQ(ThrownMessage([&] { l.SetCount(2); }), "ValueList Count must be greater than zero.");
+}
+
+TEST(ValueList, LocateDeleteSequence)
+{
+    TChartValueList l(nullptr, "X");
+    for (double v : {4.0, 7.0, 4.0, 9.0, 1.0})
+        l.AddChartValue(v);
+    EXPECT_EQ(l.Locate(4), 0);
+    EXPECT_EQ(l.Locate(4, 1, 4), 2);
+    EXPECT_EQ(l.Locate(8), -1);
+    EXPECT_EQ(l.Locate(4, 3, 2), -1);
+    EXPECT_EQ(l.First(), 4);
+    EXPECT_EQ(l.Last(), 1);
+
+    EXPECT_EQ(ThrownMessage([&] { l.Delete(3, 3); }), "Quantity of data to delete must be less than Count.");
+    l.Delete(1, 2);
+    EXPECT_EQ(Values(&l), (std::vector<double>{4, 9, 1}));
+    l.Delete(0);
+    EXPECT_EQ(Values(&l), (std::vector<double>{9, 1}));
+    l.FillSequence();
+    EXPECT_EQ(Values(&l), (std::vector<double>{0, 1}));
+}
+
+TEST(Series, BulkFillSharesTheCallersArrays)
+{
+    auto x = std::make_shared<TChartValues>(std::vector<double>{1, 2, 3, 4, 5});
+    auto y = std::make_shared<TChartValues>(std::vector<double>{7, -2, 9, 0, 3});
+    TChartSeries s;
+    int afterAdd = 0;
+    s.OnAfterAdd = [&](TChartSeries*, int) { ++afterAdd; };
+    s.BeginUpdate();
+    s.XValues()->Value = x;
+    s.XValues()->SetCount(5);
+    s.XValues()->SetModified(true);
+    s.YValues()->Value = y;
+    s.YValues()->SetCount(5);
+    s.YValues()->SetModified(true);
+    s.XValues()->SetDateTime(true);
+    s.EndUpdate();
+    s.SetManualData(true);
+
+    EXPECT_EQ(s.XValues()->Data(), x->data());   // no copy
+    EXPECT_EQ(s.Count(), 5);
+    EXPECT_EQ(s.MaxYValue(), 9);
+    EXPECT_EQ(s.MinYValue(), -2);
+    EXPECT_EQ(s.MinXValue(), 1);
+    EXPECT_EQ(s.MaxXValue(), 5);
+    EXPECT_EQ(s.YValues()->Total(), 17);
+    (*y)[1] = -20;   // the caller writes into its array and says so
+    s.YValues()->SetModified(true);
+    EXPECT_EQ(s.MinYValue(), -20);
+
+    // Growing takes a private copy: the caller's array keeps its length.
+    s.AddXY(6, 1);
+    EXPECT_EQ(x->size(), 5u);
+    EXPECT_NE(s.XValues()->Data(), x->data());
+    EXPECT_EQ(s.Count(), 6);
+    EXPECT_EQ(afterAdd, 1);
+
+    TChartSeries t;
+    t.XValues()->Value = std::make_shared<TChartValues>(3);
+    t.XValues()->SetCount(4);
+    EXPECT_THROW((void)t.Count(), EChartAssertion);
+}
+
+TEST(Series, RefusedAddLeavesEverythingAsItWas)
+{
+    TChartSeries s;
+    s.AddXY(1, 1, "a", clRed);
+    s.OnBeforeAdd = [](TChartSeries* sender) { return sender->XValues()->TempValue < 10; };
+    EXPECT_EQ(s.AddXY(20, 5, "b", clBlue), -1);
+    EXPECT_EQ(s.Count(), 1);
+    EXPECT_EQ(s.YValues()->Count(), 1);
+    EXPECT_EQ(s.Labels().Count(), 1);
+    ASSERT_NE(s.ColorList(), nullptr);
+    EXPECT_EQ(s.ColorList()->size(), 1u);
+    EXPECT_EQ(s.AddXY(2, 5), 1);
+}
+
+TEST(Series, ColoursLabelsAndNulls)
+{
+    TChartSeries s;
+    s.SetSeriesColor(clNavy);
+    s.Add(5);
+    s.Add(6);
+    EXPECT_EQ(s.ColorList(), nullptr);   // no own colour yet
+    EXPECT_EQ(s.Labels().Count(), 0);
+    EXPECT_EQ(s.AddNull("leer"), 2);
+    ASSERT_NE(s.ColorList(), nullptr);
+    EXPECT_EQ(*s.ColorList(), (std::vector<TColor>{clTeeColor, clTeeColor, clNone}));
+    EXPECT_EQ(s.Labels().Count(), 3);
+    EXPECT_EQ(s.Labels().Label(2), "leer");
+    EXPECT_EQ(s.Labels().Label(0), "");
+    EXPECT_TRUE(s.IsNull(2));
+    EXPECT_FALSE(s.IsNull(0));
+    EXPECT_FALSE(s.IsNull(99));
+    EXPECT_EQ(s.XValue(2), 2);   // Add numbers rows by X count
+    EXPECT_EQ(s.ValueColor(0), clNavy);
+    EXPECT_EQ(s.ValueColor(2), clNone);
+    EXPECT_EQ(s.ValueColor(50), clNavy);
+    s.AddNullXY(1.5, 7);
+    EXPECT_TRUE(s.IsNull(2));   // sorted in before the null at X 2
+    EXPECT_EQ(s.YValue(2), 7);
+    // A null row counts in the statistics with its stored value.
+    EXPECT_EQ(s.MaxYValue(), 7);
+    EXPECT_EQ(s.MinYValue(), 0);
+    s.SetColorEachPoint(true);
+    EXPECT_EQ(s.ValueColor(1), TCustomAxisPanel::GetDefaultColor(1));
+    s.SetSeriesColor(clTeeColor);
+    s.SetAutoColor(clLime);
+    EXPECT_EQ(s.SeriesColor(), clLime);
+
+    TChartSeries side;   // on its side: Add numbers the Y rows
+    side.SetYMandatory(false);
+    side.Add(42);
+    EXPECT_EQ(side.XValue(0), 42);
+    EXPECT_EQ(side.YValue(0), 0);
+}
+
+TEST(Series, DeleteRowsAndRanges)
+{
+    TChartSeries s;
+    for (int i = 0; i < 3; ++i)
+        s.AddXY(i, i * 10, QString::number(i));
+    EXPECT_EQ(ThrownMessage([&] { s.Delete(3); }), "Series Delete: ValueIndex 3 out of bounds (0 to 2).");
+    EXPECT_EQ(s.Count(), 3);
+    s.Delete(1);
+    EXPECT_EQ(Values(s.YValues()), (std::vector<double>{0, 20}));
+    EXPECT_EQ(s.Labels().Label(1), "2");
+
+    TChartSeries r;
+    for (int i = 0; i < 6; ++i)
+        r.AddXY(i * 2, i, QString(), i < 2 ? clRed : clTeeColor);
+    EXPECT_THROW(r.Delete(0, 0), EChartAssertion);
+    EXPECT_THROW(r.Delete(4, 3), EChartAssertion);
+    r.Delete(1, 3, true);
+    EXPECT_EQ(Values(r.YValues()), (std::vector<double>{0, 4, 5}));
+    EXPECT_EQ(Values(r.XValues()), (std::vector<double>{0, 1, 2}));   // gap removed
+    ASSERT_NE(r.ColorList(), nullptr);
+    EXPECT_EQ(*r.ColorList(), (std::vector<TColor>{clRed, clTeeColor, clTeeColor}));
+
+    TChartSeries c;
+    c.AddXY(0, 0, QString(), clRed);
+    c.Delete(0, 1);
+    EXPECT_EQ(c.ColorList(), nullptr);   // an emptied colour list goes
+}
+
+TEST(Series, ClearValuesAndUpdateBracket)
+{
+    TCustomAxisPanel chart;
+    TChartSeries s;
+    chart.AddSeries(&s);
+    std::vector<TTeeSeriesEvent> events;
+    chart.AddListener([&](TChartSeries*, TTeeSeriesEvent e) { events.push_back(e); });
+    int added = 0, cleared = 0;
+    s.OnAfterAdd = [&](TChartSeries*, int) { ++added; };
+    s.OnClearValues = [&](TChartSeries*) { ++cleared; };
+
+    s.BeginUpdate();
+    s.BeginUpdate();
+    for (int i = 0; i < 10; ++i)
+        s.AddXY(i, i);
+    s.EndUpdate();
+    EXPECT_EQ(added, 0);
+    EXPECT_TRUE(events.empty());
+    s.EndUpdate();
+    EXPECT_EQ(events, std::vector<TTeeSeriesEvent>{seDataChanged});
+    s.EndUpdate();   // below zero nothing happens
+    EXPECT_EQ(events.size(), 1u);
+    s.AddXY(10, 10);
+    EXPECT_EQ(added, 1);
+
+    s.AddXY(11, 1, "x", clRed);
+    s.ClearValues();
+    EXPECT_EQ(cleared, 1);
+    EXPECT_EQ(s.Count(), 0);
+    EXPECT_EQ(s.XValues()->Capacity(), 0);
+    EXPECT_EQ(s.ColorList(), nullptr);
+    EXPECT_EQ(s.Labels().Count(), 0);
+    EXPECT_EQ(s.FirstValueIndex(), -1);
+
+    s.SetActive(false);
+    s.SetSeriesColor(clRed);
+    EXPECT_EQ(events, (std::vector<TTeeSeriesEvent>{seDataChanged, seChangeActive, seChangeColor}));
+}
+
+TEST(Series, CheckOrderMovesWholeRows)
+{
+    TChartSeries s;
+    s.XValues()->SetOrder(loNone);
+    const double xs[] = {5, 3, 9, 1, 3, 7, 0, 8};
+    for (int i = 0; i < 8; ++i)
+        s.AddXY(xs[i], xs[i] * 10, QString::number(xs[i]), i == 2 ? clRed : clTeeColor);
+    s.XValues()->SetOrder(loAscending);
+    s.CheckOrder();
+    EXPECT_EQ(Values(s.XValues()), (std::vector<double>{0, 1, 3, 3, 5, 7, 8, 9}));
+    for (int i = 0; i < s.Count(); ++i) {
+        EXPECT_EQ(s.YValue(i), s.XValue(i) * 10);
+        EXPECT_EQ(s.Labels().Label(i), QString::number(s.XValue(i)));
+        EXPECT_EQ(s.ValueColor(i) == clRed, s.XValue(i) == 9);
+    }
+    // With the mandatory list ordered, it is sorted and X numbered anew.
+    TChartSeries m;
+    m.XValues()->SetOrder(loNone);
+    for (double y : {4.0, 2.0, 8.0})
+        m.Add(y);
+    m.YValues()->SetOrder(loDescending);
+    m.CheckOrder();
+    EXPECT_EQ(Values(m.YValues()), (std::vector<double>{8, 4, 2}));
+    EXPECT_EQ(Values(m.XValues()), (std::vector<double>{0, 1, 2}));
+}
+
+TEST(Series, LargeRandomSortStaysConsistent)
+{
+    TChartSeries s;
+    s.XValues()->SetOrder(loNone);
+    std::uint32_t seed = 12345;
+    for (int i = 0; i < 20000; ++i) {
+        seed = seed * 1664525u + 1013904223u;
+        const double x = double(seed % 500);
+        s.AddXY(x, x + 0.25);
+    }
+    s.XValues()->SetOrder(loAscending);
+    s.CheckOrder();
+    for (int i = 1; i < s.Count(); ++i)
+        ASSERT_LE(s.XValue(i - 1), s.XValue(i));
+    for (int i = 0; i < s.Count(); ++i)
+        ASSERT_EQ(s.YValue(i), s.XValue(i) + 0.25);
+}
+
+struct VisibleRange : ::testing::Test {
+    void SetUp() override
+    {
+        chart.SetChartRect({0, 0, 100, 100});
+        for (int i = 0; i < 100; ++i)
+            s.AddXY(i, i);
+        chart.AddSeries(&s);
+    }
+    void Range(double lo, double hi)
+    {
+        chart.BottomAxis()->SetMinMax(lo, hi);
+        chart.BottomAxis()->AdjustMaxMin();
+        chart.BottomAxis()->InternalCalcPositions();
+        s.CalcFirstLastVisibleIndex();
+    }
+    TCustomAxisPanel chart;
+    TChartSeries s;
+};
+
+TEST_F(VisibleRange, FirstAndLastIndexFollowTheAxisRange)
+{
+    Range(10.5, 20.5);
+    EXPECT_EQ(s.FirstValueIndex(), 11);
+    EXPECT_EQ(s.LastValueIndex(), 21);   // the first row beyond the edge, for the connecting line
+    s.SetDrawBetweenPoints(false);
+    s.CalcFirstLastVisibleIndex();
+    EXPECT_EQ(s.LastValueIndex(), 20);
+    s.SetDrawBetweenPoints(true);
+
+    Range(-50, 50.5);
+    EXPECT_EQ(s.FirstValueIndex(), 0);
+    EXPECT_EQ(s.LastValueIndex(), 51);
+    Range(90, 1000);
+    EXPECT_EQ(s.FirstValueIndex(), 90);
+    EXPECT_EQ(s.LastValueIndex(), 99);
+
+    Range(200, 300);
+    EXPECT_EQ(s.FirstValueIndex(), -1);
+    EXPECT_EQ(s.LastValueIndex(), -1);
+
+    chart.BottomAxis()->SetInverted(true);
+    Range(10.5, 20.5);
+    EXPECT_EQ(s.FirstValueIndex(), 11);
+    EXPECT_EQ(s.LastValueIndex(), 21);
+    chart.BottomAxis()->SetInverted(false);
+
+    s.SetCalcVisiblePoints(false);
+    Range(10.5, 20.5);
+    EXPECT_EQ(s.FirstValueIndex(), 0);
+    EXPECT_EQ(s.LastValueIndex(), 99);
+}
+
+TEST_F(VisibleRange, OffsetsMoveTheEdgesButAnOffsetOfOneDoesNot)
+{
+    Range(10.5, 20.5);
+    const int first = s.FirstValueIndex(), last = s.LastValueIndex();
+    chart.BottomAxis()->SetMinimumOffset(1);
+    chart.BottomAxis()->SetMaximumOffset(1);
+    s.CalcFirstLastVisibleIndex();
+    EXPECT_EQ(s.FirstValueIndex(), first);
+    EXPECT_EQ(s.LastValueIndex(), last);
+    // 10 pixels per unit: an offset of 21 reaches 2 units in at each end.
+    chart.BottomAxis()->SetMinimumOffset(21);
+    chart.BottomAxis()->SetMaximumOffset(21);
+    s.CalcFirstLastVisibleIndex();
+    EXPECT_EQ(s.FirstValueIndex(), 13);
+    EXPECT_EQ(s.LastValueIndex(), 19);
+}
+
+TEST(SeriesList, ChartAddsColoursAndResolvesAxes)
+{
+    auto chart = std::make_unique<TCustomAxisPanel>();
+    TChartSeries a, b;
+    chart->AddSeries(&a);
+    chart->AddSeries(&b);
+    chart->AddSeries(&a);   // already there
+    EXPECT_EQ(chart->SeriesCount(), 2);
+    EXPECT_EQ(chart->SeriesList().IndexOf(&b), 1);
+    EXPECT_NE(a.SeriesColor(), b.SeriesColor());
+    EXPECT_EQ(a.GetHorizAxis(), chart->BottomAxis());
+    EXPECT_EQ(a.GetVertAxis(), chart->LeftAxis());
+    b.SetHorizAxis(aTopAxis);
+    b.SetVertAxis(aRightAxis);
+    EXPECT_EQ(b.GetHorizAxis(), chart->TopAxis());
+    EXPECT_EQ(b.GetVertAxis(), chart->RightAxis());
+
+    TChartAxis* custom = chart->CustomAxes().Add();
+    EXPECT_EQ(chart->Axes().Count(), 7);
+    b.SetCustomVertAxis(custom);
+    EXPECT_EQ(b.VertAxis(), aCustomVertAxis);
+    EXPECT_EQ(b.GetVertAxis(), custom);
+    EXPECT_TRUE(b.AssociatedToAxis(custom));
+    EXPECT_FALSE(a.AssociatedToAxis(custom));
+    chart->CustomAxes().Delete(0);
+    EXPECT_EQ(b.VertAxis(), aLeftAxis);
+    EXPECT_EQ(b.CustomVertAxis(), nullptr);
+    EXPECT_EQ(b.GetVertAxis(), chart->LeftAxis());
+    EXPECT_EQ(chart->Axes().Count(), 6);
+
+    chart->RemoveSeries(&a);
+    EXPECT_EQ(chart->SeriesCount(), 1);
+    EXPECT_EQ(a.ParentChart(), nullptr);
+    {
+        TChartSeries temporary;
+        temporary.SetParentChart(chart.get());
+        EXPECT_EQ(chart->SeriesCount(), 2);
+    }
+    EXPECT_EQ(chart->SeriesCount(), 1);   // a destroyed series leaves the list
+    chart.reset();
+    EXPECT_EQ(b.ParentChart(), nullptr);   // a destroyed chart lets its series go
+    EXPECT_EQ(b.GetHorizAxis(), nullptr);
+    EXPECT_EQ(b.CalcXPos(0), 0);
+}
+
+} // namespace
