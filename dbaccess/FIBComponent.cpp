@@ -139,10 +139,12 @@ public:
         std::chrono::steady_clock::time_point Due;
     };
 
+    // Never destroyed: timers of objects that live until the very end of the process
+    // (and the closing of the databases at exit) still find their service.
     static TTimerService& Instance()
     {
-        static TTimerService service;
-        return service;
+        static TTimerService* service = new TTimerService();
+        return *service;
     }
 
     ~TTimerService()

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <cstdlib>
 #include <mutex>
 
 TFIBLoginDialogProc FIBLoginDialogProc;
@@ -398,6 +399,48 @@ void TConnectParams::SetParam(const QString& shortName, const QString& value)
     }
 }
 
+// ---------------------------------------------------------------- global list
+
+namespace {
+// Every database of the process; what is still connected when the process ends is
+// closed the ordinary way, so the server sees a clean detach.
+struct TDatabaseList {
+    std::mutex Lock;
+    std::vector<TFIBDatabase*> Items;
+};
+
+TDatabaseList& DatabaseList();
+
+// Runs at exit, before the client library's own exit handlers take the client down.
+void CloseDatabasesAtExit()
+{
+    std::vector<TFIBDatabase*> items;
+    {
+        std::lock_guard guard(DatabaseList().Lock);
+        items = DatabaseList().Items;
+    }
+    for (TFIBDatabase* db : items) {
+        try {
+            db->SetConnected(false);
+        } catch (...) {
+            // Nobody is left to tell at the end of the process.
+        }
+    }
+}
+
+TDatabaseList& DatabaseList()
+{
+    static TDatabaseList list;
+    return list;
+}
+}  // namespace
+
+int DatabaseCount()
+{
+    std::lock_guard guard(DatabaseList().Lock);
+    return static_cast<int>(DatabaseList().Items.size());
+}
+
 // ---------------------------------------------------------------- TFIBDatabase
 
 TFIBDatabase::TFIBDatabase(TComponent* owner)
@@ -405,6 +448,10 @@ TFIBDatabase::TFIBDatabase(TComponent* owner)
       fInternalTransaction(std::make_unique<TFIBTransaction>())
 {
     fDBParams.OnChange = [this] { fDPBDirty = true; };
+    {
+        std::lock_guard guard(DatabaseList().Lock);
+        DatabaseList().Items.push_back(this);
+    }
     TFIBTransaction* tr = fInternalTransaction.get();
     tr->SetName(QStringLiteral("_InternalTransaction"));
     tr->SetDefaultDatabase(this);
@@ -433,6 +480,10 @@ TFIBDatabase::~TFIBDatabase()
         // A database that goes away cannot report; the handle is gone with it.
     }
     fIdleTimer.reset();
+    {
+        std::lock_guard guard(DatabaseList().Lock);
+        std::erase(DatabaseList().Items, this);
+    }
     if (fInternalTransaction) {
         try {
             if (fInternalTransaction->Active())
@@ -733,6 +784,13 @@ void TFIBDatabase::InternalOpen(bool raiseExcept)
     }
     fConnectionLost = false;
     fHandleIsShared = false;
+    // The client sets up its own exit handling with its first attachment; ours,
+    // registered after it, runs before it.
+    static const bool closeAtExit = [] {
+        std::atexit(CloseDatabasesAtExit);
+        return true;
+    }();
+    (void)closeAtExit;
 
     fInternalTransaction->SetTimeout(1000);
     fAttachmentID = DBInfoInteger(isc_info_attachment_id, -1);
@@ -920,6 +978,10 @@ QVariant TFIBDatabase::QueryValue(const QString& sql, TFIBTransaction* transacti
         tr->StartTransaction();
 
     QVariant result;
+    // Text comes in the connection's character set: UTF-8 or the 8-bit code page.
+    auto DecodeText = [this](const QByteArray& bytes) {
+        return fIsUnicodeConnect ? QString::fromUtf8(bytes) : QString(QStringDecoder("windows-1252").decode(bytes));
+    };
     isc_stmt_handle stmt = 0;
     auto cleanup = [&] {
         if (stmt) {
@@ -932,7 +994,7 @@ QVariant TFIBDatabase::QueryValue(const QString& sql, TFIBTransaction* transacti
         XSQLDA* da = reinterpret_cast<XSQLDA*>(daBuffer);
         da->version = SQLDA_VERSION1;
         da->sqln = 1;
-        const QByteArray text = Encode1252(sql);
+        const QByteArray text = fIsUnicodeConnect ? sql.toUtf8() : Encode1252(sql);
         tr->Call(lib->isc_dsql_alloc_statement2(StatusVector(), &fHandle, &stmt), true);
         tr->Call(lib->isc_dsql_prepare(StatusVector(), tr->HandlePtr(), &stmt, 0, text.constData(),
                                        static_cast<unsigned short>(fSQLDialect), da),
@@ -1006,13 +1068,13 @@ QVariant TFIBDatabase::QueryValue(const QString& sql, TFIBTransaction* transacti
                     break;
                 }
                 case SQL_TEXT:
-                    result = QString(QStringDecoder("windows-1252").decode(QByteArray(data, var.sqllen)));
+                    result = DecodeText(QByteArray(data, var.sqllen));
                     break;
                 case SQL_VARYING: {
                     quint16 len;
                     std::memcpy(&len, data, sizeof len);
                     len = std::min<quint16>(len, static_cast<quint16>(var.sqllen));
-                    result = QString(QStringDecoder("windows-1252").decode(QByteArray(data + 2, len)));
+                    result = DecodeText(QByteArray(data + 2, len));
                     break;
                 }
                 default:

@@ -132,6 +132,9 @@ extern TFIBLoginDialogProc FIBLoginDialogProc;
 
 // ---------------------------------------------------------------- TFIBDatabase
 
+// Number of database objects alive in the process.
+int DatabaseCount();
+
 class TFIBDatabase : public TComponent {
 public:
     explicit TFIBDatabase(TComponent* owner = nullptr);

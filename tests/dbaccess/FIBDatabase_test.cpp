@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QProcess>
 #include <atomic>
 #include <thread>
 
@@ -438,4 +440,17 @@ TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
     EXPECT_FALSE(QFile::exists(path));
     EXPECT_EQ(ThrownMessage([&] { db->DropDatabase(); }),
               "DBX:" + CRLF + "DBX: Cannot perform operation -- DB is not open.");
+}
+
+TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
+{
+    const QString path = sDir->filePath("AtExit.fdb");
+    CreateTestDatabase(path, 3, "DBE");
+    QProcess child;
+    child.start(QCoreApplication::applicationFilePath(), {"--exit-with-open-connection", path});
+    ASSERT_TRUE(child.waitForFinished(60000));
+    const QString output = QString::fromLocal8Bit(child.readAllStandardError());
+    EXPECT_EQ(child.exitStatus(), QProcess::NormalExit) << output.toStdString();
+    EXPECT_EQ(child.exitCode(), 0) << output.toStdString();
+    EXPECT_TRUE(output.contains("closed at exit")) << output.toStdString();
 }

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QRegularExpression>
+
 namespace {
 const QString CRLF = QStringLiteral("\r\n");
 
@@ -348,4 +350,68 @@ TEST_F(EmbeddedTransaction, SharedHandleAndDestruction)
     EXPECT_FALSE(open.Active());
     db->Open();
     EXPECT_EQ(Rows(), 1);
+}
+
+TEST_F(EmbeddedTransaction, TextTravelsInTheConnectionCharacterSet)
+{
+    const QString word = QStringLiteral("Pr\u00fcfling \u00b5A \u20ac");
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (1, '" + word + "')");
+    tr->Commit();
+    EXPECT_EQ(db->QueryValue("select TXT from T where ID = 1").toString(), word);
+
+    db->Close();
+    SetLoginParams(*db, "UTF8");
+    db->Open();
+    EXPECT_EQ(db->QueryValue("select TXT from T where ID = 1").toString(), word);
+    EXPECT_EQ(db->QueryValue("select char_length(TXT) from T where ID = 1").toInt(), word.size());
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (2, '" + word + "')");
+    tr->Commit();
+    EXPECT_EQ(db->QueryValue("select count(*) from T where TXT = '" + word + "'").toInt(), 2);
+}
+
+TEST_F(EmbeddedTransaction, ImplicitStartNeedsAutoReconnect)
+{
+    EXPECT_EQ(ThrownMessage([&] { tr->ExecSQLImmediate("insert into T values (1, 'a')"); }),
+              "TR1:" + CRLF + "TR1 :Transaction is not active.");
+    db->Close();
+    db->AutoReconnect = true;
+    tr->ExecSQLImmediate("insert into T values (1, 'a')");
+    EXPECT_TRUE(db->Connected());
+    EXPECT_TRUE(tr->Active());
+    tr->Commit();
+    EXPECT_EQ(Rows(), 1);
+}
+
+namespace {
+struct TRecordingLogger : ISQLLogger {
+    QStringList Lines;
+    void WriteData(const QString& name, const QString& operation, const QString& value, TLogFlag flag) override
+    {
+        Lines << QStringLiteral("%1|%2|%3|%4").arg(name, operation, value).arg(flag);
+    }
+};
+}  // namespace
+
+TEST_F(EmbeddedTransaction, LoggerHearsConnectsStartsAndEnds)
+{
+    TRecordingLogger logger;
+    db->SQLLogger = &logger;
+    tr->StartTransaction();
+    const int id = tr->TransactionID();
+    tr->CommitRetaining();
+    tr->Rollback();
+    db->Close();
+    db->Open();
+    db->SQLLogger = nullptr;
+    const QString params = "TransactionParams:" + CRLF + "write" + CRLF + "isc_tpb_nowait" + CRLF + "read_committed" +
+                           CRLF + "rec_version";
+    const QStringList own = logger.Lines.filter(QRegularExpression("^(TR1|DB1)\\|"));
+    ASSERT_EQ(own.size(), 5) << own.join("\n").toStdString();
+    EXPECT_EQ(own[0], QStringLiteral("TR1|StartTransaction(TransactionID=%1)|%2|%3").arg(id).arg(params).arg(lfTransact));
+    EXPECT_EQ(own[1], QStringLiteral("TR1|CommitRetaining(TransactionID=%1) |%2|%3").arg(id).arg(params).arg(lfTransact));
+    EXPECT_TRUE(own[2].startsWith("TR1|RollBack(TransactionID="));
+    EXPECT_EQ(own[3], QStringLiteral("DB1|Disconnect||%1").arg(lfConnect));
+    EXPECT_EQ(own[4], QStringLiteral("DB1|Connect||%1").arg(lfConnect));
 }
