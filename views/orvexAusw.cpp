@@ -3,6 +3,8 @@
 
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
+#include "frame/zellib_Logging.h"
+#include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
 #include "views/uFoAuswertungUebersicht.h"
 
@@ -12,21 +14,22 @@
 int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
+    // A termination request of the system takes the title-bar road: settings are kept.
+    // Installed first, so that no request is lost; it is handled once the loop runs.
+    InstallCloseRequestHandler([] {
+        if (FOOrvexAuswertung)
+            FOOrvexAuswertung->close();
+    });
 
     // Unit start, in link order.
     ZELLIB_INI_Initialize();
     ZELInit_Initialize(argc, argv);
+    zellib_msg_Initialize();
     uDMorvex_Initialize();
     InstallHintHidePause();
 
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
     FOOrvexAuswertung = new TFOOrvexAuswertung;
-
-    // A termination request of the system takes the title-bar road: settings are kept.
-    InstallCloseRequestHandler([] {
-        if (FOOrvexAuswertung)
-            FOOrvexAuswertung->close();
-    });
 
     FOOrvexAuswertung->show();
 
@@ -41,6 +44,8 @@ int main(int argc, char** argv)
 
     delete FOOrvexAuswertung;
     uDMorvex_Finalize();
+    zellib_msg_Finalize();
+    zellib_Logging_Finalize();
     ZELInit_Finalize();
     ZELLIB_INI_Finalize();
     return rc;
