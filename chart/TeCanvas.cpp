@@ -30,6 +30,8 @@ void TFont::SetSize(int points)
 
 void TFont::Assign(const TFont& other)
 {
+    if (fColor == other.fColor && fHeight == other.fHeight && fName == other.fName && fStyle == other.fStyle)
+        return;   // unchanged: cached metrics stay valid
     fColor = other.fColor;
     fHeight = other.fHeight;
     fName = other.fName;
@@ -370,15 +372,26 @@ void TTeeCanvas3D::RoundRect(const TRect& r, int xRadius, int yRadius)
         fPainter->drawRoundedRect(QRect(r.Left, r.Top, r.Width() - 1, r.Height() - 1), xRadius / 2.0, yRadius / 2.0);
 }
 
+const QFontMetrics& TTeeCanvas3D::Metrics()
+{
+    // Labels are measured by the thousand: the metrics are rebuilt only when the font changed.
+    if (!fMetrics || fMetricsStamp != fFont.ChangeStamp()) {
+        fQFont = fFont.ToQFont();
+        fMetrics.emplace(fQFont);
+        fMetricsStamp = fFont.ChangeStamp();
+    }
+    return *fMetrics;
+}
+
 int TTeeCanvas3D::TextWidth(const QString& text)
 {
-    return QFontMetrics(fFont.ToQFont()).horizontalAdvance(text);
+    return Metrics().horizontalAdvance(text);
 }
 
 int TTeeCanvas3D::TextHeight(const QString& text)
 {
     (void)text;
-    return QFontMetrics(fFont.ToQFont()).height();
+    return Metrics().height();
 }
 
 void TTeeCanvas3D::DrawText(int x, int y, const QString& text, double angle)
@@ -386,8 +399,8 @@ void TTeeCanvas3D::DrawText(int x, int y, const QString& text, double angle)
     Flush();
     if (!fPainter)
         return;
-    const QFont font = fFont.ToQFont();
-    const QFontMetrics fm(font);
+    const QFontMetrics& fm = Metrics();
+    const QFont& font = fQFont;
     const int w = fm.horizontalAdvance(text);
     // The anchor is turned into the top-left corner of the unrotated text cell.
     double dx = 0, dy = 0;

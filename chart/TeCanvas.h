@@ -6,12 +6,14 @@
 #include "frame/ZELBase.h"
 
 #include <QFont>
+#include <QFontMetrics>
 #include <QImage>
 #include <QPainter>
 #include <QPen>
 #include <QString>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 constexpr TColor clDkGray = 0x808080;
@@ -316,6 +318,7 @@ protected:
     void ApplyHints();
     QPen MakeQPen() const;
     void DrawText(int x, int y, const QString& text, double angle);
+    const QFontMetrics& Metrics();
 
     QPainter* fPainter = nullptr;
     std::unique_ptr<QPainter> fOwnPainter;
@@ -331,4 +334,7 @@ protected:
     TPenMode fPendingMode = pmCopy;
     int fLineCalls = 0;
     int fBlendDepth = 0;
+    QFont fQFont;
+    std::optional<QFontMetrics> fMetrics;
+    unsigned fMetricsStamp = 0;
 };

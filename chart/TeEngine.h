@@ -639,7 +639,7 @@ private:
     void BuildLabels();
     void PointLabels(TAxisLabelStyle style);
     void DrawTicksAndGrid();
-    void DrawLabel(int anchor, const QString& text);
+    void DrawLabel(int anchor, const QString& text, int rowOffset = 0);
     void DrawTitle();
     QString PointLabelText(TChartSeries* s, int row, TAxisLabelStyle style) const;
 
@@ -675,6 +675,7 @@ private:
     std::vector<double> fTickValues;
     std::vector<TAxisLabelEntry> fEntries;
     int fLabelGap = 0;          // distance from PosAxis to PosLabels
+    int fLabelRowSize = 0;      // one row of labels; alternating labels use two
     int fLastLabelPos = 0, fLastLabelSize = 0;
     bool fHasLastLabel = false;
     TRect fTitleRect;

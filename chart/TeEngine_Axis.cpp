@@ -775,6 +775,7 @@ void TChartAxis::CalcRect(TRect& r)
     if (LabelsVisible()) {
         fLabels.LabelWidth = 0;
         int size = fLabels.Size > 0 ? fLabels.Size : SizeLabels();
+        fLabelRowSize = size;
         if (fLabels.Alternate)
             size *= 2;
         side += inward * size;
@@ -987,7 +988,7 @@ void TChartAxis::BuildLabels()
 
 // ---------------------------------------------------------------- drawing
 
-void TChartAxis::DrawLabel(int anchor, const QString& text)
+void TChartAxis::DrawLabel(int anchor, const QString& text, int rowOffset)
 {
     if (!fParentChart || !fParentChart->Canvas())
         return;
@@ -1012,9 +1013,11 @@ void TChartAxis::DrawLabel(int anchor, const QString& text)
     if (fHorizontal) {
         ox = anchor - (minX + maxX) / 2;
         oy = DirOut() > 0 ? PosLabels - minY : PosLabels - maxY;
+        oy += DirOut() * rowOffset;
     } else {
         oy = anchor - (minY + maxY) / 2;
         ox = DirOut() > 0 ? PosLabels - minX : PosLabels - maxX;
+        ox += DirOut() * rowOffset;
     }
     for (int k = 0; k < lines.size(); ++k) {
         const double dx = (w - c->TextWidth(lines[k])) / 2.0, dy = double(k) * lh;
@@ -1173,10 +1176,15 @@ void TChartAxis::Draw(bool calcPosAxis)
     DrawTitle();
     BuildLabels();
     DrawTicksAndGrid();
-    if (LabelsVisible() && !fLabels.Behind && fLabels.Format.Visible)
+    if (LabelsVisible() && !fLabels.Behind && fLabels.Format.Visible) {
+        // Alternating labels take turns between the inner and the outer row.
+        bool outer = false;
         for (const TAxisLabelEntry& e : fEntries)
-            if ((e.Value >= IMinimum && e.Value <= IMaximum) || e.Value == IMinimum)
-                DrawLabel(e.Anchor, e.Text);
+            if ((e.Value >= IMinimum && e.Value <= IMaximum) || e.Value == IMinimum) {
+                DrawLabel(e.Anchor, e.Text, fLabels.Alternate && outer ? fLabelRowSize : 0);
+                outer = !outer;
+            }
+    }
 }
 
 // ================================================================ custom axes

@@ -259,6 +259,23 @@ TEST(Canvas, BlendingDrawsTransparently)
     EXPECT_EQ(img.pixel(30, 30), kBlack);
 }
 
+TEST(Canvas, SmallDotsLeaveGaps)
+{
+    QImage img = WhiteImage(40, 10);
+    {
+        Painting<TTeeCanvas3D> p(img);
+        p.canvas.Pen().SetSmallDots(true);
+        p.canvas.Pen().SetSmallSpace(2);
+        p.canvas.HorizLine(0, 40, 5);
+        p.Finish();
+    }
+    int ink = 0;
+    for (int x = 0; x < 39; ++x)
+        ink += img.pixel(x, 5) == kBlack;
+    EXPECT_GT(ink, 5);
+    EXPECT_LT(ink, 20);   // one dot, then the gap of SmallSpace + 1
+}
+
 TEST(Canvas, VisiblePenAssignment)
 {
     TTeeCanvas3D canvas;
@@ -285,7 +302,12 @@ TEST(Canvas, CanvasByName)
     EXPECT_EQ(dynamic_cast<TGDIPlusCanvas*>(plain.get()), nullptr);
     EXPECT_NE(dynamic_cast<TTeeCanvas3D*>(plain.get()), nullptr);
     TTeeCanvas3D canvas;
-    EXPECT_THROW(canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite), Exception);
+    try {
+        canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite);
+        ADD_FAILURE() << "no exception";
+    } catch (const Exception& e) {
+        EXPECT_EQ(e.Message(), "GDI+ Error: InvalidParameter 2");
+    }
 }
 
 } // namespace

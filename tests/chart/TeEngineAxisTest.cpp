@@ -609,3 +609,42 @@ TEST_F(AxisTest, VerticalLabelsOnTheBottomAxisReadUpward)
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(AxisTest, AlternatingLabelsTakeTwoRows)
+{
+    TChartSeries s;
+    s.AddXY(0, 0);
+    s.AddXY(100, 1);
+    chart.AddSeries(&s);
+    chart.SetChartRect({20, 20, 620, 380});
+    chart.LeftAxis()->SetVisible(false);
+    TChartAxis* b = chart.BottomAxis();
+    b->SetMinMax(0, 100);
+    b->SetIncrement(10);
+    b->SetLabelsSeparation(0);
+    const QImage single = PaintAxes(chart, 640, 400);
+    const int singleBottom = chart.ChartRect().Bottom;
+    b->SetLabelsAlternate(true);
+    const QImage img = PaintAxes(chart, 640, 400);
+    chart.Canvas()->AssignFont(b->LabelsFont());
+    const int fh = chart.Canvas()->FontHeight();
+    EXPECT_LE(chart.ChartRect().Bottom, singleBottom - fh);   // room for the second row
+    const auto& e = b->LabelEntries();
+    ASSERT_GE(e.size(), 4u);
+    auto inkIn = [&](const TAxisLabelEntry& entry, int top) {
+        const int w = chart.Canvas()->TextWidth(entry.Text);
+        for (int y = top; y < top + fh; ++y)
+            if (InkInRow(img, y, entry.Anchor - w / 2, entry.Anchor + w / 2))
+                return true;
+        return false;
+    };
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_EQ(inkIn(e[i], b->PosLabels), i % 2 == 0) << i;
+        EXPECT_EQ(inkIn(e[i], b->PosLabels + fh), i % 2 == 1) << i;
+    }
+    (void)single;
+}
+
+} // namespace

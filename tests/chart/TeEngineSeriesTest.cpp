@@ -257,10 +257,10 @@ TEST(Series, DeleteRowsAndRanges)
 
 TEST(Series, ClearValuesAndUpdateBracket)
 {
+    std::vector<TTeeSeriesEvent> events;   // outlives the chart that reports into it
     TCustomAxisPanel chart;
     TChartSeries s;
     chart.AddSeries(&s);
-    std::vector<TTeeSeriesEvent> events;
     chart.AddListener([&](TChartSeries*, TTeeSeriesEvent e) { events.push_back(e); });
     int added = 0, cleared = 0;
     s.OnAfterAdd = [&](TChartSeries*, int) { ++added; };
