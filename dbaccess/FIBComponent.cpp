@@ -53,18 +53,21 @@ void TFIBStringList::SetStrings(int index, const QString& text)
 {
     if (index < 0 || index >= Count())
         return;
+    Changing();
     fLines[index] = text;
     Changed();
 }
 
 void TFIBStringList::Add(const QString& text)
 {
+    Changing();
     fLines.append(text);
     Changed();
 }
 
 void TFIBStringList::Insert(int index, const QString& text)
 {
+    Changing();
     fLines.insert(std::clamp(index, 0, Count()), text);
     Changed();
 }
@@ -73,18 +76,21 @@ void TFIBStringList::Delete(int index)
 {
     if (index < 0 || index >= Count())
         return;
+    Changing();
     fLines.removeAt(index);
     Changed();
 }
 
 void TFIBStringList::Clear()
 {
+    Changing();
     fLines.clear();
     Changed();
 }
 
 void TFIBStringList::Assign(const QStringList& lines)
 {
+    Changing();
     fLines = lines;
     Changed();
 }

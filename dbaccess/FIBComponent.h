@@ -80,9 +80,16 @@ public:
     // Writes a line without telling the owner (a trimmed line written back).
     void PutQuiet(int index, const QString& text) { fLines[index] = text; }
 
+    // Asked before every change; may raise to refuse it.
+    std::function<void()> OnChanging;
     std::function<void()> OnChange;
 
 private:
+    void Changing()
+    {
+        if (OnChanging)
+            OnChanging();
+    }
     void Changed()
     {
         if (OnChange)

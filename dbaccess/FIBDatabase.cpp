@@ -447,6 +447,11 @@ TFIBDatabase::TFIBDatabase(TComponent* owner)
     : TComponent(owner), fDBParams(this), fConnectParams(this),
       fInternalTransaction(std::make_unique<TFIBTransaction>())
 {
+    // Parameters belong to a connect: at run time they change only while not connected.
+    fDBParams.OnChanging = [this] {
+        if (!IsDesigning())
+            CheckInactive();
+    };
     fDBParams.OnChange = [this] { fDPBDirty = true; };
     {
         std::lock_guard guard(DatabaseList().Lock);

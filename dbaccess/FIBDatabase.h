@@ -267,7 +267,7 @@ private:
     QByteArray EncodeDBName() const;
     void CallGuarded(const TNotifyEvent& handler, const QString& destroyedText, const QString& plainText);
 
-    QString fLibraryName = QStringLiteral("gds32.dll");
+    QString fLibraryName = QStringLiteral("libfbclient.so.2");
     IIBClientLibraryRef fClientLibrary;
     std::vector<TFIBBase*> fFIBBases;
     std::vector<TFIBTransaction*> fTransactions;

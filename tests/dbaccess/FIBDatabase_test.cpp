@@ -82,6 +82,7 @@ TEST(DatabaseParams, ShutdownFlags)
 TEST(DatabaseParams, ConnectParamsViewTheLines)
 {
     TFIBDatabase db;
+    EXPECT_EQ(db.LibraryName(), "libfbclient.so.2");
     db.DBParams().Assign({"isc_dpb_user_name=SYSDBA", "password=a=b", "lc_ctype=WIN1252"});
     EXPECT_EQ(db.ConnectParams().UserName(), "SYSDBA");
     EXPECT_EQ(db.ConnectParams().Password(), "a=b");
@@ -174,6 +175,11 @@ TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
     EXPECT_EQ(db->InternalTransaction()->Name(), "DB1_InternalTransaction");
 
     EXPECT_EQ(ThrownMessage([&] { db->SetDBName("/elsewhere.fdb"); }),
+              "DB1:" + CRLF + "Cannot perform operation -- DB is currently open.");
+    EXPECT_EQ(ThrownMessage([&] { db->ConnectParams().SetPassword("other"); }),
+              "DB1:" + CRLF + "Cannot perform operation -- DB is currently open.");
+    EXPECT_EQ(db->ConnectParams().Password(), TestPassword);
+    EXPECT_EQ(ThrownMessage([&] { db->SetLibraryName("libother.so"); }),
               "DB1:" + CRLF + "Cannot perform operation -- DB is currently open.");
     // The program's class ignores a second open; the base class refuses it.
     EXPECT_NO_THROW(db->Open());
