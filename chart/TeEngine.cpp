@@ -171,6 +171,8 @@ void TChartValueList::Exchange(int a, int b)
 
 void TChartValueList::SetValue(int index, TChartValue value)
 {
+    if (!Value || index < 0 || index >= fCount)
+        throw ChartException(QStringLiteral("ValueList %1: index %2 out of bounds (0 to %3).").arg(fName).arg(index).arg(fCount - 1));
     (*Value)[index] = value;
     fModified = true;
     if (fOwner)

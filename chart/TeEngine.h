@@ -71,8 +71,9 @@ public:
     void Exchange(int a, int b);
     void Sort();
 
-    TChartValue First() const { return Value->at(0); }
-    TChartValue Last() const { return (*Value)[fCount - 1]; }
+    // Unchecked in spirit; an empty list reads 0 rather than memory it does not own.
+    TChartValue First() const { return Value && fCount > 0 ? (*Value)[0] : 0; }
+    TChartValue Last() const { return Value && fCount > 0 ? (*Value)[fCount - 1] : 0; }
     TChartValue operator[](int index) const { return (*Value)[index]; }
     // Writes one entry and tells the series.
     void SetValue(int index, TChartValue value);

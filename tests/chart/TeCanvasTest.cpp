@@ -240,6 +240,10 @@ TEST(Canvas, BufferedDisplayPaintsIntoTheBitmapAndCopiesOnShow)
     EXPECT_EQ(target.pixel(49, 49), QColor(0, 128, 0).rgb());
     EXPECT_EQ(target.pixel(9, 9), kWhite);
     EXPECT_EQ(target.pixel(50, 50), kWhite);
+    // A repaint without a change only copies the kept picture.
+    QImage again = WhiteImage(60, 60);
+    canvas.ShowImage(&again, r);
+    EXPECT_EQ(again, target);
 }
 
 TEST(Canvas, BlendingDrawsTransparently)

@@ -486,9 +486,45 @@ TEST_F(AxisTest, TextLabelsDropOverlaps)
         const int w0 = chart.Canvas()->TextWidth(e[i - 1].Text), w1 = chart.Canvas()->TextWidth(e[i].Text);
         EXPECT_GE(e[i].Anchor - e[i - 1].Anchor, (w0 + w1) / 2) << i;
     }
+    // Clipping shortens a text until it fits instead of dropping it.
+    const std::size_t dropped = e.size();
+    a->LabelsFormat().ClipText = true;
+    PaintAxes(chart, 420, 320);
+    EXPECT_GT(a->LabelEntries().size(), dropped);
+    bool shortened = false;
+    for (const auto& entry : a->LabelEntries()) {
+        EXPECT_TRUE(QStringLiteral("Messpunkt %1").arg(entry.Value).startsWith(entry.Text));
+        shortened = shortened || !entry.Text.startsWith(QStringLiteral("Messpunkt "));
+    }
+    EXPECT_TRUE(shortened);
+    a->LabelsFormat().ClipText = false;
+
     a->SetLabelStyle(talNone);
     PaintAxes(chart, 420, 320);
     EXPECT_TRUE(a->LabelEntries().empty());
+}
+
+TEST_F(AxisTest, LogarithmicLabelsRunUpByPowersOfTheBase)
+{
+    TChartSeries s;
+    s.AddXY(0, 1);
+    s.AddXY(1, 1000);
+    chart.AddSeries(&s);
+    chart.SetChartRect({60, 20, 600, 380});
+    chart.BottomAxis()->SetVisible(false);
+    TChartAxis* l = chart.LeftAxis();
+    l->SetLogarithmic(true);
+    l->SetAxisValuesFormat("0");
+    PaintAxes(chart, 640, 400);
+    std::vector<QString> texts;
+    for (const auto& e : l->LabelEntries())
+        texts.push_back(e.Text);
+    EXPECT_EQ(texts, (std::vector<QString>{"1", "10", "100", "1000"}));
+    // Equal distances between the decades.
+    const auto& t = l->Tick();
+    ASSERT_EQ(t.size(), 4u);
+    EXPECT_NEAR(t[0] - t[1], t[1] - t[2], 1);
+    EXPECT_NEAR(t[1] - t[2], t[2] - t[3], 1);
 }
 
 // The picture a person looks at: a bottom axis 0..100 and a left axis in mA.

@@ -92,6 +92,10 @@ TEST(ValueList, StatisticsAreComputedOnReadOnlyWhenModified)
     EXPECT_EQ(l.MaxValue(), 100);
     l.SetValue(1, -50);
     EXPECT_EQ(l.MinValue(), -50);
+    EXPECT_THROW(l.SetValue(4, 1), ChartException);
+    TChartValueList empty(nullptr, "E");
+    EXPECT_EQ(empty.First(), 0);
+    EXPECT_EQ(empty.Last(), 0);
 }
 
 TEST(ValueList, CountAssertions)
