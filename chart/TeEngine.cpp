@@ -551,6 +551,52 @@ void TChartSeries::ClearLists()
         l->ClearValues();
     fColors.reset();
     fLabels.Clear();
+    if (fMarks)
+        fMarks->Positions.clear();
+}
+
+TSeriesMarks& TChartSeries::Marks()
+{
+    if (!fMarks) {
+        fMarks = std::make_unique<TSeriesMarks>();
+        fMarks->Font.OnChange = [this] { Repaint(); };
+    }
+    return *fMarks;
+}
+
+QString TChartSeries::GetMarkText(int valueIndex) const
+{
+    QString text = fLabels.Label(valueIndex);
+    if (text.isEmpty())
+        text = TeeFormatFloat(ValueFormat, (*MandatoryValueList())[valueIndex]);
+    if (OnGetMarkText)
+        OnGetMarkText(const_cast<TChartSeries*>(this), valueIndex, text);
+    return text;
+}
+
+void TChartSeries::DrawMark(int valueIndex, const QString& text)
+{
+    TTeeCanvas* c = fParentChart ? fParentChart->Canvas() : nullptr;
+    if (!c || text.isEmpty())
+        return;
+    int x = CalcXPos(valueIndex), y = CalcYPos(valueIndex);
+    if (fMarks && valueIndex < int(fMarks->Positions.size()) && fMarks->Positions[valueIndex] != TPoint{}) {
+        x = fMarks->Positions[valueIndex].X;
+        y = fMarks->Positions[valueIndex].Y;
+    }
+    c->AssignFont(fMarks ? fMarks->Font : TTeeFont());
+    c->SetBackMode(cbmTransparent);
+    c->SetTextAlign(TA_CENTER | TA_BOTTOM);
+    c->TextOut(x, y - 2, text);
+}
+
+void TChartSeries::DrawMarks()
+{
+    if (!fMarks || !fMarks->Visible)
+        return;
+    for (int i = std::max(0, fFirstVisibleIndex); i <= fLastVisibleIndex; ++i)
+        if (!IsNull(i))
+            DrawMark(i, GetMarkText(i));
 }
 
 void TChartSeries::DoAfterDrawValues()
@@ -658,6 +704,8 @@ void TChartSeries::Delete(int valueIndex)
     if (fColors && valueIndex < int(fColors->size()))
         fColors->erase(fColors->begin() + valueIndex);
     fLabels.Delete(valueIndex);
+    if (fMarks && valueIndex < int(fMarks->Positions.size()))
+        fMarks->Positions.erase(fMarks->Positions.begin() + valueIndex);
     NotifyValue(veDelete, valueIndex);
     if (fActive)
         Repaint();
@@ -684,6 +732,10 @@ void TChartSeries::Delete(int valueIndex, int quantity, bool removeGap)
             fColors.reset();
     }
     fLabels.Delete(valueIndex, quantity);
+    if (fMarks && valueIndex < int(fMarks->Positions.size())) {
+        const int n = std::min<int>(quantity, int(fMarks->Positions.size()) - valueIndex);
+        fMarks->Positions.erase(fMarks->Positions.begin() + valueIndex, fMarks->Positions.begin() + valueIndex + n);
+    }
     if (removeGap)
         NotMandatoryValueList()->FillSequence();
     NotifyValue(veDelete, valueIndex);

@@ -140,6 +140,15 @@ private:
     std::vector<QString> fItems;
 };
 
+// Texts at the points of a series. The evaluation charts never show them; a series
+// creates them on first use and keeps their custom positions in step with its rows.
+class TSeriesMarks {
+public:
+    bool Visible = false;
+    TTeeFont Font;
+    std::vector<TPoint> Positions;   // custom position per row; empty while none was set
+};
+
 class TCustomChartElement {
 public:
     TCustomChartElement();
@@ -207,6 +216,13 @@ public:
 
     TLabelsList& Labels() { return fLabels; }
     const TLabelsList& Labels() const { return fLabels; }
+    // Created on first use, not visible.
+    TSeriesMarks& Marks();
+    bool HasMarks() const { return fMarks != nullptr; }
+    // Text of the mark of a row: its label, else its value in ValueFormat; OnGetMarkText has the last word.
+    QString GetMarkText(int valueIndex) const;
+    // Draws the marks of the rows from FirstValueIndex to LastValueIndex when they are visible.
+    void DrawMarks();
     TTreatNullsStyle TreatNulls() const { return fTreatNulls; }
     void SetTreatNulls(TTreatNullsStyle v) { if (v != fTreatNulls) { fTreatNulls = v; Repaint(); } }
 
@@ -269,7 +285,7 @@ public:
     virtual void PrepareForDraw() {}
     virtual void DrawAllValues();
     virtual void DrawLegendShape(TColor color, const TRect& rect);
-    virtual void DrawMark(int valueIndex, const QString& text) { (void)valueIndex; (void)text; }
+    virtual void DrawMark(int valueIndex, const QString& text);
     virtual void DrawValue(int valueIndex) { (void)valueIndex; }
     virtual void AddedValue(int valueIndex);
     virtual void NotifyValue(TValueEvent kind, int valueIndex) { (void)kind; (void)valueIndex; }
@@ -339,6 +355,7 @@ protected:
     int fUpdateCount = 0;
     bool fManualData = false;
     std::unique_ptr<std::vector<TColor>> fColors;
+    std::unique_ptr<TSeriesMarks> fMarks;
 };
 
 // The chart's series in drawing and legend order. Series are not owned.

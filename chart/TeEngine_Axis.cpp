@@ -854,14 +854,7 @@ QString TChartAxis::PointLabelText(TChartSeries* s, int row, TAxisLabelStyle sty
     TChartValueList* list = (fHorizontal == s->YMandatory()) ? s->NotMandatoryValueList() : s->MandatoryValueList();
     switch (style) {
     case talText: return s->Labels().Label(row);
-    case talMark: {
-        QString text = s->Labels().Label(row);
-        if (text.isEmpty())
-            text = TeeFormatFloat(s->ValueFormat, (*s->MandatoryValueList())[row]);
-        if (s->OnGetMarkText)
-            s->OnGetMarkText(s, row, text);
-        return text;
-    }
+    case talMark: return s->GetMarkText(row);
     default: return LabelValue((*list)[row]);
     }
 }

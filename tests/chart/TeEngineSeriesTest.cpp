@@ -457,3 +457,57 @@ TEST(SeriesList, ChartAddsColoursAndResolvesAxes)
 }
 
 } // namespace
+
+namespace {
+
+TEST(Series, MarksComeOnFirstUseAndFollowTheRows)
+{
+    TFormatSettings saved = FormatSettings;
+    FormatSettings.DecimalSeparator = u',';
+    TCustomAxisPanel chart;
+    TChartSeries s;
+    for (int i = 0; i < 5; ++i)
+        s.AddXY(i, i * 2.5, i == 1 ? QStringLiteral("Start") : QString());
+    chart.AddSeries(&s);
+    EXPECT_FALSE(s.HasMarks());
+    EXPECT_FALSE(s.Marks().Visible);
+    EXPECT_TRUE(s.HasMarks());
+    s.ValueFormat = "0.0";
+    EXPECT_EQ(s.GetMarkText(1), "Start");
+    EXPECT_EQ(s.GetMarkText(3), "7,5");
+    s.OnGetMarkText = [](TChartSeries*, int index, QString& text) { if (index == 4) text = "Ende"; };
+    EXPECT_EQ(s.GetMarkText(4), "Ende");
+    s.Marks().Positions = {{1, 1}, {2, 2}, {3, 3}};
+    s.Delete(0);
+    EXPECT_EQ(s.Marks().Positions, (std::vector<TPoint>{{2, 2}, {3, 3}}));
+    s.Delete(1, 3);
+    EXPECT_EQ(s.Marks().Positions, (std::vector<TPoint>{{2, 2}}));
+
+    // Visible marks draw their text above the point.
+    chart.SetChartRect({0, 0, 200, 200});
+    for (TChartAxis* a : chart.Axes()) {
+        a->AdjustMaxMin();
+        a->InternalCalcPositions();
+    }
+    s.Marks().Positions.clear();
+    s.CalcFirstLastVisibleIndex();
+    QImage img(200, 200, QImage::Format_RGB32);
+    auto inkAbove = [&] {
+        img.fill(Qt::white);
+        chart.Canvas()->InitWindow(&img, {0, 0, 200, 200}, false, clWhite);
+        s.DrawMarks();
+        chart.Canvas()->ShowImage(&img, {0, 0, 200, 200});
+        const int x = s.CalcXPos(0), y = s.CalcYPos(0);
+        for (int yy = std::max(0, y - 16); yy < y; ++yy)
+            for (int xx = std::max(0, x - 15); xx < std::min(200, x + 15); ++xx)
+                if (qGray(img.pixel(xx, yy)) < 128)
+                    return true;
+        return false;
+    };
+    EXPECT_FALSE(inkAbove());
+    s.Marks().Visible = true;
+    EXPECT_TRUE(inkAbove());
+    FormatSettings = saved;
+}
+
+} // namespace
