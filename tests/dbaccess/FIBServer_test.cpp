@@ -105,3 +105,50 @@ TEST_F(ServerDatabase, WrongPasswordIsRefused)
     EXPECT_TRUE(db->Connected());
     db->Close();
 }
+
+TEST_F(ServerDatabase, LostConnectionIsDroppedByTheTarget)
+{
+    // A server of its own, so that stopping it touches no other test.
+    TPrivateServer server;
+    if (!server.Start())
+        GTEST_SKIP() << "no second private server: " << server.Reason().toStdString();
+    QTemporaryDir dir;
+    const QString path = server.ConnectString(dir.filePath("Lost.fdb"));
+    CreateTestDatabase(path, 3, "DBL");
+
+    auto db = MakeDb();
+    db->SetDBName(path);
+    db->Open();
+    TpFIBTransaction tr;
+    tr.AddDatabase(db.get());
+    tr.StartTransaction();
+
+    std::vector<TOnLostConnectActions> asked;
+    int restoreErrors = 0;
+    db->OnLostConnect = [&](TFIBDatabase*, EFIBError&, TOnLostConnectActions& action) {
+        asked.push_back(action);
+        action = laWaitRestore;
+    };
+    db->OnErrorRestoreConnect = [&](TFIBDatabase*, EFIBError&, bool& retry) {
+        ++restoreErrors;
+        retry = false;
+    };
+    db->SetWaitForRestoreConnect(50);
+    LostConnectTarget = db.get();
+    server.Stop();
+
+    const QString text = ThrownMessage([&] { db->QueryValue("select 1 from rdb$database"); });
+    LostConnectTarget = nullptr;
+    EXPECT_FALSE(text.isEmpty());
+    ASSERT_EQ(asked.size(), 1u) << text.toStdString();
+    EXPECT_EQ(asked[0], laCloseConnect);
+    EXPECT_FALSE(db->Connected());
+    EXPECT_TRUE(db->ConnectionLost());
+    // The open transaction was ended without the server: its handle is simply gone.
+    EXPECT_FALSE(tr.Active());
+    EXPECT_EQ(tr.TransactionID(), 0);
+    // The restore timer tries to connect again and reports that it cannot.
+    EXPECT_TRUE(WaitFor([&] { return restoreErrors > 0; }));
+    EXPECT_EQ(restoreErrors, 1);
+    db->SetWaitForRestoreConnect(0);
+}
