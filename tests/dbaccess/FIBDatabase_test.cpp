@@ -400,33 +400,53 @@ TEST_F(EmbeddedDatabase, LoadingDefersTheConnect)
 
 TEST_F(EmbeddedDatabase, TwoThreadsAttachAtOnce)
 {
-    // One thread fails, the other succeeds; each sees its own error state.
+    // The login routine runs inside the connect lock: it never sees two callers at once.
+    std::atomic<int> inside{0};
+    std::atomic<int> mostInside{0};
+    std::atomic<int> logins{0};
+    FIBLoginDialogProc = [&](const QString&, QString&, QString&, QString&) {
+        const int now = ++inside;
+        mostInside = std::max(mostInside.load(), now);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ++logins;
+        --inside;
+        return true;
+    };
+    // One thread fails, the others succeed; each sees its own error state.
     std::atomic<int> ready{0};
     QString badText;
-    int goodDialect = 0;
-    std::thread bad([&] {
-        auto db = MakeDb(sDir->filePath("nowhere.fdb"));
-        ++ready;
-        while (ready < 2) {
-        }
-        for (int i = 0; i < 5; ++i)
-            badText = ThrownMessage([&] { db->Open(); });
-    });
-    std::thread good([&] {
+    std::atomic<int> goodDialects{0};
+    auto good = [&] {
         auto db = MakeDb();
+        db->UseLoginPrompt = true;
         ++ready;
-        while (ready < 2) {
+        while (ready < 3) {
         }
-        for (int i = 0; i < 5; ++i) {
+        for (int i = 0; i < 4; ++i) {
             db->Open();
-            goodDialect = db->DBSQLDialect();
+            if (db->DBSQLDialect() == 3)
+                ++goodDialects;
             db->Close();
         }
+    };
+    std::thread bad([&] {
+        auto db = MakeDb(sDir->filePath("nowhere.fdb"));
+        db->UseLoginPrompt = true;
+        ++ready;
+        while (ready < 3) {
+        }
+        for (int i = 0; i < 4; ++i)
+            badText = ThrownMessage([&] { db->Open(); });
     });
+    std::thread good1(good), good2(good);
     bad.join();
-    good.join();
+    good1.join();
+    good2.join();
+    FIBLoginDialogProc = nullptr;
     EXPECT_TRUE(badText.contains("nowhere.fdb")) << badText.toStdString();
-    EXPECT_EQ(goodDialect, 3);
+    EXPECT_EQ(goodDialects, 8);
+    EXPECT_EQ(logins, 12);
+    EXPECT_EQ(mostInside, 1);
 }
 
 TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
