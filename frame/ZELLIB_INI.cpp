@@ -37,16 +37,36 @@ QString Buildinfo, Produkinfo, Produkname, KundenInfo;
 namespace {
 std::optional<TVarTable> gVarTable;
 
-void WriteBack(const QString& section, const QString& key, const QString& value)
+void WriteBackTo(TMemIniFile* ini, const QString& section, const QString& key, const QString& value)
 {
     // A read-only or locked file is no error: the value stays in the image.
     try {
-        if (IniStore) {
-            IniStore->WriteString(section, key, value);
-            IniStore->UpdateFile();
+        if (ini) {
+            ini->WriteString(section, key, value);
+            ini->UpdateFile();
         }
     } catch (...) {
     }
+}
+
+void WriteBack(const QString& section, const QString& key, const QString& value)
+{
+    WriteBackTo(IniStore.get(), section, key, value);
+}
+
+// Unparsable text is replaced by the default's text, so the file is repaired.
+int ReadIntegerFrom(TMemIniFile* ini, const QString& section, const QString& key, int defaultValue)
+{
+    const QString defaultText = IntToStr(defaultValue);
+    QString text = ini ? ini->ReadString(section, key, defaultText) : defaultText;
+    int value = defaultValue;
+    if (!TryStrToInt(text, value)) {
+        text = defaultText;
+        value = defaultValue;
+    }
+    if (text == defaultText)
+        WriteBackTo(ini, section, key, text);
+    return value;
 }
 
 QString RawRead(const QString& section, const QString& key, const QString& defaultValue)
@@ -182,16 +202,8 @@ QString ReadIniPath(const QString& section, const QString& key, const QString& d
 int ReadIniInteger(const QString& section, const QString& key, int defaultValue, std::uint16_t flags)
 {
     const QString sec = section.toUpper();
-    const QString defaultText = IntToStr(defaultValue);
-    QString text = RawRead(sec, key, defaultText);
-    int value = defaultValue;
-    // Unparsable text is replaced by the default, so the file is repaired.
-    if (!TryStrToInt(text, value)) {
-        text = defaultText;
-        value = defaultValue;
-    }
-    if (text == defaultText)
-        WriteBack(sec, key, text);
+    OpenIniStore();
+    const int value = ReadIntegerFrom(IniStore.get(), sec, key, defaultValue);
     SetIniVariable(sec, key, value, flags);
     return value;
 }
@@ -306,35 +318,13 @@ void ReadFileString(TMemIniFile* ini, const QString& section, const QString& key
         return;
     const QString sec = section.toUpper();
     value = ini->ReadString(sec, key, defaultValue).trimmed();
-    if (!value.isEmpty() && value.compare(defaultValue, Qt::CaseInsensitive) == 0) {
-        try {
-            ini->WriteString(sec, key, value);
-            ini->UpdateFile();
-        } catch (...) {
-        }
-    }
+    if (!value.isEmpty() && value.compare(defaultValue, Qt::CaseInsensitive) == 0)
+        WriteBackTo(ini, sec, key, value);
 }
 
 int ReadFileInteger(TMemIniFile* ini, const QString& section, const QString& key, int defaultValue)
 {
-    if (!ini)
-        return defaultValue;
-    const QString sec = section.toUpper();
-    const QString defaultText = IntToStr(defaultValue);
-    QString text = ini->ReadString(sec, key, defaultText);
-    int value = defaultValue;
-    if (!TryStrToInt(text, value)) {
-        text = defaultText;
-        value = defaultValue;
-    }
-    if (text == defaultText) {
-        try {
-            ini->WriteString(sec, key, text);
-            ini->UpdateFile();
-        } catch (...) {
-        }
-    }
-    return value;
+    return ini ? ReadIntegerFrom(ini, section.toUpper(), key, defaultValue) : defaultValue;
 }
 
 void ReadPathSetting(QString& global, const QString& key, const QString& defaultValue)
