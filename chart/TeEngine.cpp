@@ -882,7 +882,10 @@ TCustomAxisPanel::~TCustomAxisPanel()
 {
     fDestroying = true;
     for (TChartSeries* s : fSeriesList.fItems) {
+        // The series outlive the chart; nothing of its axes may stay behind in them.
         s->fParentChart = nullptr;
+        s->fCustomHorizAxis = nullptr;
+        s->fCustomVertAxis = nullptr;
         s->ResolveAxes();
     }
     fSeriesList.fItems.clear();
