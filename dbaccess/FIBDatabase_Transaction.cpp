@@ -307,6 +307,8 @@ void TFIBTransaction::EndTransaction(TTransactionAction action, bool force)
         Log(QString::fromLatin1(names[action]) + QStringLiteral("(TransactionID=") +
             QString::number(TransactionID()) + QStringLiteral(") "));
     }
+    if (fDatabases.empty())
+        RaiseClientError(fibceNoDatabasesInTransaction, {Name()}, this);
     IIBClientLibrary* lib = fDatabases.front()->ClientLibrary();
 
     switch (action) {

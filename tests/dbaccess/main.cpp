@@ -11,7 +11,9 @@
 // layer must detach on its own at exit, before the client library goes down.
 static int ExitWithOpenConnection(const char* path)
 {
-    auto* db = new TpFIBDatabase();
+    // Static, so that it outlives main; it is destroyed only after the exit handlers ran.
+    static TpFIBDatabase database;
+    TpFIBDatabase* db = &database;
     db->SetLibraryName(QStringLiteral("libfbclient.so.2"));
     db->SetDBName(QString::fromLocal8Bit(path));
     db->DBParams().Assign({QStringLiteral("user_name=SYSDBA"), QStringLiteral("lc_ctype=WIN1252")});
