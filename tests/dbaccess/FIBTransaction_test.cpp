@@ -415,3 +415,46 @@ TEST_F(EmbeddedTransaction, LoggerHearsConnectsStartsAndEnds)
     EXPECT_EQ(own[3], QStringLiteral("DB1|Disconnect||%1").arg(lfConnect));
     EXPECT_EQ(own[4], QStringLiteral("DB1|Connect||%1").arg(lfConnect));
 }
+
+TEST_F(EmbeddedTransaction, LinksFollowDefaultsAndKeepTheirSlots)
+{
+    db->SetDefaultTransaction(tr.get());
+    TComponent o1, o2, o3;
+    TFIBBase b1(&o1), b2(&o2), b3(&o3);
+    b1.SetDatabase(db.get());
+    EXPECT_EQ(b1.Transaction(), tr.get());  // the database's default transaction is taken
+
+    // Not while the owner is being loaded.
+    o2.BeginLoading();
+    b2.SetDatabase(db.get());
+    EXPECT_EQ(b2.Transaction(), nullptr);
+    o2.EndLoading();
+    b2.SetTransaction(tr.get());
+    b3.SetTransaction(tr.get());
+    EXPECT_EQ(tr->FIBBaseCount(), 3);
+    // Leaving moves the last link into the free slot and tells it so.
+    b1.SetTransaction(nullptr);
+    EXPECT_EQ(tr->FIBBaseCount(), 2);
+    EXPECT_EQ(b3.TransactionSlot(), 0);
+    EXPECT_EQ(tr->FIBBases(0), &b3);
+
+    // A transaction that does not know the link's database puts the link on its own.
+    TpFIBDatabase other;
+    other.SetLibraryName(ClientLibraryName);
+    TFIBTransaction otherTr;
+    otherTr.AddDatabase(&other);
+    b2.SetTransaction(&otherTr);
+    EXPECT_EQ(b2.Database(), &other);
+
+    // A transaction that goes away tells its links and leaves them without one.
+    int freed = 0;
+    b2.OnTransactionFree = [&] { ++freed; };
+    {
+        TFIBTransaction shortLived;
+        shortLived.AddDatabase(&other);
+        b2.SetTransaction(&shortLived);
+    }
+    EXPECT_EQ(freed, 1);
+    EXPECT_EQ(b2.Transaction(), nullptr);
+    EXPECT_EQ(otherTr.FIBBaseCount(), 0);
+}
