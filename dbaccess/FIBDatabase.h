@@ -303,6 +303,20 @@ private:
 
 // ---------------------------------------------------------------- TFIBTransaction
 
+// What a transaction reads from a statement that reports its steps to it (0 before
+// execute, 1 after execute, 2 at the first fetch, 3 at close). Statement classes
+// implement it; anything else reporting steps is not looked at.
+class IFIBStatementSteps {
+public:
+    virtual ~IFIBStatementSteps() = default;
+    // The server's statement type (isc_info_sql_stmt_*): isc_info_sql_stmt_select for a select.
+    virtual int StatementSQLType() const = 0;
+    // True while the statement is closing its cursor.
+    virtual bool StatementClosing() const = 0;
+    // Rows inserted, updated and deleted by the last execution, summed.
+    virtual int StatementChangedRows() = 0;
+};
+
 class TFIBTransaction : public TComponent {
 public:
     explicit TFIBTransaction(TComponent* owner = nullptr);
@@ -349,6 +363,9 @@ public:
     void SetActive(bool value);
 
     virtual void EndTransaction(TTransactionAction action, bool force);
+    // Called by statements around execute and first fetch; watches for changes
+    // that are not committed yet when WatchUncommitedUpdates is on.
+    virtual void SQLExecuted(TComponent* query, int step);
     virtual void StartTransaction();
     virtual void Commit() { EndTransaction(TACommit, false); }
     virtual void CommitRetaining() { EndTransaction(TACommitRetaining, false); }

@@ -358,6 +358,24 @@ void TFIBTransaction::EndTransaction(TTransactionAction action, bool force)
     fTransactionID = 0;
 }
 
+void TFIBTransaction::SQLExecuted(TComponent* query, int step)
+{
+    if (!WatchUncommitedUpdates || fHasUncommitedUpdates)
+        return;
+    auto* statement = dynamic_cast<IFIBStatementSteps*>(query);
+    if (!statement)
+        return;
+    const bool select = statement->StatementSQLType() == isc_info_sql_stmt_select;
+    // A select changes nothing by being executed; at its close it may have, through
+    // the procedures it called.
+    if (step == 1 && select)
+        return;
+    if (step == 3 && !(select && statement->StatementClosing()))
+        return;
+    if (statement->StatementChangedRows() >= 1)
+        fHasUncommitedUpdates = true;
+}
+
 int TFIBTransaction::TransactionID()
 {
     if (!Active())

@@ -180,3 +180,26 @@ void TpFIBTransaction::EndTransaction(TTransactionAction action, bool force)
     if (db)
         db->DoAfterEndTransaction(this, action, force);
 }
+
+void TpFIBTransaction::SQLExecuted(TComponent* query, int step)
+{
+    TFIBTransaction::SQLExecuted(query, step);
+    const auto* statement = dynamic_cast<const IFIBStatementSteps*>(query);
+    const int type = statement ? statement->StatementSQLType() : 0;
+    switch (step) {
+    case 0:
+        if (BeforeSQLExecute)
+            BeforeSQLExecute(this, query, type);
+        break;
+    case 1:
+        if (AfterSQLExecute)
+            AfterSQLExecute(this, query, type);
+        break;
+    case 2:
+        if (AfterFirstFetch)
+            AfterFirstFetch(this, query, type);
+        break;
+    default:
+        break;
+    }
+}

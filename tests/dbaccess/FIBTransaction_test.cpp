@@ -458,3 +458,70 @@ TEST_F(EmbeddedTransaction, LinksFollowDefaultsAndKeepTheirSlots)
     EXPECT_EQ(b2.Transaction(), nullptr);
     EXPECT_EQ(otherTr.FIBBaseCount(), 0);
 }
+
+namespace {
+// A statement as the transaction sees it: its type, closing state and changed rows.
+struct TStepReporter : TComponent, IFIBStatementSteps {
+    int Type = isc_info_sql_stmt_insert;
+    bool Closing = false;
+    int Changed = 0;
+    int Asked = 0;
+    int StatementSQLType() const override { return Type; }
+    bool StatementClosing() const override { return Closing; }
+    int StatementChangedRows() override
+    {
+        ++Asked;
+        return Changed;
+    }
+};
+}  // namespace
+
+TEST_F(EmbeddedTransaction, UncommittedUpdatesAndStatementHooks)
+{
+    std::vector<QString> hooks;
+    tr->BeforeSQLExecute = [&](TFIBTransaction*, TComponent*, int type) { hooks.push_back(QStringLiteral("before %1").arg(type)); };
+    tr->AfterSQLExecute = [&](TFIBTransaction*, TComponent*, int type) { hooks.push_back(QStringLiteral("after %1").arg(type)); };
+    tr->AfterFirstFetch = [&](TFIBTransaction*, TComponent*, int type) { hooks.push_back(QStringLiteral("fetch %1").arg(type)); };
+    TStepReporter query;
+    TComponent notAStatement;
+
+    tr->StartTransaction();
+    // Not watched: nothing is asked.
+    query.Changed = 1;
+    tr->SQLExecuted(&query, 1);
+    EXPECT_EQ(query.Asked, 0);
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+
+    tr->WatchUncommitedUpdates = true;
+    tr->SQLExecuted(&notAStatement, 1);
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+    query.Changed = 0;
+    tr->SQLExecuted(&query, 1);
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+
+    // A select is skipped after execute and at a close that is not its own.
+    query.Type = isc_info_sql_stmt_select;
+    query.Changed = 2;
+    tr->SQLExecuted(&query, 1);
+    tr->SQLExecuted(&query, 3);
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+    query.Closing = true;
+    tr->SQLExecuted(&query, 3);
+    EXPECT_TRUE(tr->HasUncommitedUpdates());
+    // Once set, the counts are not asked again until the transaction ends.
+    const int asked = query.Asked;
+    tr->SQLExecuted(&query, 3);
+    EXPECT_EQ(query.Asked, asked);
+    tr->CommitRetaining();
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+
+    hooks.clear();
+    query.Type = isc_info_sql_stmt_update;
+    for (int step = 0; step <= 3; ++step)
+        tr->SQLExecuted(&query, step);
+    tr->SQLExecuted(&notAStatement, 0);
+    EXPECT_EQ(hooks, (std::vector<QString>{"before 3", "after 3", "fetch 3", "before 0"}));
+    EXPECT_TRUE(tr->HasUncommitedUpdates());
+    tr->Rollback();
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+}
