@@ -1137,6 +1137,10 @@ void TFIBDatabase::DropLostHandle()
 {
     fConnectionLost = true;
     fHandle = 0;
+    for (TFIBBase* base : std::vector<TFIBBase*>(fFIBBases))
+        if (base)
+            if (auto* statement = dynamic_cast<IFIBStatement*>(base->Owner()))
+                statement->ForgetStatementHandle();
     for (TFIBTransaction* tr : std::vector<TFIBTransaction*>(fTransactions)) {
         if (!tr->Active())
             continue;

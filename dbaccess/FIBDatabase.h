@@ -303,12 +303,17 @@ private:
 
 // ---------------------------------------------------------------- TFIBTransaction
 
-// What a transaction reads from a statement that reports its steps to it (0 before
-// execute, 1 after execute, 2 at the first fetch, 3 at close). Statement classes
-// implement it; anything else reporting steps is not looked at.
-class IFIBStatementSteps {
+// What connections and transactions need of a statement object hanging on them.
+// Statement classes implement it; other linked objects are left alone. Steps that
+// statements report to their transaction: 0 before execute, 1 after execute, 2 at
+// the first fetch, 3 at close.
+class IFIBStatement {
 public:
-    virtual ~IFIBStatementSteps() = default;
+    virtual ~IFIBStatement() = default;
+    // The connection is gone: drop the statement handle without a server call.
+    virtual void ForgetStatementHandle() = 0;
+    // Free the prepared statement (a transaction ended in the form designer).
+    virtual void UnprepareStatement() = 0;
     // The server's statement type (isc_info_sql_stmt_*): isc_info_sql_stmt_select for a select.
     virtual int StatementSQLType() const = 0;
     // True while the statement is closing its cursor.

@@ -352,6 +352,11 @@ void TFIBTransaction::EndTransaction(TTransactionAction action, bool force)
         fState = tsClosed;
         if (fTimer)
             fTimer->SetEnabled(false);
+        if (IsDesigning())
+            for (TFIBBase* base : std::vector<TFIBBase*>(fFIBBases))
+                if (base)
+                    if (auto* statement = dynamic_cast<IFIBStatement*>(base->Owner()))
+                        statement->UnprepareStatement();
     } else {
         fState = tsActive;
     }
@@ -362,7 +367,7 @@ void TFIBTransaction::SQLExecuted(TComponent* query, int step)
 {
     if (!WatchUncommitedUpdates || fHasUncommitedUpdates)
         return;
-    auto* statement = dynamic_cast<IFIBStatementSteps*>(query);
+    auto* statement = dynamic_cast<IFIBStatement*>(query);
     if (!statement)
         return;
     const bool select = statement->StatementSQLType() == isc_info_sql_stmt_select;

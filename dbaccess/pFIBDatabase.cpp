@@ -184,7 +184,7 @@ void TpFIBTransaction::EndTransaction(TTransactionAction action, bool force)
 void TpFIBTransaction::SQLExecuted(TComponent* query, int step)
 {
     TFIBTransaction::SQLExecuted(query, step);
-    const auto* statement = dynamic_cast<const IFIBStatementSteps*>(query);
+    const auto* statement = dynamic_cast<const IFIBStatement*>(query);
     const int type = statement ? statement->StatementSQLType() : 0;
     switch (step) {
     case 0:

@@ -5,6 +5,18 @@
 
 #include <gtest/gtest.h>
 
+namespace {
+// Stands in for a statement hanging on the database.
+struct TStatementStandIn : TComponent, IFIBStatement {
+    int Forgotten = 0;
+    void ForgetStatementHandle() override { ++Forgotten; }
+    void UnprepareStatement() override {}
+    int StatementSQLType() const override { return 0; }
+    bool StatementClosing() const override { return false; }
+    int StatementChangedRows() override { return 0; }
+};
+}  // namespace
+
 class ServerDatabase : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
@@ -122,6 +134,9 @@ TEST_F(ServerDatabase, LostConnectionIsDroppedByTheTarget)
     TpFIBTransaction tr;
     tr.AddDatabase(db.get());
     tr.StartTransaction();
+    TStatementStandIn statement;
+    TFIBBase link(&statement);
+    link.SetDatabase(db.get());
 
     std::vector<TOnLostConnectActions> asked;
     int restoreErrors = 0;
@@ -147,6 +162,7 @@ TEST_F(ServerDatabase, LostConnectionIsDroppedByTheTarget)
     // The open transaction was ended without the server: its handle is simply gone.
     EXPECT_FALSE(tr.Active());
     EXPECT_EQ(tr.TransactionID(), 0);
+    EXPECT_EQ(statement.Forgotten, 1);
     // The restore timer tries to connect again and reports that it cannot.
     EXPECT_TRUE(WaitFor([&] { return restoreErrors > 0; }));
     EXPECT_EQ(restoreErrors, 1);

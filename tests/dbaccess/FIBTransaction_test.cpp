@@ -461,11 +461,14 @@ TEST_F(EmbeddedTransaction, LinksFollowDefaultsAndKeepTheirSlots)
 
 namespace {
 // A statement as the transaction sees it: its type, closing state and changed rows.
-struct TStepReporter : TComponent, IFIBStatementSteps {
+struct TStepReporter : TComponent, IFIBStatement {
     int Type = isc_info_sql_stmt_insert;
     bool Closing = false;
     int Changed = 0;
     int Asked = 0;
+    int Unprepared = 0;
+    void ForgetStatementHandle() override {}
+    void UnprepareStatement() override { ++Unprepared; }
     int StatementSQLType() const override { return Type; }
     bool StatementClosing() const override { return Closing; }
     int StatementChangedRows() override
@@ -524,4 +527,17 @@ TEST_F(EmbeddedTransaction, UncommittedUpdatesAndStatementHooks)
     EXPECT_TRUE(tr->HasUncommitedUpdates());
     tr->Rollback();
     EXPECT_FALSE(tr->HasUncommitedUpdates());
+
+    // In the form designer, an ended transaction unprepares its statements.
+    TFIBBase link(&query);
+    link.SetTransaction(tr.get());
+    tr->StartTransaction();
+    tr->CommitRetaining();
+    tr->Commit();
+    EXPECT_EQ(query.Unprepared, 0);
+    tr->SetDesigning(true);
+    tr->StartTransaction();
+    tr->Commit();
+    EXPECT_EQ(query.Unprepared, 1);
+    link.SetTransaction(nullptr);
 }
