@@ -1,6 +1,16 @@
 #include "dbaccess/pFIBDatabase.h"
 
 #include <QCoreApplication>
+#include <QSettings>
+
+namespace {
+// The per-user store of aliases: one group per alias name.
+QSettings AliasStore()
+{
+    return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("ZELSOFT"),
+                     QStringLiteral("DatabaseAliases"));
+}
+}  // namespace
 
 // ---------------------------------------------------------------- TpFIBDatabase
 
@@ -27,6 +37,47 @@ void TpFIBDatabase::SetWaitForRestoreConnect(int ms)
     fRestoreTimer->SetInterval(ms);
 }
 
+void TpFIBDatabase::SetAliasName(const QString& alias)
+{
+    fAliasName = alias;
+    if (!alias.isEmpty())
+        ApplyAliasParams();
+}
+
+bool TpFIBDatabase::ApplyAliasParams()
+{
+    QSettings store = AliasStore();
+    store.beginGroup(fAliasName);
+    if (fAliasName.isEmpty() || !store.contains(QStringLiteral("Database Name")))
+        return false;
+    CheckInactive();
+    SetDBName(store.value(QStringLiteral("Database Name")).toString());
+    ConnectParams().SetUserName(store.value(QStringLiteral("user_name")).toString());
+    ConnectParams().SetCharSet(store.value(QStringLiteral("lc_ctype")).toString());
+    ConnectParams().SetRoleName(store.value(QStringLiteral("sql_role_name")).toString());
+    const int dialect = store.value(QStringLiteral("SQL_DIALECT"), SQLDialect()).toInt();
+    if (dialect >= 1)
+        SetSQLDialect(dialect);
+    const QString library = store.value(QStringLiteral("CLIENT_LIB")).toString();
+    if (!library.isEmpty())
+        SetLibraryName(library);
+    return true;
+}
+
+void TpFIBDatabase::SaveAliasParams()
+{
+    if (fAliasName.isEmpty())
+        return;
+    QSettings store = AliasStore();
+    store.beginGroup(fAliasName);
+    store.setValue(QStringLiteral("Database Name"), DBName());
+    store.setValue(QStringLiteral("user_name"), ConnectParams().UserName());
+    store.setValue(QStringLiteral("lc_ctype"), ConnectParams().CharSet());
+    store.setValue(QStringLiteral("sql_role_name"), ConnectParams().RoleName());
+    store.setValue(QStringLiteral("SQL_DIALECT"), SQLDialect());
+    store.setValue(QStringLiteral("CLIENT_LIB"), LibraryName());
+}
+
 void TpFIBDatabase::InternalOpen(bool raiseExcept)
 {
     if (Connected())
@@ -41,7 +92,7 @@ void TpFIBDatabase::InternalOpen(bool raiseExcept)
         return;
     // The schema cache file (CacheSchemaOptions) belongs to the metadata cache,
     // which this program does not use; its options are kept for completeness.
-    if (SaveAliasParamsAfterConnect && !AliasName.isEmpty())
+    if (SaveAliasParamsAfterConnect && !fAliasName.isEmpty())
         SaveAliasParams();
     if (AfterConnect)
         AfterConnect(this);

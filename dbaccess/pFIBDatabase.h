@@ -30,7 +30,12 @@ public:
     explicit TpFIBDatabase(TComponent* owner = nullptr);
     ~TpFIBDatabase() override;
 
-    QString AliasName;
+    // A named set of connection values kept per user. Setting a known alias applies
+    // its database name, user, character set, role, dialect and client library.
+    QString AliasName() const { return fAliasName; }
+    void SetAliasName(const QString& alias);
+    // Reads the alias's values into this database; false when the alias is unknown.
+    bool ApplyAliasParams();
     bool SaveAliasParamsAfterConnect = true;
     TCacheSchemaOptions CacheSchemaOptions;
     int WaitForRestoreConnect() const;
@@ -61,9 +66,11 @@ public:
 
 protected:
     void InternalClose(bool force, bool doNotLog) override;
+    void SaveAliasParams() override;
     void InternalOpen(bool raiseExcept) override;
 
 private:
+    QString fAliasName;
     void RestoreTimerTick();
     std::unique_ptr<TFIBCustomTimer> fRestoreTimer;
 };

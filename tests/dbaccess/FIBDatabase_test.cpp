@@ -8,6 +8,8 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
+#include <QStandardPaths>
 #include <atomic>
 #include <thread>
 
@@ -479,4 +481,36 @@ TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
     EXPECT_EQ(child.exitStatus(), QProcess::NormalExit) << output.toStdString();
     EXPECT_EQ(child.exitCode(), 0) << output.toStdString();
     EXPECT_TRUE(output.contains("closed at exit")) << output.toStdString();
+}
+
+TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
+{
+    QStandardPaths::setTestModeEnabled(true);
+    const QString alias = QStringLiteral("OrvexTest%1").arg(QCoreApplication::applicationPid());
+
+    auto unknown = std::make_unique<TpFIBDatabase>();
+    unknown->SetAliasName(alias);
+    EXPECT_FALSE(unknown->ApplyAliasParams());
+    EXPECT_TRUE(unknown->DBName().isEmpty());
+
+    // A connect under an alias stores its values for the next time.
+    auto first = MakeDb(sPath1);
+    first->SetSQLDialect(3);
+    first->SetAliasName(alias);
+    first->Open();
+    first->Close();
+
+    auto second = std::make_unique<TpFIBDatabase>();
+    second->SetAliasName(alias);
+    EXPECT_EQ(second->DBName(), sPath1);
+    EXPECT_EQ(second->ConnectParams().UserName(), "SYSDBA");
+    EXPECT_EQ(second->ConnectParams().CharSet(), "WIN1252");
+    EXPECT_EQ(second->SQLDialect(), 1);  // as lowered by the dialect 1 database
+    EXPECT_EQ(second->LibraryName(), ClientLibraryName);
+    EXPECT_TRUE(second->ConnectParams().Password().isEmpty());
+    second->Open();
+    EXPECT_TRUE(second->Connected());
+    second->Close();
+
+    QSettings(QSettings::IniFormat, QSettings::UserScope, "ZELSOFT", "DatabaseAliases").remove(alias);
 }
