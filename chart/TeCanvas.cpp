@@ -145,6 +145,22 @@ void TTeeCanvas3D::BeginPainter(QPainter* painter)
     ApplyHints();
 }
 
+bool TTeeCanvas3D::BeginBufferPaint()
+{
+    EndPainter();
+    if (!fBufferedDisplay || fBitmap.isNull())
+        return false;
+    fOwnPainter = std::make_unique<QPainter>();
+    if (!fOwnPainter->begin(&fBitmap)) {
+        fOwnPainter.reset();
+        return false;
+    }
+    fOwnPainter->translate(-fOrigin.x(), -fOrigin.y());
+    fPainter = fOwnPainter.get();
+    ApplyHints();
+    return true;
+}
+
 void TTeeCanvas3D::EndPainter()
 {
     if (!fPainter)
@@ -272,8 +288,29 @@ bool TTeeCanvas3D::ApplyBrush()
     return true;
 }
 
+void TTeeCanvas3D::CloseColumn()
+{
+    if (!fColOpen)
+        return;
+    fColOpen = false;
+    auto put = [this](int y) {
+        if (fPending.empty() || fPending.back().x() != fColX || fPending.back().y() != y)
+            fPending.emplace_back(fColX, y);
+    };
+    put(fColFirstY);
+    if (fColMinLater) {
+        put(fColMaxY);
+        put(fColMinY);
+    } else {
+        put(fColMinY);
+        put(fColMaxY);
+    }
+    put(fColLastY);
+}
+
 void TTeeCanvas3D::Flush()
 {
+    CloseColumn();
     if (fPending.size() < 2 || !fPainter) {
         fPending.clear();
         return;
@@ -296,6 +333,21 @@ void TTeeCanvas3D::MoveTo(int x, int y)
 
 void TTeeCanvas3D::LineTo(int x, int y)
 {
+    if (fColOpen && x == fColX && fPendingPen == fPen.ChangeStamp()) {
+        // Same pixel column as the point before: only the column's extremes and
+        // its last point can show, so the point only widens the column.
+        if (y < fColMinY) {
+            fColMinY = y;
+            fColMinLater = true;
+        } else if (y > fColMaxY) {
+            fColMaxY = y;
+            fColMinLater = false;
+        }
+        fColLastY = y;
+        fX = x;
+        fY = y;
+        return;
+    }
     if (!fPainter || !fPen.Visible() || fPen.Style() == psClear) {
         // A clear pen draws nothing, but the position moves all the same.
         Flush();
@@ -303,16 +355,31 @@ void TTeeCanvas3D::LineTo(int x, int y)
         fY = y;
         return;
     }
-    if (!fPending.empty() && fPendingPen != fPen.ChangeStamp())
+    if ((fColOpen || !fPending.empty()) && fPendingPen != fPen.ChangeStamp())
         Flush();
-    if (fPending.empty()) {
-        fPending.reserve(256);
-        fPending.emplace_back(fX, fY);
+    if (!fColOpen && fPending.empty()) {
+        fPending.reserve(1024);
         fPendingPen = fPen.ChangeStamp();
         fPendingQPen = MakeQPen();
         fPendingMode = fPen.Mode();
+        if (fPendingMode == pmCopy)
+            OpenColumn(fX, fY);
+        else
+            fPending.emplace_back(fX, fY);
     }
-    fPending.emplace_back(x, y);
+    // Exclusive-or lines must keep every segment: a folded column would not erase itself.
+    if (fPendingMode == pmCopy && fColOpen && x == fColX) {
+        fColMinLater = y < fColMinY ? true : (y > fColMaxY ? false : fColMinLater);
+        fColMinY = std::min(fColMinY, y);
+        fColMaxY = std::max(fColMaxY, y);
+        fColLastY = y;
+    } else {
+        CloseColumn();
+        if (fPendingMode == pmCopy)
+            OpenColumn(x, y);
+        else
+            fPending.emplace_back(x, y);
+    }
     fX = x;
     fY = y;
 }

@@ -281,6 +281,9 @@ public:
     // Draws on an open painter (printer, image export) instead of a device; EndPainter() closes.
     void BeginPainter(QPainter* painter);
     void EndPainter();
+    // Opens a painter on the kept picture, for drawing between two paints (the
+    // rubber band, points appended without a repaint); false without a picture.
+    bool BeginBufferPaint();
     bool Painting() const { return fPainter != nullptr; }
     QPainter* Painter() { return fPainter; }
 
@@ -312,6 +315,14 @@ public:
 
 protected:
     void Flush();
+    void OpenColumn(int x, int y)
+    {
+        fColOpen = true;
+        fColX = x;
+        fColFirstY = fColMinY = fColMaxY = fColLastY = y;
+        fColMinLater = false;
+    }
+    void CloseColumn();
     bool ApplyPen();              // false when the pen draws nothing
     void ApplyMode(TPenMode mode);
     bool ApplyBrush();            // false when the brush fills nothing
@@ -329,6 +340,10 @@ protected:
     bool fAntiAliasText = false;
     bool fFastLine = false;
     std::vector<QPoint> fPending; // polyline collected from LineTo calls
+    // The pixel column being collected: a run of points on one X folds into its
+    // first, lowest, highest and last point, which paint the same pixels.
+    bool fColOpen = false, fColMinLater = false;
+    int fColX = 0, fColFirstY = 0, fColMinY = 0, fColMaxY = 0, fColLastY = 0;
     unsigned fPendingPen = 0;
     QPen fPendingQPen;            // the pen the collected polyline was started with
     TPenMode fPendingMode = pmCopy;

@@ -827,10 +827,15 @@ void TChartSeries::CalcFirstLastVisibleIndex()
     const double low = axis->CalcPosPoint(p0);
     const double high = axis->CalcPosPoint(p1);
     const TChartValue* v = list->Data();
+    const bool ascending = list->Order() == loAscending;
     int first = 0;
     if (v[0] <= low) {
-        while (first < count && v[first] < low)
-            ++first;
+        // Ascending rows are searched by halves: a zoom into a million rows costs nothing.
+        if (ascending)
+            first = int(std::lower_bound(v, v + count, low) - v);
+        else
+            while (first < count && v[first] < low)
+                ++first;
         if (first >= count)
             return;
     }
@@ -840,8 +845,11 @@ void TChartSeries::CalcFirstLastVisibleIndex()
         return;
     }
     int last = first;
-    while (last < count - 1 && v[last] < high)
-        ++last;
+    if (ascending)
+        last = std::min(count - 1, int(std::lower_bound(v + first, v + count, high) - v));
+    else
+        while (last < count - 1 && v[last] < high)
+            ++last;
     if (!fDrawBetweenPoints)
         while (last >= 1 && v[last] > high)
             --last;
@@ -856,7 +864,7 @@ int TChartSeriesList::IndexOf(const TChartSeries* s) const
 
 // ========================================================= TCustomAxisPanel
 
-TCustomAxisPanel::TCustomAxisPanel(QWidget* parent) : TCustomTeePanel(parent), fCustomAxes(this)
+TCustomAxisPanel::TCustomAxisPanel(QWidget* parent) : TCustomTeePanelExtended(parent), fCustomAxes(this)
 {
     fBottomAxis = std::make_unique<TChartAxis>(this, true, false);
     fTopAxis = std::make_unique<TChartAxis>(this, true, true);
@@ -1000,4 +1008,91 @@ void TCustomAxisPanel::AxesMargins()
     for (TChartAxis* a : fAxes)
         if (a->Automatic() || a->AutomaticMinimum() || a->AutomaticMaximum())
             a->AdjustMaxMinRect();
+}
+
+bool TCustomAxisPanel::IsAxisShown(const TChartAxis* axis) const
+{
+    return axis->Visible() && !axis->IsDepthAxis;
+}
+
+void TCustomAxisPanel::DrawAxes()
+{
+    if (!fAxisVisible)
+        return;
+    Canvas()->BeginEntity(QStringLiteral("Axes"));
+    if (OnBeforeDrawAxes)
+        OnBeforeDrawAxes();
+    for (TChartAxis* a : fAxes)
+        if (IsAxisShown(a))
+            a->Draw(true);
+    Canvas()->EndEntity();
+}
+
+void TCustomAxisPanel::PanelPaint(const TRect& rect)
+{
+    TCanvas3D* c = Canvas();
+    if (fColor != clNone) {
+        c->Brush().SetStyle(bsSolid);
+        c->Brush().SetColor(fColor);
+        c->FillRect(rect);
+    }
+    if (Border.Visible()) {
+        c->Brush().SetStyle(bsClear);
+        c->AssignVisiblePen(Border);
+        c->Rectangle(rect);
+    }
+}
+
+void TCustomAxisPanel::InternalDraw(const TRect& rect)
+{
+    // Series events raised by the drawing itself must not reach the listeners.
+    const bool wasSilenced = fListenersSilenced;
+    fListenersSilenced = true;
+    struct Wake {
+        TCustomAxisPanel* p;
+        bool v;
+        ~Wake() { p->fListenersSilenced = v; }
+    } wake{this, wasSilenced};
+
+    TCanvas3D* c = Canvas();
+    PanelPaint(rect);
+    if (OnBeforeDrawChart)
+        OnBeforeDrawChart();
+    for (TChartSeries* s : fSeriesList)
+        if (s->Active())
+            s->DoSeriesDraw();
+    DrawTitlesAndLegend(true);
+    CalcAxisRect();
+    AxesMargins();
+    DrawWalls();
+    if (fAxisBehind)
+        DrawAxes();
+    if (OnBeforeDrawSeries)
+        OnBeforeDrawSeries();
+    for (TChartSeries* s : fSeriesList) {
+        if (!s->Active())
+            continue;
+        s->CalcFirstLastVisibleIndex();
+        if (s->FirstValueIndex() == -1)
+            continue;
+        if (fClipPoints) {
+            const TRect& r = ChartRect();
+            c->ClipRectangle(TRect{r.Left, r.Top - 1, r.Right, r.Bottom + 1});
+        }
+        c->BeginEntity(s->Title());
+        s->DoBeforeDrawValues();
+        s->PrepareForDraw();
+        s->DrawAllValues();
+        if (fClipPoints)
+            c->UnClipRectangle();
+        s->DrawMarks();
+        s->DoAfterDrawValues();
+        c->EndEntity();
+    }
+    if (!fAxisBehind)
+        DrawAxes();
+    DrawTitlesAndLegend(false);
+    DrawZoomRectangle();
+    if (OnAfterDraw)
+        OnAfterDraw();
 }

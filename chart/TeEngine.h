@@ -488,6 +488,18 @@ public:
     double Minimum() const { return fMinimum; }
     void SetMinimum(double v);
     void SetMinMax(double min, double max);
+    // Moves the range by delta and makes the axis manual. With checkLimits the
+    // move must stay within the values of the axis' series.
+    void Scroll(double delta, bool checkLimits);
+    // Raw writes of the stored range, without checks and without a repaint.
+    void RestoreState(bool automatic, bool automaticMinimum, bool automaticMaximum, double minimum, double maximum)
+    {
+        fAutomatic = automatic;
+        fAutomaticMinimum = automaticMinimum;
+        fAutomaticMaximum = automaticMaximum;
+        fMinimum = minimum;
+        fMaximum = maximum;
+    }
     bool Logarithmic() const { return fLogarithmic; }
     void SetLogarithmic(bool v);
     double LogarithmicBase() const { return fLogarithmicBase; }
@@ -735,7 +747,7 @@ private:
 };
 
 // The chart layer that owns axes and lists series.
-class TCustomAxisPanel : public TCustomTeePanel {
+class TCustomAxisPanel : public TCustomTeePanelExtended {
 public:
     explicit TCustomAxisPanel(QWidget* parent = nullptr);
     ~TCustomAxisPanel() override;
@@ -784,12 +796,26 @@ public:
     void CalcAxisRect();
     // Pixel margins of the series and the offsets applied to every automatic axis.
     void AxesMargins();
+    // Draws every shown axis (ticks, grid, labels, titles).
+    void DrawAxes();
+    // An axis is drawn when visible; depth axes never in 2D.
+    bool IsAxisShown(const TChartAxis* axis) const;
 
     std::function<void(TChartSeries* series)> OnAddSeries;
     std::function<void(TChartSeries* series)> OnRemoveSeries;
     std::function<void(TChartAxis* sender, TChartSeries* series, int valueIndex, QString& labelText)> OnGetAxisLabel;
     std::function<void(TChartAxis* sender, int labelIndex, double& labelValue, bool& stop)> OnGetNextAxisLabel;
     std::function<void()> OnBeforeDrawChart, OnBeforeDrawAxes, OnBeforeDrawSeries, OnAfterDraw;
+
+protected:
+    // One paint in its fixed order: background, titles and legend space, axes
+    // layout and margins, walls, axes, series, legend, zoom rectangle.
+    void InternalDraw(const TRect& rect) override;
+    virtual void PanelPaint(const TRect& rect);
+    // Hooks of the chart layer: the panel itself has no titles, legend or walls.
+    virtual void DrawTitlesAndLegend(bool beforeSeries) { (void)beforeSeries; }
+    virtual void DrawWalls() {}
+    virtual void DrawZoomRectangle() {}
 
 private:
     friend class TChartCustomAxes;

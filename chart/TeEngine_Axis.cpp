@@ -129,6 +129,26 @@ void TChartAxis::SetMinMax(double min, double max)
     Changed();
 }
 
+void TChartAxis::Scroll(double delta, bool checkLimits)
+{
+    if (checkLimits) {
+        double smin = 0, smax = 0;
+        CalcMinMax(smin, smax);
+        if (delta > 0 && !(smax - delta >= fMaximum))
+            return;
+        if (delta < 0 && !(smin < fMinimum))
+            return;
+    }
+    fAutomatic = fAutomaticMinimum = fAutomaticMaximum = false;
+    fMinimum += delta;
+    fMaximum += delta;
+    Changed();
+    if (fParentChart)
+        for (TChartSeries* s : fParentChart->SeriesList())
+            if (s->AssociatedToAxis(this))
+                fParentChart->BroadcastSeriesEvent(s, seDataChanged);
+}
+
 void TChartAxis::SetIncrement(double v)
 {
     if (v < 0)

@@ -357,6 +357,102 @@ void TCustomTeePanel::RecalcWidthHeight()
 
 void TCustomTeePanel::Invalidate()
 {
-    if (!fDrawing && !fLoading)
+    if (!fDrawing && !fLoading) {
+        fBufferValid = false;
         update();
+    }
+}
+
+void TCustomTeePanel::Draw(QPaintDevice* target, const TRect& rect)
+{
+    if (fChartBounds.Width() <= 0 || fChartBounds.Height() <= 0)
+        fChartBounds = fChartRect;
+    if (fDrawWidth == 0 && fDrawHeight == 0) {
+        fDrawWidth = rect.Width();
+        fDrawHeight = rect.Height();
+    }
+    fDrawing = true;
+    struct Done {
+        TCustomTeePanel* p;
+        ~Done() { p->fDrawing = false; }
+    } done{this};
+    fChartBounds = fCanvas->InitWindow(target, rect, false, fColor);
+    const TRect& b = fChartBounds;
+    const int frame = Border.Visible() ? Border.Width() : 0;
+    int ml, mt, mr, mb;
+    if (fMarginUnits == muPercent) {
+        ml = int(std::lround(fMarginLeft * 0.01 * b.Width()));
+        mr = int(std::lround(fMarginRight * 0.01 * b.Width()));
+        mt = int(std::lround(fMarginTop * 0.01 * b.Height()));
+        mb = int(std::lround(fMarginBottom * 0.01 * b.Height()));
+    } else {
+        ml = fMarginLeft;
+        mr = fMarginRight;
+        mt = fMarginTop;
+        mb = fMarginBottom;
+    }
+    TRect r{b.Left + frame + ml, b.Top + frame + mt, b.Right - frame - mr, b.Bottom - frame - mb};
+    r.Left = std::max(r.Left, b.Left);
+    r.Top = std::max(r.Top, b.Top);
+    r.Right = std::max(r.Right, r.Left + 1);
+    r.Bottom = std::max(r.Bottom, r.Top + 1);
+    SetChartRect(r);
+    InternalDraw(fChartBounds);
+    if (!fPrinting) {
+        fCanvas->ShowImage(target, fChartBounds);
+        fBufferValid = fCanvas->BufferedDisplay();
+    }
+}
+
+QImage TCustomTeePanel::RenderImage()
+{
+    QImage image(std::max(1, width()), std::max(1, height()), QImage::Format_RGB32);
+    image.fill(Qt::white);
+    Draw(&image, TRect{0, 0, image.width(), image.height()});
+    return image;
+}
+
+bool TCustomTeePanel::BeginLiveDraw()
+{
+    auto* c = dynamic_cast<TTeeCanvas3D*>(fCanvas.get());
+    return c && fBufferValid && c->BeginBufferPaint();
+}
+
+void TCustomTeePanel::EndLiveDraw()
+{
+    if (auto* c = dynamic_cast<TTeeCanvas3D*>(fCanvas.get()))
+        c->EndPainter();
+    update();   // the buffer stays valid: the window only copies it
+}
+
+void TCustomTeePanel::paintEvent(QPaintEvent*)
+{
+    const TRect r{0, 0, width(), height()};
+    if (fPrinting)
+        return;
+    if (fBufferValid && fCanvas->BufferedDisplay() && fChartBounds == r) {
+        fCanvas->ShowImage(this, r);
+        return;
+    }
+    Draw(this, r);
+}
+
+void TCustomTeePanel::resizeEvent(QResizeEvent* event)
+{
+    fBufferValid = false;
+    QWidget::resizeEvent(event);
+}
+
+TTeeZoomBrush& TTeeZoom::Brush()
+{
+    if (!fBrush)
+        fBrush = std::make_unique<TTeeZoomBrush>();
+    return *fBrush;
+}
+
+TTeeZoomPen& TTeeZoom::Pen()
+{
+    if (!fPen)
+        fPen = std::make_unique<TTeeZoomPen>();
+    return *fPen;
 }

@@ -35,6 +35,30 @@ public:
     explicit TCustomTeePanel(QWidget* parent = nullptr);
     ~TCustomTeePanel() override;
 
+    // The paint entry: starts the canvas on target, forms ChartBounds and
+    // ChartRect, runs InternalDraw and shows the buffer on target.
+    void Draw(QPaintDevice* target, const TRect& rect);
+    // The whole chart as it would show in the window, drawn without one.
+    QImage RenderImage();
+    // True once a paint left a picture that a repaint without change may copy.
+    bool BufferValid() const { return fBufferValid; }
+    // Draws on the kept picture between paints; the window then only copies it.
+    bool BeginLiveDraw();
+    void EndLiveDraw();
+    bool Printing() const { return fPrinting; }
+    void SetPrinting(bool v) { fPrinting = v; }
+
+    int PrintMargins[4] = {15, 15, 15, 15};
+    TTeeHiddenPen Border;
+    int BorderRound = 0;
+    bool PrintProportional = true;
+    int View3DOptions = 0;
+    // Set by a click handler to stop the zoom and pan that would follow.
+    bool CancelMouse = false;
+    // Width and height of the drawing area as of the first draw.
+    int DrawWidth() const { return fDrawWidth; }
+    int DrawHeight() const { return fDrawHeight; }
+
     TCanvas3D* Canvas() const { return fCanvas.get(); }
     void SetCanvas(std::unique_ptr<TCanvas3D> canvas);
     // Names the canvas class; "TGDIPlusCanvas" gives the smoothing canvas.
@@ -81,6 +105,13 @@ public:
     virtual void Invalidate();
 
 protected:
+    virtual void InternalDraw(const TRect& rect) { (void)rect; }
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    bool fBufferValid = false;
+    bool fPrinting = false;
+    int fDrawWidth = 0, fDrawHeight = 0;
+
     void SetIntegerProperty(int& field, int v)
     {
         if (v != field) {
@@ -100,4 +131,106 @@ protected:
     TColor fColor = clBtnFace;
     bool fLoading = false;
     bool fDrawing = false;
+};
+
+// ------------------------------------------------------------- zoom and pan
+
+enum TMouseWheelStyle { pmwNormal, pmwInverted, pmwNone };
+enum TPanningMode { pmNone, pmHorizontal, pmVertical, pmBoth };
+enum TTeeZoomDirection { tzdHorizontal, tzdVertical, tzdBoth };
+
+// A rectangle dragged with the mouse: the corner where it started and the one
+// where the mouse is.
+class TZoomPanning {
+public:
+    virtual ~TZoomPanning() = default;
+    bool Active = false;
+    int X0 = 0, Y0 = 0, X1 = 0, Y1 = 0;
+    void Activate(int x, int y)
+    {
+        X0 = X1 = x;
+        Y0 = Y1 = y;
+        Active = true;
+    }
+    // Orders the corners so that X0 <= X1 and Y0 <= Y1.
+    void Check()
+    {
+        if (X0 > X1)
+            std::swap(X0, X1);
+        if (Y0 > Y1)
+            std::swap(Y0, Y1);
+    }
+};
+
+class TTeeZoomPen : public TTeePen {
+public:
+    TTeeZoomPen() { fColor = clWhite; }
+};
+class TTeeZoomBrush : public TTeeBrush {
+public:
+    TTeeZoomBrush() { fStyle = bsClear; }
+};
+
+class TTeeZoom : public TZoomPanning {
+public:
+    bool Allow = true;
+    bool Animated = false;
+    int AnimatedSteps = 8;
+    double AnimatedZoomFactor = 3.0;
+    TTeeZoomDirection Direction = tzdBoth;
+    bool FullRepaint = false;
+    bool History = false;
+    bool KeepAspectRatio = false;
+    Qt::KeyboardModifiers KeyShift = Qt::NoModifier;
+    int MinimumPixels = 16;
+    Qt::MouseButton MouseButton = Qt::LeftButton;
+    TMouseWheelStyle MouseWheel = pmwNone;
+    bool UpLeftZooms = false;
+    // Created on first use.
+    TTeeZoomBrush& Brush();
+    TTeeZoomPen& Pen();
+    bool HasBrush() const { return fBrush != nullptr; }
+
+private:
+    std::unique_ptr<TTeeZoomBrush> fBrush;
+    std::unique_ptr<TTeeZoomPen> fPen;
+};
+
+class TTeePanning : public TZoomPanning {
+public:
+    bool InsideBounds = false;
+    TMouseWheelStyle MouseWheel = pmwNormal;
+};
+
+// The layer of background picture, gradient, zoom and panning.
+class TCustomTeePanelExtended : public TCustomTeePanel {
+public:
+    explicit TCustomTeePanelExtended(QWidget* parent = nullptr) : TCustomTeePanel(parent) {}
+
+    TTeeZoom& Zoom() { return fZoom; }
+    TTeePanning& Panning() { return fPanning; }
+    TPanningMode AllowPanning() const { return fAllowPanning; }
+    void SetAllowPanning(TPanningMode v) { fAllowPanning = v; }
+    TMouseWheelStyle ZoomWheel() const { return fZoomWheel; }
+    void SetZoomWheel(TMouseWheelStyle v) { fZoomWheel = v; }
+    bool ZoomedState() const { return fZoomedState; }
+    void SetZoomedState(bool v) { fZoomedState = v; }
+    Qt::MouseButton ScrollMouseButton() const { return fScrollMouseButton; }
+    void SetScrollMouseButton(Qt::MouseButton v) { fScrollMouseButton = v; }
+
+    // Background picture and gradient, kept as data; the evaluation charts use neither.
+    QImage BackImage;
+    int BackImageMode = 0;
+    bool BackImageInside = false;
+    bool BackImageTransp = false;
+    TTeeGradient& Gradient() { return fGradient; }
+
+protected:
+    TTeeZoom fZoom;
+    TTeePanning fPanning;
+    TPanningMode fAllowPanning = pmBoth;
+    TMouseWheelStyle fZoomWheel = pmwNone;
+    Qt::MouseButton fScrollMouseButton = Qt::RightButton;
+    bool fZoomedState = false;
+    TTeeGradient fGradient;
 };

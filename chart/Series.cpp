@@ -1,0 +1,380 @@
+#include "chart/Series.h"
+
+#include <algorithm>
+#include <cmath>
+
+TFastLineSeries::TFastLineSeries()
+{
+    fPen.SetColor(clTeeColor);
+    fAllowSinglePoint = false;
+    fDrawBetweenPoints = true;
+    fTreatNulls = tnIgnore;
+}
+
+void TFastLineSeries::Assign(const TFastLineSeries& source)
+{
+    AssignFormat(source);
+    fPen.Assign(source.fPen);
+    fAutoRepaint = source.fAutoRepaint;
+    fClickTolerance = source.fClickTolerance;
+    fDrawAllPointsStyle = source.fDrawAllPointsStyle;
+    fDrawAllPoints = source.fDrawAllPoints;
+    fDrawStyle = source.fDrawStyle;
+    fFastPen = source.fFastPen;
+    fIgnoreNulls = source.fIgnoreNulls;
+    fInvertedStairs = source.fInvertedStairs;
+    fStairs = source.fStairs;
+    fTreatNulls = source.fTreatNulls;
+    Repaint();
+}
+
+void TFastLineSeries::SetPen(const TTeePen& value)
+{
+    TChartSeries::SetPen(value);
+    SetSeriesColor(value.Color());
+}
+
+void TFastLineSeries::SetSeriesColor(TColor value)
+{
+    TChartSeries::SetSeriesColor(value);
+    fPen.SetColor(value);
+}
+
+namespace {
+// Half the pen beyond the centre line, the way a wide pen overlaps the plot edge.
+int PenOverhang(int w)
+{
+    return w - (w - 2) / 2;
+}
+}
+
+void TFastLineSeries::CalcHorizMargins(int& leftMargin, int& rightMargin)
+{
+    TChartSeries::CalcHorizMargins(leftMargin, rightMargin);
+    const int d = PenOverhang(fPen.Width());
+    leftMargin += d;
+    rightMargin += d;
+}
+
+void TFastLineSeries::CalcVerticalMargins(int& topMargin, int& bottomMargin)
+{
+    TChartSeries::CalcVerticalMargins(topMargin, bottomMargin);
+    const int d = PenOverhang(fPen.Width());
+    if (d == 0 || !fGetVertAxis)
+        return;
+    if (MaxYValue() >= fGetVertAxis->Maximum())
+        topMargin += d;
+    if (MinYValue() <= fGetVertAxis->Minimum())
+        bottomMargin += d;
+}
+
+void TFastLineSeries::AssignFormat(const TChartSeries& source)
+{
+    TChartSeries::AssignFormat(source);
+    fPen.SetVisible(true);
+    fPen.SetColor(clTeeColor);
+}
+
+bool TFastLineSeries::DrawAllAtOnce() const
+{
+    return fDrawAllPoints && fDrawStyle == flAll && fTreatNulls == tnIgnore && !fStairs && fParentChart &&
+           !fParentChart->View3D();
+}
+
+void TFastLineSeries::CalcFirstLastVisibleIndex()
+{
+    TChartSeries::CalcFirstLastVisibleIndex();
+    if (fDrawAllPoints || fFirstVisibleIndex != fLastVisibleIndex)
+        return;
+    if (fFirstVisibleIndex > 0) {
+        // A single visible row: start from the first row of the column before it,
+        // so the line into the plot is drawn.
+        int first = fFirstVisibleIndex - 1;
+        const int px = CalcXPos(first);
+        while (first > 0 && CalcXPos(first - 1) == px)
+            --first;
+        fFirstVisibleIndex = first;
+    } else if (fFirstVisibleIndex == 0) {
+        fFirstVisibleIndex = -1;
+    }
+}
+
+void TFastLineSeries::PrepareForDraw()
+{
+    CalcFirstLastVisibleIndex();
+    if (fFirstVisibleIndex < 0 || !fGetHorizAxis || !fGetVertAxis)
+        return;
+    const int start = fFirstVisibleIndex < 1 ? 0 : fFirstVisibleIndex - 1;
+    // The line begins at the last point before the visible range, outside the plot.
+    OldX = CalcXPos(start);
+    OldY = CalcYPos(start);
+    if (!DrawAllAtOnce())
+        return;
+    const std::size_t n = std::size_t(fLastVisibleIndex - start + 1);
+    if (Points.size() != n)
+        Points.resize(n);
+    const TChartValue* xv = fX->Data() + start;
+    const TChartValue* yv = fY->Data() + start;
+    const TChartAxis* h = fGetHorizAxis;
+    const TChartAxis* v = fGetVertAxis;
+    for (std::size_t i = 0; i < n; ++i)
+        Points[i].X = h->CalcPosValue(xv[i]);
+    for (std::size_t i = 0; i < n; ++i)
+        Points[i].Y = v->CalcPosValue(yv[i]);
+}
+
+void TFastLineSeries::SetupPen()
+{
+    if (fPen.Color() == clTeeColor)
+        fCanvas->AssignVisiblePenColor(fPen, SeriesColor());
+    else
+        fCanvas->AssignVisiblePen(fPen);
+    fCanvas->Brush().SetStyle(bsClear);
+    fCanvas->SetBackMode(cbmTransparent);
+}
+
+void TFastLineSeries::DrawAllValues()
+{
+    if (!fParentChart || fFirstVisibleIndex < 0 || !fGetHorizAxis || !fGetVertAxis)
+        return;
+    fCanvas = fParentChart->Canvas();
+    Drawing = true;
+    SetupPen();
+    const bool all = DrawAllAtOnce();
+    if (!all) {
+        fCanvas->MoveTo(OldX, OldY);
+        if (!fDrawAllPoints) {
+            MinY = MaxY = OldY;
+            HasMinMax = false;
+        }
+    }
+    if (fFastPen)
+        fCanvas->FastLineMode(true);
+    if (all) {
+        fCanvas->Polyline(Points.data(), int(Points.size()));
+    } else if (fTreatNulls == tnIgnore && fDrawAllPoints && !fColorEachPoint) {
+        // Every row is an ordinary point here: each one is a plain DrawLine, so the
+        // loop maps and draws directly, without a call per row into the series.
+        const TChartAxis* h = fGetHorizAxis;
+        const TChartAxis* v = fGetVertAxis;
+        const TChartValue* xv = fX->Data();
+        const TChartValue* yv = fY->Data();
+        TCanvas3D* c = fCanvas;
+        int ox = OldX, oy = OldY;
+        const int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
+        for (int i = from; i <= fLastVisibleIndex; ++i) {
+            const int x = h->CalcPosValue(xv[i]);
+            const int y = v->CalcPosValue(yv[i]);
+            if (fStairs)
+                fInvertedStairs ? c->LineTo(ox, y) : c->LineTo(x, oy);
+            c->LineTo(x, y);
+            ox = x;
+            oy = y;
+        }
+        OldX = ox;
+        OldY = oy;
+    } else {
+        if (fFirstVisibleIndex > 0)
+            TFastLineSeries::DrawValue(fFirstVisibleIndex);
+        for (int i = fFirstVisibleIndex + 1; i <= fLastVisibleIndex; ++i) {
+            if (fColorEachPoint) {
+                TTeePen p;
+                p.Assign(fPen);
+                p.SetColor(ValueColor(i));
+                fCanvas->AssignVisiblePen(p);
+            }
+            DrawValue(i);
+        }
+    }
+    if (fFastPen)
+        fCanvas->FastLineMode(false);
+    Drawing = false;
+}
+
+void TFastLineSeries::DrawLine(int x, int y)
+{
+    const bool bracket = fFastPen && !Drawing;
+    if (bracket)
+        fCanvas->FastLineMode(true);
+    if (fStairs) {
+        if (fInvertedStairs)
+            fCanvas->LineTo(OldX, y);
+        else
+            fCanvas->LineTo(x, OldY);
+    }
+    fCanvas->LineTo(x, y);
+    if (bracket)
+        fCanvas->FastLineMode(false);
+    OldX = x;
+    OldY = y;
+}
+
+bool TFastLineSeries::DifferentPixel(int x, int y) const
+{
+    if (x != OldX)
+        return true;
+    if (!fDrawAllPoints && fDrawAllPointsStyle == daFirst)
+        return false;
+    return y != OldY;
+}
+
+bool TFastLineSeries::CheckNull(int row, int& x, int& y)
+{
+    if (!IsNull(row)) {
+        const bool differs = DifferentPixel(x, y);
+        if (differs && fColors && row > 0 && IsNull(row - 1) &&
+            (fTreatNulls == tnDontPaint || (fTreatNulls == tnSkip && row - 1 == fFirstVisibleIndex))) {
+            // The null before cut the line: this point starts a new piece.
+            fCanvas->MoveTo(x, y);
+            OldX = x;
+            OldY = y;
+            return false;
+        }
+        return differs;
+    }
+    switch (fTreatNulls) {
+    case tnIgnore: return DifferentPixel(x, y);
+    case tnSkip:
+        x = OldX;
+        y = OldY;
+        return false;
+    case tnDontPaint:
+        if (fDrawAllPointsStyle == daFirst) {
+            fCanvas->MoveTo(x, y);
+        } else {
+            OldX = x;
+            OldY = y;
+        }
+        return false;
+    }
+    return false;
+}
+
+void TFastLineSeries::DrawValue(int valueIndex)
+{
+    if (!fCanvas && fParentChart)
+        fCanvas = fParentChart->Canvas();
+    if (!fCanvas || !fGetHorizAxis || !fGetVertAxis)
+        return;
+    int x = fGetHorizAxis->CalcPosValue((*fX)[valueIndex]);
+    int y = fGetVertAxis->CalcPosValue((*fY)[valueIndex]);
+    if (fTreatNulls == tnIgnore && fDrawAllPoints) {
+        DrawLine(x, y);
+        return;
+    }
+    if (!CheckNull(valueIndex, x, y))
+        return;
+    if (!fDrawAllPoints && fDrawAllPointsStyle == daMinMax) {
+        const bool inverted = fGetVertAxis->Inverted();
+        if (x != OldX) {
+            if (HasMinMax) {
+                const int colX = OldX;
+                DrawLine(colX, inverted ? MaxY : MinY);
+                DrawLine(colX, inverted ? MinY : MaxY);
+            }
+            DrawLine(x, y);
+            HasMinMax = false;
+            MinY = INT_MAX;
+            MaxY = INT_MIN;
+            return;
+        }
+        MinY = std::min(MinY, y);
+        MaxY = std::max(MaxY, y);
+        HasMinMax = true;
+        if (valueIndex == fLastVisibleIndex) {
+            const int colX = OldX;
+            if (!inverted) {
+                DrawLine(colX, MinY);
+                DrawLine(colX, MaxY);
+            } else {
+                // Three segments on an inverted axis, so the column ends where it started.
+                DrawLine(colX, MaxY);
+                DrawLine(colX, MinY);
+                DrawLine(colX, MaxY);
+            }
+        }
+        return;
+    }
+    DrawLine(x, y);
+}
+
+void TFastLineSeries::DrawLegendShape(TColor color, const TRect& rect)
+{
+    if (!fParentChart)
+        return;
+    TCanvas3D* c = fParentChart->Canvas();
+    c->AssignVisiblePenColor(fPen, color);
+    const int y = (rect.Top + rect.Bottom) / 2;
+    c->MoveTo(rect.Left, y);
+    c->LineTo(rect.Right, y);
+}
+
+void TFastLineSeries::AddedValue(int valueIndex)
+{
+    if (fAutoRepaint || !fParentChart || !fActive || !fGetHorizAxis || !fGetVertAxis) {
+        TChartSeries::AddedValue(valueIndex);
+        return;
+    }
+    if (OnAfterAdd)
+        OnAfterAdd(this, valueIndex);
+    NotifyValue(veAdd, valueIndex);
+    // Drawn straight onto the kept picture: no layout, no repaint of the chart.
+    if (!fParentChart->BeginLiveDraw())
+        return;
+    fCanvas = fParentChart->Canvas();
+    const int prev = valueIndex > 0 ? valueIndex - 1 : 0;
+    const int px = CalcXPos(prev), py = CalcYPos(prev);
+    if (fDrawAllPoints || px != OldX) {
+        OldX = px;
+        OldY = py;
+    }
+    const TRect& r = fParentChart->ChartRect();
+    fCanvas->ClipRectangle(TRect{r.Left, r.Top - 1, r.Right, r.Bottom + 1});
+    SetupPen();
+    fCanvas->MoveTo(OldX, OldY);
+    DrawValue(valueIndex);
+    fCanvas->UnClipRectangle();
+    fParentChart->EndLiveDraw();
+}
+
+namespace {
+bool NearSegment(int x, int y, int x0, int y0, int x1, int y1, int tolerance)
+{
+    const double dx = x1 - x0, dy = y1 - y0;
+    const double len2 = dx * dx + dy * dy;
+    double t = len2 > 0 ? ((x - x0) * dx + (y - y0) * dy) / len2 : 0;
+    t = std::clamp(t, 0.0, 1.0);
+    const double ex = x0 + t * dx - x, ey = y0 + t * dy - y;
+    // A tolerance of 0 still hits the pixels the line is drawn on.
+    const double tol = std::max(0.5, double(tolerance));
+    return ex * ex + ey * ey <= tol * tol;
+}
+}
+
+int TFastLineSeries::Clicked(int x, int y)
+{
+    if (fFirstVisibleIndex < 0 || fLastVisibleIndex < 0 || !fGetHorizAxis || !fGetVertAxis)
+        return -1;
+    int px = 0, py = 0;
+    for (int row = fFirstVisibleIndex; row <= fLastVisibleIndex; ++row) {
+        const int cx = CalcXPos(row), cy = CalcYPos(row);
+        if (cx == x && cy == y)
+            return row;
+        if (row > fFirstVisibleIndex) {
+            bool hit;
+            if (fStairs) {
+                const int kx = fInvertedStairs ? px : cx;
+                const int ky = fInvertedStairs ? cy : py;
+                hit = NearSegment(x, y, px, py, kx, ky, fClickTolerance) ||
+                      NearSegment(x, y, kx, ky, cx, cy, fClickTolerance);
+            } else {
+                hit = NearSegment(x, y, px, py, cx, cy, fClickTolerance);
+            }
+            if (hit)
+                return row - 1;
+        }
+        px = cx;
+        py = cy;
+    }
+    return -1;
+}
