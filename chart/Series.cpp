@@ -117,10 +117,18 @@ void TFastLineSeries::PrepareForDraw()
     const TChartValue* yv = fY->Data() + start;
     const TChartAxis* h = fGetHorizAxis;
     const TChartAxis* v = fGetVertAxis;
-    for (std::size_t i = 0; i < n; ++i)
-        Points[i].X = h->CalcPosValue(xv[i]);
-    for (std::size_t i = 0; i < n; ++i)
-        Points[i].Y = v->CalcPosValue(yv[i]);
+    // Mapped a run at a time, then spread into the point records.
+    constexpr std::size_t kRun = 2048;
+    int px[kRun];
+    for (std::size_t i = 0; i < n; i += kRun) {
+        const int m = int(std::min(kRun, n - i));
+        h->CalcPosValues(xv + i, px, m);
+        for (int j = 0; j < m; ++j)
+            Points[i + std::size_t(j)].X = px[j];
+        v->CalcPosValues(yv + i, px, m);
+        for (int j = 0; j < m; ++j)
+            Points[i + std::size_t(j)].Y = px[j];
+    }
 }
 
 void TFastLineSeries::SetupPen()
@@ -153,23 +161,33 @@ void TFastLineSeries::DrawAllValues()
     if (all) {
         fCanvas->Polyline(Points.data(), int(Points.size()));
     } else if (fTreatNulls == tnIgnore && fDrawAllPoints && !fColorEachPoint) {
-        // Every row is an ordinary point here: each one is a plain DrawLine, so the
-        // loop maps and draws directly, without a call per row into the series.
+        // Every row is an ordinary point here: each one is a plain DrawLine. The rows
+        // are mapped a run at a time into a buffer on the stack and handed to the
+        // canvas in one call, so nothing is allocated and nothing dispatched per row.
+        constexpr int kRun = 2048;
+        int xs[kRun], ys[kRun];
+        TPoint pts[2 * kRun];
         const TChartAxis* h = fGetHorizAxis;
         const TChartAxis* v = fGetVertAxis;
         const TChartValue* xv = fX->Data();
         const TChartValue* yv = fY->Data();
-        TCanvas3D* c = fCanvas;
+        const bool stairs = fStairs, inverted = fInvertedStairs;
         int ox = OldX, oy = OldY;
-        const int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
-        for (int i = from; i <= fLastVisibleIndex; ++i) {
-            const int x = h->CalcPosValue(xv[i]);
-            const int y = v->CalcPosValue(yv[i]);
-            if (fStairs)
-                fInvertedStairs ? c->LineTo(ox, y) : c->LineTo(x, oy);
-            c->LineTo(x, y);
-            ox = x;
-            oy = y;
+        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
+        while (from <= fLastVisibleIndex) {
+            const int n = std::min(kRun, fLastVisibleIndex - from + 1);
+            h->CalcPosValues(xv + from, xs, n);
+            v->CalcPosValues(yv + from, ys, n);
+            int k = 0;
+            for (int j = 0; j < n; ++j) {
+                if (stairs)
+                    pts[k++] = inverted ? TPoint{ox, ys[j]} : TPoint{xs[j], oy};
+                pts[k++] = TPoint{xs[j], ys[j]};
+                ox = xs[j];
+                oy = ys[j];
+            }
+            fCanvas->LineToPoints(pts, k);
+            from += n;
         }
         OldX = ox;
         OldY = oy;

@@ -331,6 +331,28 @@ void TTeeCanvas3D::MoveTo(int x, int y)
     }
 }
 
+void TTeeCanvas3D::LineToPoints(const TPoint* points, int count)
+{
+    const unsigned stamp = fPen.ChangeStamp();
+    for (int i = 0; i < count; ++i) {
+        const int x = points[i].X, y = points[i].Y;
+        if (fColOpen && x == fColX && fPendingPen == stamp) {
+            if (y < fColMinY) {
+                fColMinY = y;
+                fColMinLater = true;
+            } else if (y > fColMaxY) {
+                fColMaxY = y;
+                fColMinLater = false;
+            }
+            fColLastY = y;
+            fX = x;
+            fY = y;
+        } else {
+            LineTo(x, y);
+        }
+    }
+}
+
 void TTeeCanvas3D::LineTo(int x, int y)
 {
     if (fColOpen && x == fColX && fPendingPen == fPen.ChangeStamp()) {

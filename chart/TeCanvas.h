@@ -229,6 +229,12 @@ public:
     virtual void HorizLine(int left, int right, int y);
     virtual void VertLine(int x, int top, int bottom);
     virtual void Polyline(const TPoint* points, int count) = 0;
+    // LineTo to each point in turn: one call for a run of a curve.
+    virtual void LineToPoints(const TPoint* points, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            LineTo(points[i].X, points[i].Y);
+    }
     virtual void Ellipse(const TRect& r) = 0;
     virtual void RoundRect(const TRect& r, int xRadius, int yRadius) = 0;
     virtual void TextOut(int x, int y, const QString& text) = 0;
@@ -298,6 +304,7 @@ public:
     void MoveTo(int x, int y) override;
     void LineTo(int x, int y) override;
     void Polyline(const TPoint* points, int count) override;
+    void LineToPoints(const TPoint* points, int count) override;
     void Ellipse(const TRect& r) override;
     void RoundRect(const TRect& r, int xRadius, int yRadius) override;
     void TextOut(int x, int y, const QString& text) override;

@@ -614,6 +614,8 @@ public:
     void InternalCalcPositions();
     int CalcPosValue(double value) const { return (this->*fCalcPosValue)(value); }
     double CalcPosPoint(int pixel) const { return (this->*fCalcPosPoint)(pixel); }
+    // The pixels of many values at once, exactly as CalcPosValue maps each.
+    void CalcPosValues(const double* values, int* pixels, int count) const;
     int CalcXPosValue(double value) const { return CalcPosValue(value); }
     int CalcYPosValue(double value) const { return CalcPosValue(value); }
     double CalcIncrement();
