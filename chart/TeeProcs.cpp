@@ -437,12 +437,6 @@ void TCustomTeePanel::paintEvent(QPaintEvent*)
     Draw(this, r);
 }
 
-void TCustomTeePanel::resizeEvent(QResizeEvent* event)
-{
-    fBufferValid = false;
-    QWidget::resizeEvent(event);
-}
-
 TTeeZoomBrush& TTeeZoom::Brush()
 {
     if (!fBrush)

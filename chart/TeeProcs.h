@@ -107,7 +107,6 @@ public:
 protected:
     virtual void InternalDraw(const TRect& rect) { (void)rect; }
     void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
     bool fBufferValid = false;
     bool fPrinting = false;
     int fDrawWidth = 0, fDrawHeight = 0;

@@ -1,0 +1,371 @@
+// The chart control as a whole: layout of one paint, the buffer, zoom and pan by
+// the mouse (simulated on the widget), the legend and its check boxes.
+#include "chart/Chart.h"
+#include "chart/Series.h"
+
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+QString OutPath(const char* name)
+{
+    return QStringLiteral(CHART_TEST_OUTPUT_DIR "/%1").arg(QLatin1String(name));
+}
+
+class ChartFixture : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        chart.resize(500, 400);
+        chart.SetView3D(false);
+        chart.SetColor(clWhite);
+    }
+    // Adds a series of n rows: X from 0 to n - 1, Y from f.
+    TFastLineSeries& AddSeries(int n, const std::function<double(int)>& f, TColor color)
+    {
+        auto s = std::make_unique<TFastLineSeries>();
+        for (int i = 0; i < n; ++i)
+            s->AddXY(i, f(i));
+        s->SetSeriesColor(color);
+        s->SetTitle(QStringLiteral("S%1").arg(owned.size() + 1));
+        chart.AddSeries(s.get());
+        owned.push_back(std::move(s));
+        return *owned.back();
+    }
+    QPoint Inside(double fx, double fy) const
+    {
+        const TRect& r = chart.ChartRect();
+        return QPoint(r.Left + int(fx * r.Width()), r.Top + int(fy * r.Height()));
+    }
+    void Drag(Qt::MouseButton button, QPoint from, QPoint to)
+    {
+        QTest::mousePress(&chart, button, Qt::NoModifier, from);
+        QTest::mouseMove(&chart, (from + to) / 2);
+        QTest::mouseMove(&chart, to);
+        QTest::mouseRelease(&chart, button, Qt::NoModifier, to);
+    }
+
+    TChart chart;
+    std::vector<std::unique_ptr<TFastLineSeries>> owned;
+};
+
+// ------------------------------------------------------------------ layout
+
+TEST_F(ChartFixture, MarginsInPercentAndPixelsAndTheSmallestWindow)
+{
+    for (TChartAxis* a : chart.Axes())
+        a->SetVisible(false);
+    chart.RenderImage();
+    // 3 percent of 500 and 4 percent of 400.
+    EXPECT_EQ(chart.ChartRect(), (TRect{15, 16, 485, 384}));
+    chart.SetMarginUnits(muPixels);
+    chart.SetMarginLeft(60);
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect().Left, 60);
+    EXPECT_EQ(chart.ChartRect().Right, 497);
+
+    chart.resize(3, 2);
+    chart.RenderImage();
+    EXPECT_GE(chart.ChartRect().Width(), 1);
+    EXPECT_GE(chart.ChartRect().Height(), 1);
+}
+
+TEST_F(ChartFixture, EmptyChartStillDrawsTitleWallAndAxes)
+{
+    chart.Title().SetCaption(QStringLiteral("Leer"));
+    const QImage img = chart.RenderImage();
+    const TRect r = chart.ChartRect();
+    const TRect& t = chart.Title().ShapeBounds;
+    EXPECT_LT(t.Bottom, r.Top);
+    bool blue = false;
+    for (int y = t.Top; y < t.Bottom; ++y)
+        for (int x = t.Left; x < t.Right; ++x)
+            blue |= img.pixelColor(x, y).blue() > 150 && img.pixelColor(x, y).red() < 100;
+    EXPECT_TRUE(blue) << "title text";
+    // The back wall frames the plot; the inside stays the background.
+    EXPECT_EQ(img.pixelColor(r.Right, (r.Top + r.Bottom) / 2), QColor(Qt::black));
+    EXPECT_EQ(img.pixelColor((r.Left + r.Right) / 2, (r.Top + r.Bottom) / 3), QColor(Qt::white));
+    // An empty title is no title: it takes no band.
+    chart.Title().SetCaption(QString());
+    chart.RenderImage();
+    EXPECT_LT(chart.ChartRect().Top, r.Top);
+}
+
+TEST_F(ChartFixture, TwoCustomAxesShareThePlotHeightByHalves)
+{
+    chart.LeftAxis()->SetVisible(false);
+    TChartAxis* low = chart.CustomAxes().Add();
+    low->SetStartPosition(0);
+    low->SetEndPosition(50);
+    TChartAxis* high = chart.CustomAxes().Add();
+    high->SetStartPosition(50);
+    high->SetEndPosition(100);
+    TFastLineSeries& a = AddSeries(10, [](int) { return 5; }, clRed);
+    TFastLineSeries& b = AddSeries(10, [](int i) { return i; }, clBlue);
+    a.SetVertAxis(aCustomVertAxis);
+    a.SetCustomVertAxis(low);
+    b.SetVertAxis(aCustomVertAxis);
+    b.SetCustomVertAxis(high);
+    chart.Legend().SetVisible(false);
+    const QImage img = chart.RenderImage();
+    img.save(OutPath("custom_axes.png"));
+    const TRect& r = chart.ChartRect();
+    EXPECT_EQ(low->IStartPos, r.Top);
+    EXPECT_EQ(low->IEndPos, high->IStartPos);
+    EXPECT_NEAR(low->IEndPos, (r.Top + r.Bottom) / 2, 1);
+    EXPECT_EQ(high->IEndPos, r.Bottom);
+    // Each curve stays in its own half.
+    const int x = (r.Left + r.Right) / 2;
+    const int redY = low->CalcPosValue(5), blueY = high->CalcPosValue(b.YValue(4));
+    EXPECT_LE(redY, low->IEndPos);
+    EXPECT_GE(blueY, high->IStartPos);
+    EXPECT_EQ(img.pixelColor(x, redY), QColor(Qt::red));
+}
+
+TEST_F(ChartFixture, RepaintWithoutChangeOnlyCopiesTheBuffer)
+{
+    AddSeries(50, [](int i) { return i % 7; }, clRed);
+    int draws = 0;
+    chart.OnAfterDraw = [&] { ++draws; };
+    const QImage first = chart.RenderImage();
+    EXPECT_EQ(draws, 1);
+    const QImage copy = chart.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    EXPECT_EQ(draws, 1);
+    EXPECT_EQ(copy, first);
+    chart.LeftAxis()->SetMinMax(0, 20);   // a change invalidates: the next paint draws
+    chart.grab();
+    EXPECT_EQ(draws, 2);
+    chart.SetAutoRepaint(false);
+    chart.LeftAxis()->SetMinMax(0, 30);
+    EXPECT_TRUE(chart.BufferValid());
+}
+
+// ------------------------------------------------------------------ zoom and pan
+
+TEST_F(ChartFixture, DragOfSixteenPixelsIsIgnoredSeventeenZooms)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.Zoom().Direction = tzdHorizontal;
+    chart.RenderImage();
+    const QPoint a = Inside(0.3, 0.5);
+    Drag(Qt::LeftButton, a, a + QPoint(16, 10));
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
+    EXPECT_FALSE(chart.ZoomedState());
+
+    double minInOnZoom = -1;
+    bool manualInOnZoom = false;
+    chart.OnZoom = [&](TCustomChart*) {
+        minInOnZoom = chart.BottomAxis()->Minimum();
+        manualInOnZoom = !chart.BottomAxis()->Automatic();
+    };
+    const double expectMin = chart.BottomAxis()->CalcPosPoint(a.x());
+    const double expectMax = chart.BottomAxis()->CalcPosPoint(a.x() + 17);
+    Drag(Qt::LeftButton, a, a + QPoint(17, 0));
+    EXPECT_TRUE(chart.ZoomedState());
+    EXPECT_TRUE(manualInOnZoom);   // OnZoom comes after the new range is set
+    EXPECT_DOUBLE_EQ(minInOnZoom, expectMin);
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), expectMax);
+    // Horizontal only: the vertical axes keep their automatic range.
+    EXPECT_TRUE(chart.LeftAxis()->Automatic());
+}
+
+TEST_F(ChartFixture, BackwardDragUndoesAllZoomsAtOnce)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.RenderImage();
+    int undos = 0;
+    chart.OnUndoZoom = [&](TCustomChart*) { ++undos; };
+    for (int i = 0; i < 3; ++i) {
+        Drag(Qt::LeftButton, Inside(0.2, 0.2), Inside(0.7, 0.8));
+        chart.RenderImage();
+    }
+    EXPECT_FALSE(chart.BottomAxis()->Automatic());
+    EXPECT_FALSE(chart.LeftAxis()->Automatic());
+    Drag(Qt::LeftButton, Inside(0.8, 0.8), Inside(0.2, 0.2));
+    EXPECT_EQ(undos, 1);
+    EXPECT_FALSE(chart.ZoomedState());
+    for (TChartAxis* a : {chart.BottomAxis(), chart.LeftAxis(), chart.TopAxis(), chart.RightAxis()}) {
+        EXPECT_TRUE(a->Automatic());
+        EXPECT_TRUE(a->AutomaticMinimum());
+        EXPECT_TRUE(a->AutomaticMaximum());
+    }
+    chart.RenderImage();
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), 0);
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), 99);
+}
+
+TEST_F(ChartFixture, ZoomRectWithReversedCornersEqualsSorted)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.RenderImage();
+    const QPoint p = Inside(0.2, 0.3), q = Inside(0.6, 0.7);
+    chart.ZoomRect(TRect{q.x(), q.y(), p.x(), p.y()});
+    const double min1 = chart.BottomAxis()->Minimum(), max1 = chart.LeftAxis()->Maximum();
+    chart.UndoZoom();
+    chart.RenderImage();
+    chart.ZoomRect(TRect{p.x(), p.y(), q.x(), q.y()});
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), min1);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), max1);
+    EXPECT_LT(chart.BottomAxis()->Minimum(), chart.BottomAxis()->Maximum());
+}
+
+TEST_F(ChartFixture, PanningMakesAxesManualUnlessNotAllowed)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.RenderImage();
+    int scrolls = 0;
+    chart.OnScroll = [&](TCustomChart*) { ++scrolls; };
+    const double width = chart.BottomAxis()->IMaximum - chart.BottomAxis()->IMinimum;
+    Drag(Qt::RightButton, Inside(0.5, 0.5), Inside(0.4, 0.5));
+    EXPECT_FALSE(chart.BottomAxis()->Automatic());
+    EXPECT_GT(chart.BottomAxis()->Minimum(), chart.BottomAxis()->IMinimum);   // moved right by the drag to the left
+    EXPECT_NEAR(chart.BottomAxis()->Maximum() - chart.BottomAxis()->Minimum(), width, 1e-9);
+    EXPECT_GT(scrolls, 0);
+    EXPECT_TRUE(chart.LeftAxis()->Automatic());   // no vertical movement
+
+    chart.UndoZoom();
+    chart.SetAllowPanning(pmNone);
+    chart.RenderImage();
+    Drag(Qt::RightButton, Inside(0.5, 0.5), Inside(0.3, 0.2));
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
+    EXPECT_TRUE(chart.LeftAxis()->Automatic());
+}
+
+TEST_F(ChartFixture, WheelScrollsTheVerticalAxes)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.LeftAxis()->SetMinMax(0, 100);
+    chart.RenderImage();
+    QWheelEvent up(QPointF(Inside(0.5, 0.5)), chart.mapToGlobal(QPointF(Inside(0.5, 0.5))), QPoint(), QPoint(0, 120),
+                   Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&chart, &up);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 3);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 103);
+    // With wheel panning off and the zoom wheel on, the wheel zooms in by 10 percent a side.
+    chart.Panning().MouseWheel = pmwNone;
+    chart.Zoom().MouseWheel = pmwNormal;
+    chart.Zoom().Direction = tzdVertical;
+    QApplication::sendEvent(&chart, &up);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 13);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 93);
+}
+
+TEST_F(ChartFixture, RubberBandIsDrawnAndErasedOnTheKeptPicture)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.SetDefaultCanvas(QStringLiteral("TGDIPlusCanvas"));
+    const QImage before = chart.RenderImage();
+    const auto& kept = static_cast<TTeeCanvas3D*>(chart.Canvas())->Bitmap();
+    const QPoint a = Inside(0.2, 0.2), b = Inside(0.6, 0.7);
+    chart.MouseDown(Qt::LeftButton, Qt::NoModifier, a.x(), a.y());
+    chart.MouseMove(Qt::NoModifier, b.x(), b.y());
+    kept.save(OutPath("rubber_band.png"));
+    EXPECT_NE(kept.pixelColor(b.x(), (a.y() + b.y()) / 2), before.pixelColor(b.x(), (a.y() + b.y()) / 2));
+    EXPECT_TRUE(chart.BufferValid());   // only the band changed: no full paint
+    // Moving on erases the old band and draws the new one.
+    const QPoint c = Inside(0.7, 0.8);
+    chart.MouseMove(Qt::NoModifier, c.x(), c.y());
+    EXPECT_EQ(kept.pixelColor(b.x(), (a.y() + b.y()) / 2), before.pixelColor(b.x(), (a.y() + b.y()) / 2));
+    chart.MouseMove(Qt::NoModifier, a.x() + 5, a.y() + 5);
+    chart.MouseUp(Qt::LeftButton, Qt::NoModifier, a.x() + 5, a.y() + 5);
+    // Too small to count: the picture is as before, no axis changed.
+    EXPECT_EQ(kept, before);
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
+}
+
+// ------------------------------------------------------------------ legend
+
+TEST_F(ChartFixture, LegendCheckBoxHidesTheSeriesAndTheAxesRecompute)
+{
+    AddSeries(20, [](int i) { return i % 5; }, clRed);
+    TFastLineSeries& big = AddSeries(20, [](int i) { return 100 + i; }, clBlue);
+    chart.Legend().SetCheckBoxes(true);
+    chart.RenderImage().save(OutPath("legend_before.png"));
+    EXPECT_GE(chart.LeftAxis()->Maximum(), 119);
+    const TChartLegend& lg = chart.Legend();
+    ASSERT_EQ(lg.TotalLegendItems(), 2);
+    const int y = lg.RectLegend.Top + 1 + int(std::lround(lg.ItemHeight * 0.1)) + lg.ItemHeight + lg.ItemHeight / 2;
+    const QPoint onItem(lg.RectLegend.Left + lg.XCheckBox + 4, y);
+    EXPECT_EQ(lg.Clicked(onItem.x(), onItem.y()), 1);
+    QTest::mouseClick(&chart, Qt::LeftButton, Qt::NoModifier, onItem);
+    EXPECT_FALSE(big.Active());
+    EXPECT_FALSE(chart.ZoomedState());   // the click was handled: no zoom began
+    const QImage after = chart.RenderImage();
+    after.save(OutPath("legend_after.png"));
+    EXPECT_LE(chart.LeftAxis()->Maximum(), 4);
+    // The hidden curve keeps its item.
+    EXPECT_EQ(chart.Legend().TotalLegendItems(), 2);
+    QTest::mouseClick(&chart, Qt::LeftButton, Qt::NoModifier, onItem);
+    EXPECT_TRUE(big.Active());
+
+    // Without check boxes an inactive series is not listed.
+    chart.Legend().SetCheckBoxes(false);
+    big.SetActive(false);
+    EXPECT_EQ(chart.Legend().CalcLegendStyle(), lsValues);
+    chart.Legend().SetLegendStyle(lsSeries);
+    EXPECT_EQ(chart.Legend().TotalLegendItems(), 1);
+}
+
+TEST_F(ChartFixture, LegendLayoutRowsPositionAndFirstValue)
+{
+    for (int k = 0; k < 12; ++k)
+        AddSeries(5, [k](int i) { return i + k; }, TCustomAxisPanel::GetDefaultColor(k))
+            .SetTitle(QStringLiteral("Kanal mit langem Namen %1").arg(k + 1));
+    TChartLegend& lg = chart.Legend();
+    lg.SetAlignment(laBottom);
+    chart.resize(200, 700);   // one item per row
+    chart.RenderImage();
+    EXPECT_EQ(lg.NumCols, 1);
+    EXPECT_EQ(lg.NumRows, 10);
+    EXPECT_LE(lg.RectLegend.Bottom, chart.ChartBounds().Bottom);
+    EXPECT_LT(chart.ChartRect().Bottom, lg.RectLegend.Top);
+
+    // A legend at its own position does not take room from the plot.
+    chart.resize(500, 400);
+    lg.SetVisible(false);
+    chart.RenderImage();
+    const TRect without = chart.ChartRect();
+    lg.SetVisible(true);
+    lg.SetCustomPosition(true);
+    lg.SetLeft(270);
+    lg.SetTop(22);
+    chart.RenderImage().save(OutPath("legend_custom.png"));
+    EXPECT_EQ(chart.ChartRect(), without);
+    EXPECT_EQ(lg.RectLegend.Left, 270);
+    EXPECT_EQ(lg.RectLegend.Top, 22);
+
+    try {
+        lg.SetFirstValue(-1);
+        FAIL() << "no exception";
+    } catch (const ChartException& e) {
+        EXPECT_EQ(e.Message(), QStringLiteral("First Legend Value must be > 0"));
+    }
+    EXPECT_EQ(lg.FirstValue(), 0);
+}
+
+TEST_F(ChartFixture, ClickedPartOrder)
+{
+    TFastLineSeries& s = AddSeries(10, [](int) { return 5; }, clRed);
+    chart.LeftAxis()->SetMinMax(0, 10);
+    chart.Title().SetCaption(QStringLiteral("Titel"));
+    chart.Legend().SetVisible(false);
+    chart.RenderImage();
+    const int y = chart.LeftAxis()->CalcPosValue(5);
+    const int x = chart.BottomAxis()->CalcPosValue(4.5);
+    TChartClickedPart p = chart.CalcClickedPart(QPoint(x, y), false);
+    EXPECT_EQ(p.Part, cpSeries);
+    EXPECT_EQ(p.ASeries, &s);
+    EXPECT_EQ(p.PointIndex, 4);
+    // With series checking, a series that does not answer clicks is passed over.
+    EXPECT_EQ(chart.CalcClickedPart(QPoint(x, y), true).Part, cpChartRect);
+    p = chart.CalcClickedPart(QPoint(chart.LeftAxis()->PosAxis - 5, y), false);
+    EXPECT_EQ(p.Part, cpAxis);
+    EXPECT_EQ(p.AAxis, chart.LeftAxis());
+    const TRect& t = chart.Title().ShapeBounds;
+    EXPECT_EQ(chart.CalcClickedPart(QPoint((t.Left + t.Right) / 2, (t.Top + t.Bottom) / 2), false).Part, cpTitle);
+    s.SetActive(false);
+    EXPECT_EQ(chart.CalcClickedPart(QPoint(x, y), false).Part, cpNone);
+}
+
+} // namespace
