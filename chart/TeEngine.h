@@ -774,7 +774,15 @@ public:
     int CountActiveSeries() const;
 
     bool AutoRepaint() const { return fAutoRepaint; }
-    void SetAutoRepaint(bool v) { fAutoRepaint = v; }
+    // While false, changes do not repaint; turning it on again asks for the one paint that was held back.
+    void SetAutoRepaint(bool v)
+    {
+        if (v == fAutoRepaint)
+            return;
+        fAutoRepaint = v;
+        if (v)
+            Invalidate();
+    }
     bool AxisVisible() const { return fAxisVisible; }
     void SetAxisVisible(bool v) { if (v != fAxisVisible) { fAxisVisible = v; Invalidate(); } }
     bool AxisBehind() const { return fAxisBehind; }

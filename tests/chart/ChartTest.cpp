@@ -139,6 +139,8 @@ TEST_F(ChartFixture, RepaintWithoutChangeOnlyCopiesTheBuffer)
     chart.SetAutoRepaint(false);
     chart.LeftAxis()->SetMinMax(0, 30);
     EXPECT_TRUE(chart.BufferValid());
+    chart.SetAutoRepaint(true);
+    EXPECT_FALSE(chart.BufferValid());
 }
 
 // ------------------------------------------------------------------ zoom and pan
@@ -193,6 +195,26 @@ TEST_F(ChartFixture, BackwardDragUndoesAllZoomsAtOnce)
     chart.RenderImage();
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), 0);
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), 99);
+}
+
+TEST_F(ChartFixture, ZoomHistoryStepsBackOneZoomAtATime)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.Zoom().History = true;
+    chart.RenderImage();
+    chart.ZoomRect(TRect{Inside(0.1, 0.1).x(), Inside(0.1, 0.1).y(), Inside(0.9, 0.9).x(), Inside(0.9, 0.9).y()});
+    const double firstMin = chart.BottomAxis()->Minimum(), firstMax = chart.BottomAxis()->Maximum();
+    chart.RenderImage();
+    chart.ZoomRect(TRect{Inside(0.3, 0.3).x(), Inside(0.3, 0.3).y(), Inside(0.6, 0.6).x(), Inside(0.6, 0.6).y()});
+    ASSERT_EQ(chart.ZoomHistory().size(), 2u);
+    chart.UndoZoom();
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), firstMin);
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), firstMax);
+    EXPECT_FALSE(chart.BottomAxis()->Automatic());
+    // The last snapshot gone, undo returns to the state before the first zoom.
+    chart.UndoZoom();
+    EXPECT_TRUE(chart.ZoomHistory().empty());
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
 }
 
 TEST_F(ChartFixture, ZoomRectWithReversedCornersEqualsSorted)
