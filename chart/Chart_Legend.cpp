@@ -137,9 +137,18 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
     const int frame = FrameWidth();
     const int margin = int(std::lround(ItemHeight * 0.1));
 
-    // Column widths over the items that can show.
+    // Only items that can show are measured: a legend of the rows of a long curve
+    // lists a screenful, not a million texts.
+    int canShow;
+    if (Vertical()) {
+        const int top0 = chartRect.Top + int(std::lround(0.01 * TopPos * chartRect.Height()));
+        const int available = (fCustomPosition ? bounds.Bottom - fTop : chartRect.Bottom - top0) - 2 - 2 * margin - frame;
+        canShow = std::clamp(ItemHeight > 0 ? available / ItemHeight : total, 0, total);
+    } else {
+        canShow = std::min(total, (MaxNumRows == 0 ? 10 : MaxNumRows) * std::max(1, chartRect.Width() / 8));
+    }
     ColumnWidths[0] = ColumnWidths[1] = ColumnWidths[2] = 0;
-    for (int i = 0; i < total; ++i) {
+    for (int i = 0; i < canShow; ++i) {
         const QStringList cols = LegendText(i + fFirstValue).split(kColumnSeparator);
         for (int k = 0; k < 3 && k < cols.size(); ++k)
             if (!cols[k].isEmpty())
@@ -158,16 +167,14 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
 
     int width, rows;
     if (Vertical()) {
-        const int top0 = chartRect.Top + int(std::lround(0.01 * TopPos * chartRect.Height()));
-        const int available = (fCustomPosition ? bounds.Bottom - fTop : chartRect.Bottom - top0) - 2 - 2 * margin - frame;
-        rows = std::clamp(ItemHeight > 0 ? available / ItemHeight : total, 0, total);
+        rows = canShow;
         NumCols = 1;
         NumRows = rows;
         width = itemWidth;
     } else {
         const int room = chartRect.Width() - 2 * frame;
         NumCols = 1;
-        for (int n = std::max(1, total); n >= 1; --n)
+        for (int n = std::max(1, canShow); n >= 1; --n)
             if (n * itemWidth <= room || n == 1) {
                 NumCols = n;
                 break;

@@ -366,6 +366,22 @@ TEST_F(ChartFixture, LegendLayoutRowsPositionAndFirstValue)
     EXPECT_EQ(lg.FirstValue(), 0);
 }
 
+TEST_F(ChartFixture, LegendOfTheRowsOfOneLongCurveListsWhatFits)
+{
+    AddSeries(200000, [](int i) { return i % 100; }, clRed);
+    TChartLegend& lg = chart.Legend();
+    chart.RenderImage();
+    EXPECT_EQ(lg.CalcLegendStyle(), lsValues);
+    EXPECT_EQ(lg.TotalLegendItems(), 200000);
+    // The rows that fit under the start, not the whole curve.
+    EXPECT_GT(lg.LastValue, 5);
+    EXPECT_LT(lg.LastValue, 40);
+    EXPECT_LE(lg.RectLegend.Bottom, chart.ChartBounds().Bottom);
+    lg.SetFirstValue(1000);
+    chart.RenderImage();
+    EXPECT_EQ(lg.Clicked(lg.RectLegend.Left + 10, lg.RectLegend.Top + 1 + int(std::lround(lg.ItemHeight * 0.1)) + 1), 1000);
+}
+
 TEST_F(ChartFixture, ClickedPartOrder)
 {
     TFastLineSeries& s = AddSeries(10, [](int) { return 5; }, clRed);
