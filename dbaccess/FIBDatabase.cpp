@@ -1,4 +1,5 @@
 #include "dbaccess/FIBDatabase.h"
+#include "dbaccess/FIBQuery.h"
 
 #include <QFile>
 #include <QStringEncoder>
@@ -976,124 +977,37 @@ QString TFIBDatabase::DBInfoString(std::uint8_t item, int bufferSize)
 QVariant TFIBDatabase::QueryValue(const QString& sql, TFIBTransaction* transaction)
 {
     CheckActive(false);
-    IIBClientLibrary* lib = ClientLibrary();
     TFIBTransaction* tr = transaction ? transaction : fInternalTransaction.get();
     const bool startedHere = !tr->Active();
     if (startedHere)
         tr->StartTransaction();
-
     QVariant result;
-    // Text comes in the connection's character set: UTF-8 or the 8-bit code page.
-    auto DecodeText = [this](const QByteArray& bytes) {
-        return fIsUnicodeConnect ? QString::fromUtf8(bytes) : QString(QStringDecoder("windows-1252").decode(bytes));
-    };
-    isc_stmt_handle stmt = 0;
-    auto cleanup = [&] {
-        if (stmt) {
-            lib->isc_dsql_free_statement(StatusVector(), &stmt, DSQL_drop);
-            RestoreFPUControlWord();
-        }
-    };
     try {
-        alignas(XSQLDA) char daBuffer[XSQLDA_LENGTH(1)] = {};
-        XSQLDA* da = reinterpret_cast<XSQLDA*>(daBuffer);
-        da->version = SQLDA_VERSION1;
-        da->sqln = 1;
-        const QByteArray text = fIsUnicodeConnect ? sql.toUtf8() : Encode1252(sql);
-        tr->Call(lib->isc_dsql_alloc_statement2(StatusVector(), &fHandle, &stmt), true);
-        tr->Call(lib->isc_dsql_prepare(StatusVector(), tr->HandlePtr(), &stmt, 0, text.constData(),
-                                       static_cast<unsigned short>(fSQLDialect), da),
-                 true);
-        if (da->sqld >= 1) {
-            XSQLVAR& var = da->sqlvar[0];
-            alignas(8) char data[512] = {};
-            short nullInd = 0;
-            const short type = var.sqltype & ~1;
-            if (type == SQL_VARYING || type == SQL_TEXT)
-                var.sqllen = std::min<short>(var.sqllen, static_cast<short>(sizeof data - 2));
-            var.sqldata = data;
-            var.sqlind = &nullInd;
-            tr->Call(lib->isc_dsql_execute(StatusVector(), tr->HandlePtr(), &stmt,
-                                           static_cast<unsigned short>(fSQLDialect), nullptr),
-                     true);
-            const ISC_STATUS fetch = lib->isc_dsql_fetch(StatusVector(), &stmt,
-                                                         static_cast<unsigned short>(fSQLDialect), da);
-            if (fetch != 100)
-                tr->Call(fetch, true);
-            if (fetch == 0 && nullInd == 0) {
-                switch (type) {
-                case SQL_TIMESTAMP: {
-                    ISC_TIMESTAMP ts;
-                    std::memcpy(&ts, data, sizeof ts);
-                    // Server day numbers start at 17.11.1858, 15018 days before our day zero.
-                    result = static_cast<double>(ts.timestamp_date) - 15018.0 +
-                             static_cast<double>(ts.timestamp_time) / 864000000.0;
-                    break;
-                }
-                case SQL_TYPE_DATE: {
-                    ISC_DATE d;
-                    std::memcpy(&d, data, sizeof d);
-                    result = static_cast<double>(d) - 15018.0;
-                    break;
-                }
-                case SQL_TYPE_TIME: {
-                    ISC_TIME t;
-                    std::memcpy(&t, data, sizeof t);
-                    result = static_cast<double>(t) / 864000000.0;
-                    break;
-                }
-                case SQL_SHORT: {
-                    qint16 v;
-                    std::memcpy(&v, data, sizeof v);
-                    result = var.sqlscale ? QVariant(v / std::pow(10.0, -var.sqlscale)) : QVariant(int(v));
-                    break;
-                }
-                case SQL_LONG: {
-                    qint32 v;
-                    std::memcpy(&v, data, sizeof v);
-                    result = var.sqlscale ? QVariant(v / std::pow(10.0, -var.sqlscale)) : QVariant(v);
-                    break;
-                }
-                case SQL_INT64: {
-                    qint64 v;
-                    std::memcpy(&v, data, sizeof v);
-                    result = var.sqlscale ? QVariant(double(v) / std::pow(10.0, -var.sqlscale)) : QVariant(v);
-                    break;
-                }
-                case SQL_DOUBLE: {
-                    double v;
-                    std::memcpy(&v, data, sizeof v);
-                    result = v;
-                    break;
-                }
-                case SQL_FLOAT: {
-                    float v;
-                    std::memcpy(&v, data, sizeof v);
-                    result = double(v);
-                    break;
-                }
-                case SQL_TEXT:
-                    result = DecodeText(QByteArray(data, var.sqllen));
-                    break;
-                case SQL_VARYING: {
-                    quint16 len;
-                    std::memcpy(&len, data, sizeof len);
-                    len = std::min<quint16>(len, static_cast<quint16>(var.sqllen));
-                    result = DecodeText(QByteArray(data + 2, len));
-                    break;
-                }
-                default:
-                    break;
-                }
-            }
+        TFIBQuery query;
+        query.SetName(Name() + QStringLiteral("_QueryValue"));
+        query.SetDatabase(this);
+        query.SetTransaction(tr);
+        query.SetParamCheck(false);
+        query.SQL().SetText(sql);
+        query.ExecQuery();
+        if (query.FieldCount() > 0 && !query.Eof()) {
+            TFIBXSQLVAR& value = query.Fields(0);
+            const short type = value.SQLType();
+            // Dates and times as day numbers, the form the clock offset works with.
+            if (value.IsNull())
+                result = QVariant();
+            else if (type == SQL_TIMESTAMP || type == SQL_TYPE_DATE || type == SQL_TYPE_TIME)
+                result = value.AsDateTime();
+            else
+                result = value.AsVariant();
         }
+        query.Close();
+        query.FreeHandle();
     } catch (...) {
-        cleanup();
         if (startedHere && tr->Active())
             tr->EndTransaction(TARollback, true);
         throw;
     }
-    cleanup();
     if (startedHere)
         tr->Commit();
     return result;
