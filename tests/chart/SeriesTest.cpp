@@ -180,6 +180,25 @@ TEST_F(FastLineChart, SinglePolylinePathAndItsConditions)
     EXPECT_FALSE(series.DrawAllAtOnce());
 }
 
+TEST_F(FastLineChart, FoldedColumnsPaintTheSamePixelsAsEveryPoint)
+{
+    // Many rows per pixel column, jumping up and down: the canvas folds each column
+    // into its extremes; the single polyline path hands every point to the painter.
+    unsigned r = 12345;
+    for (int i = 0; i < 5000; ++i) {
+        r = r * 1103515245u + 12345u;
+        series.AddXY(i * 0.002, 1 + 8.0 * ((r >> 16) % 1000) / 1000.0);
+    }
+    const QImage folded = Render();
+    series.SetDrawStyle(flAll);
+    const QImage every = Render();
+    int differ = 0;
+    for (int y = 0; y < folded.height(); ++y)
+        for (int x = 0; x < folded.width(); ++x)
+            differ += folded.pixel(x, y) != every.pixel(x, y);
+    EXPECT_EQ(differ, 0);
+}
+
 TEST_F(FastLineChart, ClickedFindsTheSegmentWithinTolerance)
 {
     series.AddXY(2, 2);
