@@ -194,14 +194,22 @@ void TFastLineSeries::DrawAllValues()
     } else {
         if (fFirstVisibleIndex > 0)
             TFastLineSeries::DrawValue(fFirstVisibleIndex);
-        for (int i = fFirstVisibleIndex + 1; i <= fLastVisibleIndex; ++i) {
-            if (fColorEachPoint) {
-                TTeePen p;
-                p.Assign(fPen);
-                p.SetColor(ValueColor(i));
-                fCanvas->AssignVisiblePen(p);
+        // Rows mapped a run at a time; each row then takes the one-value steps.
+        constexpr int kRun = 2048;
+        int xs[kRun], ys[kRun];
+        for (int from = fFirstVisibleIndex + 1; from <= fLastVisibleIndex; from += kRun) {
+            const int n = std::min(kRun, fLastVisibleIndex - from + 1);
+            fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
+            fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
+            for (int j = 0; j < n; ++j) {
+                if (fColorEachPoint) {
+                    TTeePen p;
+                    p.Assign(fPen);
+                    p.SetColor(ValueColor(from + j));
+                    fCanvas->AssignVisiblePen(p);
+                }
+                DrawValueAt(from + j, xs[j], ys[j]);
             }
-            DrawValue(i);
         }
     }
     if (fFastPen)
@@ -274,8 +282,12 @@ void TFastLineSeries::DrawValue(int valueIndex)
         fCanvas = fParentChart->Canvas();
     if (!fCanvas || !fGetHorizAxis || !fGetVertAxis)
         return;
-    int x = fGetHorizAxis->CalcPosValue((*fX)[valueIndex]);
-    int y = fGetVertAxis->CalcPosValue((*fY)[valueIndex]);
+    DrawValueAt(valueIndex, fGetHorizAxis->CalcPosValue((*fX)[valueIndex]),
+                fGetVertAxis->CalcPosValue((*fY)[valueIndex]));
+}
+
+void TFastLineSeries::DrawValueAt(int valueIndex, int x, int y)
+{
     if (fTreatNulls == tnIgnore && fDrawAllPoints) {
         DrawLine(x, y);
         return;

@@ -75,6 +75,8 @@ public:
     int Clicked(int x, int y) override;
 
 private:
+    // DrawValue with the row's pixels already mapped.
+    void DrawValueAt(int valueIndex, int x, int y);
     void SetupPen();
     void DrawLine(int x, int y);
     bool DifferentPixel(int x, int y) const;
