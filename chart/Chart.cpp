@@ -609,6 +609,14 @@ void TCustomChart::mouseReleaseEvent(QMouseEvent* event)
     MouseUp(event->button(), event->modifiers(), p.x(), p.y());
 }
 
+void TCustomChart::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    if (OnDblClick)
+        OnDblClick(this);
+    else
+        QWidget::mouseDoubleClickEvent(event);
+}
+
 void TCustomChart::wheelEvent(QWheelEvent* event)
 {
     MouseWheel(event->angleDelta().y());

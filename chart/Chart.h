@@ -314,6 +314,7 @@ public:
     std::function<void(TCustomChart* sender, int index, int& x, int& y, int& xColor)> OnGetLegendPos;
     std::function<void(TCustomChart* sender, TRect& rect)> OnGetLegendRect;
     std::function<void(TCustomChart* sender, TLegendStyle style, int index, QString& text)> OnGetLegendText;
+    std::function<void(TCustomChart* sender)> OnDblClick;
     std::function<void(TCustomChart* sender)> OnZoom;
     std::function<void(TCustomChart* sender)> OnUndoZoom;
     std::function<void(TCustomChart* sender)> OnScroll;
@@ -327,6 +328,7 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
     void PanAndZoomStart(Qt::MouseButton button, Qt::KeyboardModifiers shift, int x, int y);

@@ -313,6 +313,10 @@ TEST_F(ChartFixture, LegendCheckBoxHidesTheSeriesAndTheAxesRecompute)
     QTest::mouseClick(&chart, Qt::LeftButton, Qt::NoModifier, onItem);
     EXPECT_FALSE(big.Active());
     EXPECT_FALSE(chart.ZoomedState());   // the click was handled: no zoom began
+    int dbl = 0;
+    chart.OnDblClick = [&](TCustomChart*) { ++dbl; };
+    QTest::mouseDClick(&chart, Qt::LeftButton, Qt::NoModifier, Inside(0.5, 0.5));
+    EXPECT_EQ(dbl, 1);
     const QImage after = chart.RenderImage();
     after.save(OutPath("legend_after.png"));
     EXPECT_LE(chart.LeftAxis()->Maximum(), 4);
