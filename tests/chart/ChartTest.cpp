@@ -217,6 +217,27 @@ TEST_F(ChartFixture, ZoomHistoryStepsBackOneZoomAtATime)
     EXPECT_TRUE(chart.BottomAxis()->Automatic());
 }
 
+TEST_F(ChartFixture, AnimatedZoomEndsWhereThePlainOneDoes)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.RenderImage();
+    const TRect z{Inside(0.2, 0.2).x(), Inside(0.2, 0.2).y(), Inside(0.5, 0.6).x(), Inside(0.5, 0.6).y()};
+    chart.ZoomRect(z);
+    const double min = chart.BottomAxis()->Minimum(), max = chart.LeftAxis()->Maximum();
+    chart.UndoZoom();
+    chart.RenderImage();
+    int zooms = 0;
+    chart.OnZoom = [&](TCustomChart*) { ++zooms; };
+    chart.Zoom().Animated = true;
+    chart.ZoomRect(z);
+    EXPECT_EQ(zooms, 1);
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), min);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), max);
+    // The state before the first step is what undo restores.
+    chart.UndoZoom();
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
+}
+
 TEST_F(ChartFixture, ZoomRectWithReversedCornersEqualsSorted)
 {
     AddSeries(100, [](int i) { return i % 10; }, clRed);

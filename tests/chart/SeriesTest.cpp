@@ -121,6 +121,25 @@ TEST_F(FastLineChart, ColumnsOfOnePixelByDrawAllPointsAndStyle)
                                                  {{p1.X, bottom}, p4}}));
 }
 
+TEST_F(FastLineChart, MinMaxColumnAtTheEndOfAnInvertedAxisRunsThreeSegments)
+{
+    chart.LeftAxis()->SetInverted(true);
+    Render();
+    const double c = chart.BottomAxis()->CalcPosPoint(Pix(5, 0).X);
+    series.AddXY(1, 1);
+    series.AddXY(c, 2);
+    series.AddXY(c + 1e-6, 6);
+    series.AddXY(c + 2e-6, 4);
+    series.SetDrawAllPoints(false);
+    series.SetDrawAllPointsStyle(daMinMax);
+    Render();
+    const TPoint p0 = Pix(1, 1), p1 = Pix(c, 2);
+    const int minY = std::min(Pix(c, 6).Y, Pix(c, 4).Y), maxY = std::max(Pix(c, 6).Y, Pix(c, 4).Y);
+    // The last row closes its column: up to the highest pixel, down to the lowest, and back.
+    EXPECT_EQ(canvas->Lines, (std::vector<Line>{{p0, p1}, {p1, {p1.X, maxY}}, {{p1.X, maxY}, {p1.X, minY}},
+                                                 {{p1.X, minY}, {p1.X, maxY}}}));
+}
+
 TEST_F(FastLineChart, NullCutsTheLineOnlyWhenNotPainted)
 {
     series.AddXY(2, 5);
