@@ -218,6 +218,28 @@ TEST_F(FastLineChart, FoldedColumnsPaintTheSamePixelsAsEveryPoint)
     EXPECT_EQ(differ, 0);
 }
 
+TEST_F(FastLineChart, DeepZoomBetweenTwoRowsStillDrawsTheLineAcross)
+{
+    // Both ends of the only visible segment lie far outside any screen.
+    for (int i = 0; i < 1000; ++i)
+        series.AddXY(i, i % 2 ? 8 : 2);
+    chart.SetDefaultCanvas(QStringLiteral("TGDIPlusCanvas"));
+    chart.BottomAxis()->SetMinMax(500.2, 500.2000001);
+    chart.LeftAxis()->SetMinMax(0, 10);
+    const QImage img = chart.RenderImage();
+    EXPECT_EQ(series.FirstValueIndex(), 501);
+    EXPECT_LT(Pix(500, 0).X, -1000000);
+    EXPECT_GT(Pix(501, 0).X, 1000000);
+    // The segment from row 500 (Y 2) to row 501 (Y 8) crosses the plot almost level at its
+    // crossing height: some column in the middle of the plot carries it.
+    const TRect& r = chart.ChartRect();
+    const int x = (r.Left + r.Right) / 2;
+    bool found = false;
+    for (int y = r.Top; y < r.Bottom; ++y)
+        found |= img.pixelColor(x, y).red() > 200 && img.pixelColor(x, y).green() < 120;
+    EXPECT_TRUE(found);
+}
+
 TEST_F(FastLineChart, ClickedFindsTheSegmentWithinTolerance)
 {
     series.AddXY(2, 2);
