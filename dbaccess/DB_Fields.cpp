@@ -1,0 +1,1010 @@
+// Field objects of the dataset, and the number and date patterns of their display texts.
+#include "dbaccess/DB.h"
+
+#include <QDateTime>
+#include <QLocale>
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+// =====================================================================
+// Patterns
+// =====================================================================
+
+namespace {
+
+QStringList SplitSections(const QString& format)
+{
+    QStringList sections;
+    QString current;
+    QChar quote;
+    for (QChar c : format) {
+        if (!quote.isNull()) {
+            if (c == quote)
+                quote = QChar();
+        } else if (c == u'"' || c == u'\'') {
+            quote = c;
+        } else if (c == u';') {
+            sections.push_back(current);
+            current.clear();
+            continue;
+        }
+        current += c;
+    }
+    sections.push_back(current);
+    return sections;
+}
+
+bool IsPlaceholder(QChar c)
+{
+    return c == u'0' || c == u'#' || c == u'.' || c == u',';
+}
+
+// One section of a number pattern: literals before and after the digit part.
+QString FormatSection(const QString& section, double value, bool withSign)
+{
+    // Locate the digit part outside quotes.
+    qsizetype first = -1, last = -1;
+    {
+        QChar quote;
+        for (qsizetype i = 0; i < section.size(); ++i) {
+            const QChar c = section[i];
+            if (!quote.isNull()) {
+                if (c == quote)
+                    quote = QChar();
+                continue;
+            }
+            if (c == u'"' || c == u'\'') {
+                quote = c;
+                continue;
+            }
+            if (IsPlaceholder(c)) {
+                if (first < 0)
+                    first = i;
+                last = i;
+            }
+        }
+    }
+    auto literal = [](const QString& text) {
+        QString out;
+        QChar quote;
+        for (QChar c : text) {
+            if (!quote.isNull()) {
+                if (c == quote)
+                    quote = QChar();
+                else
+                    out += c;
+            } else if (c == u'"' || c == u'\'') {
+                quote = c;
+            } else {
+                out += c;
+            }
+        }
+        return out;
+    };
+    if (first < 0)
+        return literal(section);
+    const QString prefix = literal(section.left(first));
+    const QString suffix = literal(section.mid(last + 1));
+    const QString digits = section.mid(first, last - first + 1);
+
+    const qsizetype point = digits.indexOf(u'.');
+    const QString intPart = point < 0 ? digits : digits.left(point);
+    const QString fracPart = point < 0 ? QString() : digits.mid(point + 1);
+    const bool thousands = intPart.contains(u',');
+    int intMin = 0;
+    if (const qsizetype z = intPart.indexOf(u'0'); z >= 0)
+        intMin = static_cast<int>(intPart.mid(z).count(u'0') + intPart.mid(z).count(u'#'));
+    const int fracMin = static_cast<int>(fracPart.count(u'0'));
+    const int fracMax = static_cast<int>(fracPart.count(u'0') + fracPart.count(u'#'));
+
+    QString text = QString::number(std::fabs(value), 'f', fracMax);
+    QString whole = text, frac;
+    if (const qsizetype dot = text.indexOf(u'.'); dot >= 0) {
+        whole = text.left(dot);
+        frac = text.mid(dot + 1);
+    }
+    while (frac.size() > fracMin && frac.endsWith(u'0'))
+        frac.chop(1);
+    if (whole == QLatin1String("0") && intMin == 0)
+        whole.clear();
+    while (whole.size() < intMin)
+        whole.prepend(u'0');
+    if (thousands && !FormatSettings.ThousandSeparator.isNull()) {
+        for (qsizetype i = whole.size() - 3; i > 0; i -= 3)
+            whole.insert(i, FormatSettings.ThousandSeparator);
+    }
+    QString number = whole;
+    if (!frac.isEmpty())
+        number += FormatSettings.DecimalSeparator + frac;
+    const bool zeroShown = std::all_of(number.begin(), number.end(), [](QChar c) { return !c.isDigit() || c == u'0'; });
+    const QString sign = withSign && value < 0 && !zeroShown ? QStringLiteral("-") : QString();
+    return prefix + sign + number + suffix;
+}
+
+}  // namespace
+
+QString FormatFloat(const QString& format, double value)
+{
+    if (format.isEmpty() || std::isnan(value) || std::isinf(value))
+        return FloatToStr(value);
+    const QStringList sections = SplitSections(format);
+    if (value == 0 && sections.size() >= 3 && !sections[2].isEmpty())
+        return FormatSection(sections[2], value, false);
+    if (value < 0 && sections.size() >= 2 && !sections[1].isEmpty())
+        return FormatSection(sections[1], value, false);
+    return FormatSection(sections[0], value, true);
+}
+
+QString FormatDateTime(const QString& format, TDateTime value)
+{
+    const QDateTime dt = DateTimeToQDateTime(value);
+    const QDate date = dt.date();
+    const QTime time = dt.time();
+    const QLocale locale;
+    const qsizetype n = format.size();
+    const QString lower = format.toLower();
+    const bool twelveHour = lower.contains(QLatin1String("am/pm"));
+    auto two = [](int v) { return QStringLiteral("%1").arg(v, 2, 10, QChar(u'0')); };
+    auto runOf = [&](qsizetype i, QChar c) {
+        qsizetype j = i;
+        while (j < n && lower[j] == c)
+            ++j;
+        return int(j - i);
+    };
+    // "m" means minutes right after an hour or right before seconds.
+    auto nextLetterIsSecond = [&](qsizetype from) {
+        for (qsizetype j = from; j < n; ++j) {
+            const QChar c = lower[j];
+            if (c.isLetter())
+                return c == u's';
+        }
+        return false;
+    };
+    QString out;
+    QChar lastLetter;
+    qsizetype i = 0;
+    while (i < n) {
+        const QChar c = lower[i];
+        if (c == u'"' || c == u'\'') {
+            qsizetype j = i + 1;
+            while (j < n && format[j] != format[i])
+                out += format[j++];
+            i = j + 1;
+            continue;
+        }
+        if (lower.mid(i, 5) == QLatin1String("am/pm")) {
+            out += time.hour() < 12 ? format.mid(i, 2) : format.mid(i + 3, 2);
+            i += 5;
+            continue;
+        }
+        int k = 1;
+        switch (c.unicode()) {
+        case u'd':
+            k = runOf(i, u'd');
+            if (k == 1) out += QString::number(date.day());
+            else if (k == 2) out += two(date.day());
+            else if (k == 3) out += locale.dayName(date.dayOfWeek(), QLocale::ShortFormat);
+            else out += locale.dayName(date.dayOfWeek(), QLocale::LongFormat);
+            break;
+        case u'm':
+            k = runOf(i, u'm');
+            if (lastLetter == u'h' || (k <= 2 && nextLetterIsSecond(i + k))) {
+                k = std::min(k, 2);
+                out += k == 1 ? QString::number(time.minute()) : two(time.minute());
+            } else if (k == 1) out += QString::number(date.month());
+            else if (k == 2) out += two(date.month());
+            else if (k == 3) out += locale.monthName(date.month(), QLocale::ShortFormat);
+            else out += locale.monthName(date.month(), QLocale::LongFormat);
+            break;
+        case u'y':
+            k = runOf(i, u'y');
+            out += k <= 2 ? two(date.year() % 100) : QStringLiteral("%1").arg(date.year(), 4, 10, QChar(u'0'));
+            break;
+        case u'h': {
+            k = std::min(2, runOf(i, u'h'));
+            int h = time.hour();
+            if (twelveHour) {
+                h %= 12;
+                if (h == 0)
+                    h = 12;
+            }
+            out += k == 1 ? QString::number(h) : two(h);
+            break;
+        }
+        case u'n':
+            k = std::min(2, runOf(i, u'n'));
+            out += k == 1 ? QString::number(time.minute()) : two(time.minute());
+            break;
+        case u's':
+            k = std::min(2, runOf(i, u's'));
+            out += k == 1 ? QString::number(time.second()) : two(time.second());
+            break;
+        case u'z':
+            k = std::min(3, runOf(i, u'z'));
+            out += k == 1 ? QString::number(time.msec()) : QStringLiteral("%1").arg(time.msec(), 3, 10, QChar(u'0'));
+            break;
+        case u'/':
+            out += FormatSettings.DateSeparator;
+            break;
+        default:
+            out += format[i];
+            break;
+        }
+        if (c.isLetter())
+            lastLetter = c == u'n' ? u'h' : c;
+        i += k;
+    }
+    return out;
+}
+
+// =====================================================================
+// TField
+// =====================================================================
+
+TField::TField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType dataType)
+    : TComponent(dataSet), fFieldName(fieldName), fDataType(dataType)
+{
+    SetName(name);
+    if (dataSet)
+        dataSet->AddField(this, false);
+}
+
+TField::~TField()
+{
+    MarkDestroying();
+    if (fDataSet)
+        fDataSet->RemoveField(this);
+}
+
+void TField::SetDataSet(TDataSet* dataSet)
+{
+    if (fDataSet == dataSet)
+        return;
+    if (fDataSet) {
+        if (fDataSet->Active())
+            throw EDatabaseError(QStringLiteral("Cannot perform this operation on an open dataset"));
+        fDataSet->RemoveField(this);
+    }
+    if (dataSet) {
+        if (dataSet->Active())
+            throw EDatabaseError(QStringLiteral("Cannot perform this operation on an open dataset"));
+        dataSet->AddField(this, false);
+    }
+}
+
+void TField::SetFieldName(const QString& value)
+{
+    fFieldName = value;
+}
+
+void TField::SetFieldKind(TFieldKind value)
+{
+    if (fDataSet && fDataSet->Active())
+        throw EDatabaseError(QStringLiteral("Cannot perform this operation on an open dataset"));
+    fFieldKind = value;
+}
+
+int TField::Index() const
+{
+    return fDataSet ? fDataSet->Fields().IndexOf(this) : -1;
+}
+
+void TField::SetDisplayFormat(const QString& value)
+{
+    if (fDisplayFormat == value)
+        return;
+    fDisplayFormat = value;
+    if (fDataSet && fDataSet->Active())
+        fDataSet->DataEvent(deLayoutChange);
+}
+
+void TField::SetEditFormat(const QString& value)
+{
+    fEditFormat = value;
+}
+
+bool TField::IsNull() const
+{
+    switch (FieldStorage(fDataType)) {
+    case TFieldStorage::Float:
+        return !GetData(static_cast<double*>(nullptr));
+    case TFieldStorage::Integer:
+        return !GetData(static_cast<qint64*>(nullptr));
+    case TFieldStorage::Text:
+        return !GetData(static_cast<QString*>(nullptr));
+    case TFieldStorage::Bytes:
+        return !GetData(static_cast<QByteArray*>(nullptr));
+    case TFieldStorage::None:
+        break;
+    }
+    return true;
+}
+
+void TField::Clear()
+{
+    switch (FieldStorage(fDataType)) {
+    case TFieldStorage::Float:
+        SetData(static_cast<const double*>(nullptr));
+        break;
+    case TFieldStorage::Integer:
+        SetData(static_cast<const qint64*>(nullptr));
+        break;
+    case TFieldStorage::Text:
+        SetData(static_cast<const QString*>(nullptr));
+        break;
+    case TFieldStorage::Bytes:
+    case TFieldStorage::None:
+        SetData(static_cast<const QByteArray*>(nullptr));
+        break;
+    }
+}
+
+void TField::CheckCanWrite() const
+{
+    if (!fDataSet)
+        throw EDatabaseError(QStringLiteral("Field '%1' has no dataset").arg(DisplayLabel()));
+    const TDataSetState state = fDataSet->State();
+    const bool calcState = state == dsCalcFields || state == dsInternalCalc;
+    if (fFieldKind != fkData && calcState)
+        return;
+    if (fReadOnly)
+        throw EDatabaseError(QStringLiteral("Field '%1' cannot be modified").arg(DisplayLabel()));
+    if (!(state == dsEdit || state == dsInsert || state == dsSetKey || state == dsNewValue))
+        throw EDatabaseError(QStringLiteral("%1: Dataset not in edit or insert mode").arg(fDataSet->Name()));
+}
+
+template <class T>
+void TField::SetData(const T* value)
+{
+    CheckCanWrite();
+    if (fFieldKind != fkData)
+        fDataSet->SetCalcData(this, value);
+    else
+        fDataSet->SetFieldData(this, value);
+    fDataSet->FieldChanged(this);
+}
+
+template void TField::SetData(const double*);
+template void TField::SetData(const qint64*);
+template void TField::SetData(const QString*);
+template void TField::SetData(const QByteArray*);
+
+void TField::Change()
+{
+    if (OnChange)
+        OnChange(this);
+}
+
+void TField::AccessError(const QString& typeName) const
+{
+    throw EDatabaseError(QStringLiteral("Cannot access field '%1' as type %2").arg(DisplayLabel(), typeName));
+}
+
+void TField::RangeError(double value, double min, double max) const
+{
+    if (min == 0 && max == 0)
+        return;
+    if (value < min || value > max)
+        throw EDatabaseError(QStringLiteral("%1 is not a valid value for field '%2'. The allowed range is %3 to %4")
+                                 .arg(FloatToStr(value), DisplayLabel(), FloatToStr(min), FloatToStr(max)));
+}
+
+QString TField::AsString() const { AccessError(QStringLiteral("String")); }
+void TField::SetAsString(const QString&) { AccessError(QStringLiteral("String")); }
+qint64 TField::AsLargeInt() const { AccessError(QStringLiteral("Integer")); }
+void TField::SetAsLargeInt(qint64) { AccessError(QStringLiteral("Integer")); }
+double TField::AsFloat() const { AccessError(QStringLiteral("Float")); }
+void TField::SetAsFloat(double) { AccessError(QStringLiteral("Float")); }
+TDateTime TField::AsDateTime() const { AccessError(QStringLiteral("DateTime")); }
+void TField::SetAsDateTime(TDateTime) { AccessError(QStringLiteral("DateTime")); }
+bool TField::AsBoolean() const { AccessError(QStringLiteral("Boolean")); }
+void TField::SetAsBoolean(bool) { AccessError(QStringLiteral("Boolean")); }
+QByteArray TField::AsBytes() const { AccessError(QStringLiteral("Bytes")); }
+void TField::SetAsBytes(const QByteArray&) { AccessError(QStringLiteral("Bytes")); }
+
+QVariant TField::GetAsVariant() const
+{
+    return IsNull() ? QVariant() : QVariant(AsString());
+}
+
+void TField::SetValue(const QVariant& value)
+{
+    SetAsVariant(value);
+}
+
+void TField::SetAsVariant(const QVariant& value)
+{
+    if (value.isNull() || !value.isValid()) {
+        Clear();
+        return;
+    }
+    switch (value.typeId()) {
+    case QMetaType::Double:
+    case QMetaType::Float:
+        SetAsFloat(value.toDouble());
+        break;
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+        SetAsLargeInt(value.toLongLong());
+        break;
+    case QMetaType::Bool:
+        SetAsBoolean(value.toBool());
+        break;
+    case QMetaType::QDateTime:
+        SetAsDateTime(QDateTimeToDateTime(value.toDateTime()));
+        break;
+    case QMetaType::QDate:
+        SetAsDateTime(QDateTimeToDateTime(value.toDate().startOfDay()));
+        break;
+    case QMetaType::QByteArray:
+        SetAsBytes(value.toByteArray());
+        break;
+    default:
+        SetAsString(value.toString());
+        break;
+    }
+}
+
+QString TField::GetText(bool) const
+{
+    return IsNull() ? QString() : AsString();
+}
+
+QString TField::DisplayText() const
+{
+    if (OnGetText) {
+        QString text;
+        OnGetText(const_cast<TField*>(this), text, true);
+        return text;
+    }
+    return GetText(true);
+}
+
+QString TField::Text() const
+{
+    if (OnGetText) {
+        QString text;
+        OnGetText(const_cast<TField*>(this), text, false);
+        return text;
+    }
+    return GetText(false);
+}
+
+void TField::SetText(const QString& value)
+{
+    if (OnSetText)
+        OnSetText(this, value);
+    else
+        SetAsString(value);
+}
+
+// =====================================================================
+// Text fields
+// =====================================================================
+
+TStringField::TStringField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TStringField(dataSet, name, fieldName, ftString)
+{
+}
+
+TStringField::TStringField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type)
+    : TField(dataSet, name, fieldName, type)
+{
+    SetSize(20);
+}
+
+QString TStringField::AsString() const
+{
+    QString v;
+    return GetData(&v) ? v : QString();
+}
+
+void TStringField::SetAsString(const QString& value)
+{
+    SetData(&value);
+}
+
+qint64 TStringField::AsLargeInt() const
+{
+    const QString s = AsString();
+    if (s.trimmed().isEmpty())
+        return 0;
+    bool ok = false;
+    const qint64 v = s.trimmed().toLongLong(&ok);
+    if (!ok)
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiger Integerwert").arg(s));
+    return v;
+}
+
+void TStringField::SetAsLargeInt(qint64 value)
+{
+    SetAsString(QString::number(value));
+}
+
+double TStringField::AsFloat() const
+{
+    const QString s = AsString();
+    return s.trimmed().isEmpty() ? 0.0 : StrToFloat(s);
+}
+
+void TStringField::SetAsFloat(double value)
+{
+    SetAsString(FloatToStr(value));
+}
+
+bool TStringField::AsBoolean() const
+{
+    const QString s = AsString().trimmed().toUpper();
+    return s.startsWith(u'T') || s.startsWith(u'Y') || s.startsWith(u'J') || s == QLatin1String("1");
+}
+
+void TStringField::SetAsBoolean(bool value)
+{
+    SetAsString(value ? QStringLiteral("T") : QStringLiteral("F"));
+}
+
+TDateTime TStringField::AsDateTime() const
+{
+    const QString s = AsString().trimmed();
+    if (s.isEmpty())
+        return 0;
+    QDateTime dt = QDateTime::fromString(s, FormatSettings.ShortDateFormat + u' ' + FormatSettings.ShortTimeFormat);
+    if (!dt.isValid())
+        dt = QDate::fromString(s, FormatSettings.ShortDateFormat).startOfDay();
+    if (!dt.isValid())
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiges Datum").arg(s));
+    return QDateTimeToDateTime(dt);
+}
+
+void TStringField::SetAsDateTime(TDateTime value)
+{
+    SetAsString(DateTimeToQDateTime(value).toString(FormatSettings.ShortDateFormat + u' ' + FormatSettings.ShortTimeFormat));
+}
+
+QVariant TStringField::GetAsVariant() const
+{
+    QString v;
+    return GetData(&v) ? QVariant(v) : QVariant();
+}
+
+TWideStringField::TWideStringField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TStringField(dataSet, name, fieldName, ftWideString)
+{
+}
+
+TGuidField::TGuidField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TStringField(dataSet, name, fieldName, ftGuid)
+{
+    SetSize(38);
+}
+
+// =====================================================================
+// Numbers
+// =====================================================================
+
+QString TNumericField::FormatNumber(double value, bool displayText, const QString& plain) const
+{
+    const QString format = displayText || EditFormat().isEmpty() ? DisplayFormat() : EditFormat();
+    return format.isEmpty() ? plain : FormatFloat(format, value);
+}
+
+TIntegerField::TIntegerField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TIntegerField(dataSet, name, fieldName, ftInteger, std::numeric_limits<qint32>::min(),
+                    std::numeric_limits<qint32>::max())
+{
+}
+
+TIntegerField::TIntegerField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type,
+                             qint64 minRange, qint64 maxRange)
+    : TNumericField(dataSet, name, fieldName, type), fMinRange(minRange), fMaxRange(maxRange)
+{
+}
+
+qint64 TIntegerField::AsLargeInt() const
+{
+    qint64 v;
+    return GetData(&v) ? v : 0;
+}
+
+void TIntegerField::SetAsLargeInt(qint64 value)
+{
+    const bool ownLimits = fMinValue != 0 || fMaxValue != 0;
+    const qint64 lo = ownLimits ? fMinValue : fMinRange;
+    const qint64 hi = ownLimits ? fMaxValue : fMaxRange;
+    if (value < lo || value > hi)
+        throw EDatabaseError(QStringLiteral("%1 is not a valid value for field '%2'. The allowed range is %3 to %4")
+                                 .arg(QString::number(value), DisplayLabel(), QString::number(lo), QString::number(hi)));
+    SetData(&value);
+}
+
+QString TIntegerField::AsString() const
+{
+    qint64 v;
+    return GetData(&v) ? QString::number(v) : QString();
+}
+
+void TIntegerField::SetAsString(const QString& value)
+{
+    if (value.trimmed().isEmpty()) {
+        Clear();
+        return;
+    }
+    bool ok = false;
+    const qint64 v = value.trimmed().toLongLong(&ok);
+    if (!ok)
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiger Integerwert").arg(value));
+    SetAsLargeInt(v);
+}
+
+double TIntegerField::AsFloat() const
+{
+    return static_cast<double>(AsLargeInt());
+}
+
+void TIntegerField::SetAsFloat(double value)
+{
+    SetAsLargeInt(std::llround(value));
+}
+
+bool TIntegerField::AsBoolean() const
+{
+    return AsLargeInt() != 0;
+}
+
+void TIntegerField::SetAsBoolean(bool value)
+{
+    SetAsLargeInt(value ? 1 : 0);
+}
+
+QString TIntegerField::GetText(bool displayText) const
+{
+    qint64 v;
+    if (!GetData(&v))
+        return QString();
+    return FormatNumber(static_cast<double>(v), displayText, QString::number(v));
+}
+
+QVariant TIntegerField::GetAsVariant() const
+{
+    qint64 v;
+    if (!GetData(&v))
+        return QVariant();
+    return DataType() == ftLargeint ? QVariant(v) : QVariant(static_cast<int>(v));
+}
+
+TSmallintField::TSmallintField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TIntegerField(dataSet, name, fieldName, ftSmallint, -32768, 32767)
+{
+}
+
+TLargeintField::TLargeintField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TIntegerField(dataSet, name, fieldName, ftLargeint, std::numeric_limits<qint64>::min(),
+                    std::numeric_limits<qint64>::max())
+{
+}
+
+TFloatField::TFloatField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TFloatField(dataSet, name, fieldName, ftFloat)
+{
+}
+
+TFloatField::TFloatField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type)
+    : TNumericField(dataSet, name, fieldName, type)
+{
+}
+
+void TFloatField::SetAsFloat(double value)
+{
+    RangeError(value, fMinValue, fMaxValue);
+    SetData(&value);
+}
+
+QString TFloatField::AsString() const
+{
+    double v;
+    return GetData(&v) ? FloatToStr(v) : QString();
+}
+
+void TFloatField::SetAsString(const QString& value)
+{
+    if (value.trimmed().isEmpty())
+        Clear();
+    else
+        SetAsFloat(StrToFloat(value));
+}
+
+qint64 TFloatField::AsLargeInt() const
+{
+    return std::llround(AsFloat());
+}
+
+void TFloatField::SetAsLargeInt(qint64 value)
+{
+    SetAsFloat(static_cast<double>(value));
+}
+
+QString TFloatField::GetText(bool displayText) const
+{
+    double v;
+    if (!GetData(&v))
+        return QString();
+    QString plain;
+    if (displayText) {
+        // Without a format a display shows Precision significant digits.
+        plain = FloatToStr(QString::number(v, 'g', fPrecision).toDouble());
+    } else {
+        plain = FloatToStr(v);
+    }
+    return FormatNumber(v, displayText, plain);
+}
+
+QVariant TFloatField::GetAsVariant() const
+{
+    double v;
+    return GetData(&v) ? QVariant(v) : QVariant();
+}
+
+TBCDField::TBCDField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TFloatField(dataSet, name, fieldName, ftBCD)
+{
+    SetSize(4);
+}
+
+// =====================================================================
+// Booleans
+// =====================================================================
+
+TBooleanField::TBooleanField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TField(dataSet, name, fieldName, ftBoolean)
+{
+}
+
+QString TBooleanField::TrueText() const
+{
+    return fDisplayValues.section(u';', 0, 0);
+}
+
+QString TBooleanField::FalseText() const
+{
+    return fDisplayValues.section(u';', 1, 1);
+}
+
+bool TBooleanField::AsBoolean() const
+{
+    qint64 v;
+    return GetData(&v) && v != 0;
+}
+
+void TBooleanField::SetAsBoolean(bool value)
+{
+    const qint64 v = value ? 1 : 0;
+    SetData(&v);
+}
+
+QString TBooleanField::AsString() const
+{
+    qint64 v;
+    if (!GetData(&v))
+        return QString();
+    return v ? TrueText() : FalseText();
+}
+
+void TBooleanField::SetAsString(const QString& value)
+{
+    const QString t = value.trimmed();
+    if (t.isEmpty()) {
+        Clear();
+        return;
+    }
+    auto matches = [&t](const QString& word) {
+        return !word.isEmpty() && word.startsWith(t, Qt::CaseInsensitive);
+    };
+    if (matches(TrueText()))
+        SetAsBoolean(true);
+    else if (matches(FalseText()))
+        SetAsBoolean(false);
+    else
+        throw EDatabaseError(QStringLiteral("'%1' is not a valid boolean value for field '%2'").arg(value, DisplayLabel()));
+}
+
+QVariant TBooleanField::GetAsVariant() const
+{
+    qint64 v;
+    return GetData(&v) ? QVariant(v != 0) : QVariant();
+}
+
+// =====================================================================
+// Date and time
+// =====================================================================
+
+TDateTimeField::TDateTimeField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TDateTimeField(dataSet, name, fieldName, ftDateTime)
+{
+}
+
+TDateTimeField::TDateTimeField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type)
+    : TField(dataSet, name, fieldName, type)
+{
+}
+
+TDateTime TDateTimeField::AsDateTime() const
+{
+    double v;
+    return GetData(&v) ? v : 0.0;
+}
+
+void TDateTimeField::SetAsDateTime(TDateTime value)
+{
+    SetData(&value);
+}
+
+QString TDateTimeField::DefaultText(TDateTime value) const
+{
+    // The time only when there is one: a date without hours reads best without "00:00:00".
+    const QDateTime dt = DateTimeToQDateTime(value);
+    if (TimeOfDayMs(value) == 0)
+        return dt.date().toString(FormatSettings.ShortDateFormat);
+    return dt.toString(FormatSettings.ShortDateFormat + u' ' + FormatSettings.ShortTimeFormat);
+}
+
+QString TDateTimeField::AsString() const
+{
+    double v;
+    return GetData(&v) ? DefaultText(v) : QString();
+}
+
+void TDateTimeField::SetAsString(const QString& value)
+{
+    const QString s = value.trimmed();
+    if (s.isEmpty()) {
+        Clear();
+        return;
+    }
+    const QString date = FormatSettings.ShortDateFormat;
+    QDateTime dt;
+    for (const QString& f : {date + u' ' + FormatSettings.ShortTimeFormat, date + QStringLiteral(" HH:mm"), date})
+        if (dt = QDateTime::fromString(s, f); dt.isValid())
+            break;
+    if (!dt.isValid())
+        if (const QTime t = QTime::fromString(s, FormatSettings.ShortTimeFormat); t.isValid())
+            dt = QDateTime(QDate(1899, 12, 30), t);
+    if (!dt.isValid())
+        throw EConvertError(QStringLiteral("'%1' ist kein gültiges Datum").arg(value));
+    SetAsDateTime(QDateTimeToDateTime(dt));
+}
+
+QString TDateTimeField::GetText(bool displayText) const
+{
+    double v;
+    if (!GetData(&v))
+        return QString();
+    if (displayText && !DisplayFormat().isEmpty())
+        return FormatDateTime(DisplayFormat(), v);
+    return DefaultText(v);
+}
+
+QVariant TDateTimeField::GetAsVariant() const
+{
+    double v;
+    return GetData(&v) ? QVariant(DateTimeToQDateTime(v)) : QVariant();
+}
+
+TDateField::TDateField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TDateTimeField(dataSet, name, fieldName, ftDate)
+{
+}
+
+QString TDateField::DefaultText(TDateTime value) const
+{
+    return DateTimeToQDateTime(value).date().toString(FormatSettings.ShortDateFormat);
+}
+
+TTimeField::TTimeField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TDateTimeField(dataSet, name, fieldName, ftTime)
+{
+}
+
+QString TTimeField::DefaultText(TDateTime value) const
+{
+    return DateTimeToQDateTime(value).time().toString(FormatSettings.ShortTimeFormat);
+}
+
+// =====================================================================
+// Bytes, blobs, memos
+// =====================================================================
+
+TBytesField::TBytesField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TBytesField(dataSet, name, fieldName, ftBytes)
+{
+}
+
+TBytesField::TBytesField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type)
+    : TField(dataSet, name, fieldName, type)
+{
+}
+
+QByteArray TBytesField::AsBytes() const
+{
+    QByteArray v;
+    return GetData(&v) ? v : QByteArray();
+}
+
+void TBytesField::SetAsBytes(const QByteArray& value)
+{
+    SetData(&value);
+}
+
+QString TBytesField::AsString() const
+{
+    return QString::fromLatin1(AsBytes());
+}
+
+void TBytesField::SetAsString(const QString& value)
+{
+    SetAsBytes(value.toLatin1());
+}
+
+QVariant TBytesField::GetAsVariant() const
+{
+    QByteArray v;
+    return GetData(&v) ? QVariant(v) : QVariant();
+}
+
+TBlobField::TBlobField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TBlobField(dataSet, name, fieldName, ftBlob)
+{
+}
+
+TBlobField::TBlobField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type)
+    : TBytesField(dataSet, name, fieldName, type)
+{
+}
+
+QString TBlobField::GetText(bool) const
+{
+    return IsNull() ? QStringLiteral("(blob)") : QStringLiteral("(BLOB)");
+}
+
+TMemoField::TMemoField(TDataSet* dataSet, const QString& name, const QString& fieldName)
+    : TBlobField(dataSet, name, fieldName, ftMemo)
+{
+}
+
+QString TMemoField::AsString() const
+{
+    QString v;
+    return GetData(&v) ? v : QString();
+}
+
+void TMemoField::SetAsString(const QString& value)
+{
+    SetData(&value);
+}
+
+QByteArray TMemoField::AsBytes() const
+{
+    return AsString().toUtf8();
+}
+
+void TMemoField::SetAsBytes(const QByteArray& value)
+{
+    SetAsString(QString::fromUtf8(value));
+}
+
+QString TMemoField::GetText(bool displayText) const
+{
+    if (displayText)
+        return IsNull() ? QStringLiteral("(memo)") : QStringLiteral("(MEMO)");
+    return AsString();
+}
+
+QVariant TMemoField::GetAsVariant() const
+{
+    QString v;
+    return GetData(&v) ? QVariant(v) : QVariant();
+}
