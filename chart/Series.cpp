@@ -191,6 +191,73 @@ void TFastLineSeries::DrawAllValues()
         }
         OldX = ox;
         OldY = oy;
+    } else if (!fColors && !fColorEachPoint) {
+        // No row is null here, so the null test is the different-pixel test alone;
+        // the steps of DrawValue run inline over rows mapped a run at a time.
+        if (fFirstVisibleIndex > 0)
+            TFastLineSeries::DrawValue(fFirstVisibleIndex);
+        const bool minmax = !fDrawAllPoints && fDrawAllPointsStyle == daMinMax;
+        const bool firstOnly = !fDrawAllPoints && fDrawAllPointsStyle == daFirst;
+        const bool inverted = fGetVertAxis->Inverted();
+        const bool stairs = fStairs, invertedStairs = fInvertedStairs;
+        TCanvas3D* c = fCanvas;
+        int ox = OldX, oy = OldY, mn = MinY, mx = MaxY;
+        bool has = HasMinMax;
+        auto line = [&](int x, int y) {
+            if (stairs)
+                invertedStairs ? c->LineTo(ox, y) : c->LineTo(x, oy);
+            c->LineTo(x, y);
+            ox = x;
+            oy = y;
+        };
+        constexpr int kRun = 2048;
+        int xs[kRun], ys[kRun];
+        const int last = fLastVisibleIndex;
+        for (int from = fFirstVisibleIndex + 1; from <= last; from += kRun) {
+            const int n = std::min(kRun, last - from + 1);
+            fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
+            fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
+            for (int j = 0; j < n; ++j) {
+                const int x = xs[j], y = ys[j];
+                if (x == ox) {
+                    if (firstOnly || y == oy)
+                        continue;
+                    if (!minmax) {
+                        line(x, y);
+                        continue;
+                    }
+                    mn = std::min(mn, y);
+                    mx = std::max(mx, y);
+                    has = true;
+                    if (from + j == last) {
+                        const int cx = ox;
+                        line(cx, inverted ? mx : mn);
+                        line(cx, inverted ? mn : mx);
+                        if (inverted)
+                            line(cx, mx);
+                    }
+                    continue;
+                }
+                if (minmax) {
+                    if (has) {
+                        const int cx = ox;
+                        line(cx, inverted ? mx : mn);
+                        line(cx, inverted ? mn : mx);
+                    }
+                    line(x, y);
+                    has = false;
+                    mn = INT_MAX;
+                    mx = INT_MIN;
+                } else {
+                    line(x, y);
+                }
+            }
+        }
+        OldX = ox;
+        OldY = oy;
+        MinY = mn;
+        MaxY = mx;
+        HasMinMax = has;
     } else {
         if (fFirstVisibleIndex > 0)
             TFastLineSeries::DrawValue(fFirstVisibleIndex);

@@ -140,6 +140,44 @@ TEST_F(FastLineChart, MinMaxColumnAtTheEndOfAnInvertedAxisRunsThreeSegments)
                                                  {{p1.X, minY}, {p1.X, maxY}}}));
 }
 
+TEST_F(FastLineChart, RowsWithOwnColoursDrawTheSameLinesAsWithout)
+{
+    // A colour list sends the rows through the one-row steps with the null test;
+    // without one, the run loop must hand the canvas exactly the same lines.
+    TFastLineSeries other;
+    other.SetSeriesColor(clRed);
+    unsigned r = 7;
+    for (int i = 0; i < 3000; ++i) {
+        r = r * 1103515245u + 12345u;
+        const double x = i * 0.0033, y = 1 + 8.0 * ((r >> 16) % 1000) / 1000.0;
+        series.AddXY(x, y);
+        other.AddXY(x, y, QString(), i == 0 ? clRed : clTeeColor);
+    }
+    ASSERT_NE(other.ColorList(), nullptr);
+    ASSERT_EQ(series.ColorList(), nullptr);
+    for (bool all : {true, false})
+        for (TDrawAllPointsStyle style : {daFirst, daMinMax})
+            for (bool stairs : {false, true})
+                for (bool inverted : {false, true}) {
+                    chart.LeftAxis()->SetInverted(inverted);
+                    for (TFastLineSeries* s : {&series, &other}) {
+                        s->SetDrawAllPoints(all);
+                        s->SetDrawAllPointsStyle(style);
+                        s->SetStairs(stairs);
+                        s->SetTreatNulls(tnDontPaint);
+                    }
+                    Render();
+                    const auto plain = canvas->Lines;
+                    chart.RemoveSeries(&series);
+                    chart.AddSeries(&other);
+                    Render();
+                    EXPECT_EQ(canvas->Lines, plain) << all << style << stairs << inverted;
+                    EXPECT_GT(plain.size(), 100u);
+                    chart.RemoveSeries(&other);
+                    chart.AddSeries(&series);
+                }
+}
+
 TEST_F(FastLineChart, NullCutsTheLineOnlyWhenNotPainted)
 {
     series.AddXY(2, 5);
