@@ -322,6 +322,8 @@ TCustomTeePanel::TCustomTeePanel(QWidget* parent)
     : TCustomPanelNoCaption(parent), fCanvas(std::make_unique<TTeeCanvas3D>())
 {
     resize(400, 250);
+    // Every paint covers the whole control: the toolkit need not clear it first.
+    setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
 TCustomTeePanel::~TCustomTeePanel() = default;

@@ -45,6 +45,7 @@ public:
     // Draws on the kept picture between paints; the window then only copies it.
     bool BeginLiveDraw();
     void EndLiveDraw();
+    QSize sizeHint() const override { return QSize(400, 250); }
     bool Printing() const { return fPrinting; }
     void SetPrinting(bool v) { fPrinting = v; }
 
