@@ -330,7 +330,6 @@ void TFIBQuery::SQLChanged()
 {
     const QString text = fSQL.Text();
     fParser.SetText(text);
-    fFirstTable = QStringLiteral("-1");
     ParseParams();
 }
 

@@ -240,7 +240,6 @@ private:
     char* AllocBuffer(int index, int size);
     void FreeBuffer(int index);
     void RebuildNameIndex();
-    QStringDecoder& Decoder1252() const { return fDecoder1252; }
 
     TFIBQuery* fQuery;
     bool fIsInput;
@@ -256,7 +255,6 @@ private:
     QHash<QString, int> fNames;             // first index of each unique name
     std::multimap<QString, int> fAllNames;  // every name, sorted, duplicates kept
     std::vector<std::vector<int>> fSameNamed;
-    mutable QStringDecoder fDecoder1252{"windows-1252"};
 };
 
 // ---------------------------------------------------------------- parsing
@@ -438,7 +436,6 @@ private:
     bool fOriginsFilled = false;
     std::vector<QString> fOrigins;
     QString fCursorName;
-    QString fFirstTable = QStringLiteral("-1");
     // For each entry of the server list, the index of its variable in Params.
     std::vector<int> fServerParamOf;
 };

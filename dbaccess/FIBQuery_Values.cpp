@@ -91,6 +91,34 @@ QByteArray EncodeText(const QString& text, TTextCoding coding)
     return encoder.encode(text);
 }
 
+// The code page's 256 characters, taken once from Qt's own decoder, so that a
+// column read costs one pass over its bytes and the one string it returns.
+const std::array<char16_t, 256>& Table1252()
+{
+    static const auto table = [] {
+        std::array<char16_t, 256> t{};
+        QByteArray all(256, 0);
+        for (int i = 0; i < 256; ++i)
+            all[i] = static_cast<char>(i);
+        QStringDecoder decoder("windows-1252");
+        const QString text = decoder.decode(all);
+        for (int i = 0; i < 256; ++i)
+            t[static_cast<std::size_t>(i)] = text.size() == 256 ? text[i].unicode() : static_cast<char16_t>(i);
+        return t;
+    }();
+    return table;
+}
+
+QString Decode1252(const char* p, int length)
+{
+    const auto& table = Table1252();
+    QString text(length, Qt::Uninitialized);
+    char16_t* out = reinterpret_cast<char16_t*>(text.data());
+    for (int i = 0; i < length; ++i)
+        out[i] = table[static_cast<unsigned char>(p[i])];
+    return text;
+}
+
 QString DateText(double value)
 {
     return DateTimeToQDateTime(value).date().toString(FormatSettings.ShortDateFormat);
@@ -224,7 +252,7 @@ QString TFIBXSQLVAR::ReadText() const
         text = QString::fromLatin1(p, length);
         break;
     case tc1252:
-        text = fParent->fDecoder1252.decode(QByteArrayView(p, length));
+        text = Decode1252(p, length);
         break;
     }
     TFIBQuery* q = Query();
@@ -279,7 +307,7 @@ QString TFIBXSQLVAR::ReadBlobText() const
     case tc1252:
         break;
     }
-    return fParent->fDecoder1252.decode(bytes);
+    return Decode1252(bytes.constData(), static_cast<int>(bytes.size()));
 }
 
 qint64 TFIBXSQLVAR::AsInt64() const
@@ -908,12 +936,19 @@ void TFIBXSQLVAR::WriteString(const QString& value)
             q->MarkBlobsToWrite();
         return;
     }
-    if (IsDBKey() && fDescribed) {
+    if (IsDBKey() && fServerSQLType != 0) {
+        // A record key keeps the described type and length; its bytes are given as they are.
         const QByteArray raw = value.toLatin1();
+        fXSQLVAR->sqltype = static_cast<short>(fServerSQLType | (fXSQLVAR->sqltype & 1));
+        fXSQLVAR->sqllen = fServerSQLLen;
+        fXSQLVAR->sqlsubtype = fServerSQLSubtype;
+        fXSQLVAR->sqlscale = 0;
         fParent->AllocBuffer(fIndex, std::max<int>(fXSQLVAR->sqllen, 1));
         std::memset(fXSQLVAR->sqldata, 0, static_cast<std::size_t>(std::max<int>(fXSQLVAR->sqllen, 1)));
         std::memcpy(fXSQLVAR->sqldata, raw.constData(), std::min<std::size_t>(raw.size(), fXSQLVAR->sqllen));
         SetNullState(false);
+        fWideValue = value;
+        fHasWideValue = true;
         fModified = true;
         return;
     }

@@ -309,6 +309,32 @@ TEST_F(QueryTest, TextAndVariantWritesFollowTheDescribedType)
     EXPECT_EQ(Server("select VC from VALS where ID = 2").toString(), "neu");
 }
 
+TEST_F(QueryTest, RecordKeysGoBackAsRawBytes)
+{
+    for (int i = 1; i <= 3; ++i)
+        Exec(QString("insert into T values (%1, 'k%1')").arg(i));
+    auto keys = Query("select rdb$db_key as DB_KEY, A from T where A = 2");
+    keys->ExecQuery();
+    const QByteArray key = keys->FieldByName("DB_KEY").AsRaw();
+    ASSERT_EQ(key.size(), 8);
+    auto byKey = Query("select B from T where rdb$db_key = :DB_KEY");
+    // Written before the statement is described, and again after.
+    byKey->ParamByName("DB_KEY").SetAsString(QString::fromLatin1(key));
+    byKey->ExecQuery();
+    ASSERT_FALSE(byKey->Eof());
+    EXPECT_EQ(byKey->Fields(0).AsString(), "k2");
+    byKey->Close();
+    byKey->ParamByName("DB_KEY").SetAsString(QString::fromLatin1(key));
+    EXPECT_EQ(byKey->ParamByName("DB_KEY").SQLType(), byKey->ParamByName("DB_KEY").ServerSQLType());
+    byKey->ExecQuery();
+    EXPECT_EQ(byKey->Fields(0).AsString(), "k2");
+
+    auto noDb = std::make_unique<TpFIBQuery>();
+    noDb->SetName("Lonely");
+    noDb->SQL().SetText("select 1 from rdb$database");
+    EXPECT_EQ(ThrownMessage([&] { noDb->Prepare(); }), "Lonely:\r\nDatabase not assigned for Lonely.");
+}
+
 TEST_F(QueryTest, EqualNamesShareOneValue)
 {
     Exec("insert into T values (1, 'a')");
