@@ -18,7 +18,7 @@ bool IsEditState(TDataSetState state)
     return state == dsEdit || state == dsInsert;
 }
 
-// Restores state and read override on every way out, also by an exception.
+// Restores the state on every way out, also by an exception.
 struct TTempState {
     TDataSetState& State;
     TDataSetState Saved;

@@ -864,3 +864,128 @@ TEST(DataSetWalk, AMillionRowsOfTwelveFloatsReadBackExactly)
     EXPECT_LE(ds.GetRecordCalls, rows + 2);
     EXPECT_EQ(link.Notes.back(), "changed");
 }
+
+// ---------------------------------------------------------------- more of the contract
+
+TEST(DataSetContract, LookupFieldsAutoEditRefreshAndEditErrors)
+{
+    // A lookup field reads its value from another dataset by key.
+    auto names = MakeTable(6);
+    names->Open();
+    TMemDataSet rows;
+    rows.AddColumn(QStringLiteral("NAME_ID"), ftInteger);
+    for (int i : {3, 9, 1}) {
+        const int r = rows.AddRow();
+        rows.SetCell(r, 0, i);
+    }
+    auto* key = new TIntegerField(&rows, QStringLiteral("RowsNAME_ID"), QStringLiteral("NAME_ID"));
+    auto* text = new TStringField(&rows, QStringLiteral("RowsNAME"), QStringLiteral("NAME"));
+    text->SetFieldKind(fkLookup);
+    text->LookupDataSet = names.get();
+    text->KeyFields = QStringLiteral("NAME_ID");
+    text->LookupKeyFields = QStringLiteral("ID");
+    text->LookupResultField = QStringLiteral("NAME");
+    rows.Open();
+    std::vector<QString> seen;
+    for (; !rows.Eof(); rows.Next())
+        seen.push_back(text->IsNull() ? QStringLiteral("<null>") : text->AsString());
+    EXPECT_EQ(seen, (std::vector<QString>{QStringLiteral("Cäsar"), QStringLiteral("<null>"), QStringLiteral("Anton")}));
+    EXPECT_EQ(names->RecNo(), 1);  // the looked-up dataset did not move
+    rows.First();
+    rows.Edit();
+    key->SetAsInteger(5);
+    EXPECT_EQ(text->AsString(), QStringLiteral("emil"));
+    rows.Cancel();
+
+    // AutoEdit lets a control start editing; without it the control stays read-only.
+    TDataSource source;
+    source.SetDataSet(&rows);
+    TRecordingLink link;
+    link.SetDataSource(&source);
+    source.SetAutoEdit(false);
+    EXPECT_FALSE(link.Edit());
+    EXPECT_EQ(rows.State(), dsBrowse);
+    source.SetAutoEdit(true);
+    EXPECT_TRUE(link.Edit());
+    EXPECT_EQ(rows.State(), dsEdit);
+    rows.Cancel();
+
+    // Refresh re-reads the row the cursor stands on.
+    Log log;
+    HookEvents(rows, log);
+    rows.Next();
+    log.clear();
+    rows.SetCell(1, 0, 4);
+    rows.Refresh();
+    EXPECT_EQ(log, (Log{"BeforeRefresh", "AfterRefresh"}));
+    EXPECT_EQ(key->AsInteger(), 4);
+    EXPECT_EQ(text->AsString(), QStringLiteral("Dora"));
+
+    // An edit refused by the dataset goes to OnEditError; daFail passes it on.
+    rows.SetReadOnlyRows(true);
+    EXPECT_THROW(rows.Edit(), EDatabaseError);
+    EXPECT_EQ(rows.State(), dsBrowse);
+    int calls = 0;
+    rows.OnEditError = [&](TDataSet*, Exception&, TDataAction& action) {
+        ++calls;
+        rows.SetReadOnlyRows(false);
+        action = daRetry;
+    };
+    rows.Edit();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(rows.State(), dsEdit);
+    rows.Cancel();
+    rows.OnEditError = nullptr;
+}
+
+namespace {
+// A detail that follows its master: reopened on every move of the master, closed with it.
+class TFollowLink : public TDetailDataLink {
+public:
+    explicit TFollowLink(TMemDataSet* detail) : fDetail(detail) {}
+    TDataSet* DetailDataSet() const override { return fDetail; }
+    int Reopens = 0;
+
+protected:
+    void ActiveChanged() override
+    {
+        if (Active())
+            Reopen();
+        else
+            fDetail->Close();
+    }
+    void DataSetChanged() override { Reopen(); }
+    void DataSetScrolled(int) override { Reopen(); }
+
+private:
+    void Reopen()
+    {
+        ++Reopens;
+        fDetail->Close();
+        fDetail->Open();
+        fDetail->SetRecNo(DataSet()->FieldByName(QStringLiteral("ID"))->AsInteger());
+    }
+    TMemDataSet* fDetail;
+};
+}  // namespace
+
+TEST(DataSetContract, ADetailFollowsItsMasterThroughADetailLink)
+{
+    auto master = MakeTable(4);
+    auto detail = MakeTable(4);
+    TDataSource source;
+    source.SetDataSet(master.get());
+    TFollowLink link(detail.get());
+    link.SetDataSource(&source);
+    master->Open();
+    EXPECT_TRUE(detail->Active());
+    master->Next();
+    master->Next();
+    EXPECT_EQ(detail->FieldByName(QStringLiteral("ID"))->AsInteger(), 3);
+    master->Last();
+    EXPECT_EQ(detail->FieldByName(QStringLiteral("ID"))->AsInteger(), 4);
+    EXPECT_EQ(link.Reopens, 4);
+    master->Close();
+    EXPECT_FALSE(detail->Active());
+    EXPECT_EQ(link.DetailDataSet(), detail.get());
+}

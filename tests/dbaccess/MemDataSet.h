@@ -91,6 +91,8 @@ public:
         }
     }
 
+    // Rows refuse editing (InternalEdit raises) while set.
+    void SetReadOnlyRows(bool value) { fReadOnlyRows = value; }
     // Raised by the next InternalPost while above zero (counts down).
     int FailPosts = 0;
     // Calls of the record hooks, to show what the base asks for.
@@ -214,6 +216,8 @@ protected:
 
     void InternalEdit() override
     {
+        if (fReadOnlyRows)
+            throw EDatabaseError(QStringLiteral("row is locked"));
         Record* r = Rec(ActiveBuffer());
         r->Copy.assign(fColumns.size(), TCell());
         for (std::size_t c = 0; c < fColumns.size(); ++c) {
@@ -364,4 +368,5 @@ private:
     int fCursor = -1;
     int fInsertAt = 0;
     bool fOpen = false;
+    bool fReadOnlyRows = false;
 };
