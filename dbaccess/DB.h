@@ -621,6 +621,8 @@ public:
     bool ControlsDisabled() const { return fDisableCount > 0; }
 
     virtual TBookmark GetBookmark() const;
+    TBookmark Bookmark() const { return GetBookmark(); }
+    void SetBookmark(const TBookmark& bookmark) { GotoBookmark(bookmark); }
     virtual void GotoBookmark(const TBookmark& bookmark);
     void FreeBookmark(TBookmark& bookmark) { bookmark.clear(); }
     virtual bool BookmarkValid(const TBookmark& bookmark) const;
@@ -629,12 +631,14 @@ public:
 
     // Stored for derived datasets; the working filter is OnFilterRecord, asked for
     // every row a derived GetRecord reads while Filtered (see RecordFilter).
+    // A derived dataset that keeps a map of visible rows overrides the setters to
+    // rebuild it (and calls these).
     QString Filter() const { return fFilter; }
-    void SetFilter(const QString& value);
+    virtual void SetFilter(const QString& value);
     bool Filtered() const { return fFiltered; }
-    void SetFiltered(bool value);
+    virtual void SetFiltered(bool value);
     TFilterOptions FilterOptions() const { return fFilterOptions; }
-    void SetFilterOptions(TFilterOptions value) { fFilterOptions = value; }
+    virtual void SetFilterOptions(TFilterOptions value) { fFilterOptions = value; }
     TFilterRecordEvent OnFilterRecord;
 
     // The master's data source of a detail dataset; none here.

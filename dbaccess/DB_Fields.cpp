@@ -358,10 +358,13 @@ template <class T>
 void TField::SetData(const T* value)
 {
     CheckCanWrite();
-    if (fFieldKind != fkData)
+    if (fFieldKind != fkData) {
         fDataSet->SetCalcData(this, value);
-    else
+    } else {
+        // Edits belong to the cursor row, even when a grid was just reading another one.
+        fDataSet->fOverride = nullptr;
         fDataSet->SetFieldData(this, value);
+    }
     fDataSet->FieldChanged(this);
 }
 

@@ -594,6 +594,17 @@ TEST(DataLinks, AGridReadsAnyRowWithoutMovingTheCursor)
     link.SetActiveRecord(2);
     EXPECT_EQ(id->AsInteger(), 30);
     ds->Cancel();
+    // A write after reading another row still goes to the cursor row.
+    ds->Edit();
+    link.SetActiveRecord(5);
+    id->SetAsInteger(33);
+    EXPECT_EQ(id->AsInteger(), 33);
+    ds->Post();
+    EXPECT_EQ(ds->Cell(2, 0).toInt(), 33);
+    EXPECT_EQ(ds->Cell(5, 0).toInt(), 6);
+    ds->Edit();
+    id->SetAsInteger(3);
+    ds->Post();
     // A row that does not exist leaves the fields on the cursor row.
     link.SetActiveRecord(3);
     link.SetActiveRecord(99);
