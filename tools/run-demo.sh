@@ -6,7 +6,11 @@ build="${1:-build}"
 exe="$top/$build/views/orvexAusw"
 demo="$top/demo"
 
-mkdir -p "$demo/Config"
+mkdir -p "$demo/Config" "$demo/Data"
+# The demo database: realistic runs, made once by the demo tool.
+if [ ! -f "$demo/Data/Orvex.fdb" ]; then
+  "$top/$build/tools/orvexDemo" create "$demo/Data/Orvex.fdb"
+fi
 # An empty INI is filled by the program with every key it knows.
 [ -f "$demo/Config/KELMAR.INI" ] || : > "$demo/Config/KELMAR.INI"
 
