@@ -335,6 +335,31 @@ TEST_F(QueryTest, RecordKeysGoBackAsRawBytes)
     EXPECT_EQ(ThrownMessage([&] { noDb->Prepare(); }), "Lonely:\r\nDatabase not assigned for Lonely.");
 }
 
+TEST_F(QueryTest, BlocksMergeAndUpdateOrInsertTakeTheirParameters)
+{
+    auto block = Query("execute block (A integer = :A, B varchar(10) = :B) returns (R integer, S varchar(20)) as\n"
+                       "declare x integer; begin x = :A * 2; R = :x; S = :B || '!'; suspend; end");
+    EXPECT_EQ(block->ParamCount(), 2);
+    block->ParamByName("A").SetAsInteger(21);
+    block->ParamByName("B").SetAsString("µ");
+    block->ExecQuery();
+    ASSERT_FALSE(block->Eof());
+    EXPECT_EQ(block->FieldByName("R").AsInteger(), 42);
+    EXPECT_EQ(block->FieldByName("S").AsString(), "µ!");
+
+    auto upsert = Query("update or insert into T (A, B) values (:A, :B) matching (A)");
+    upsert->ExecWP({1, "eins"});
+    upsert->ExecWP({1, "one"});
+    upsert->ExecWP({2, "zwei"});
+    auto merge = Query("merge into T t using (select cast(:A as integer) A, cast(:B as varchar(10)) B "
+                       "from rdb$database) s on t.A = s.A when matched then update set t.B = s.B "
+                       "when not matched then insert (A, B) values (s.A, s.B)");
+    merge->ExecWP({2, "two"});
+    merge->ExecWP({3, "three"});
+    EXPECT_EQ(Server("select list(A || '=' || B, ',') from (select A, B from T order by A)").toString(),
+              "1=one,2=two,3=three");
+}
+
 TEST_F(QueryTest, EqualNamesShareOneValue)
 {
     Exec("insert into T values (1, 'a')");
