@@ -4,7 +4,7 @@ BUILD_ASAN ?= build-asan
 CMAKE_GEN  := -G Ninja
 JOBS       ?= $(shell nproc)
 
-.PHONY: all deps build run test test-asan clean
+.PHONY: all deps build run demo-live test test-asan clean
 
 all: build
 
@@ -17,6 +17,10 @@ build: deps
 
 run: build
 	@tools/run-demo.sh $(BUILD)
+
+# The demo with a private server and the acquisition simulator writing while the program reads.
+demo-live: build
+	@tools/demo-live.sh $(BUILD)
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

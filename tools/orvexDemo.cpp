@@ -13,14 +13,11 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QThread>
 #include <csignal>
+#include <ctime>
 #include <cstdio>
 
 namespace {
-volatile std::sig_atomic_t gStop = 0;
-extern "C" void OnStop(int) { gStop = 1; }
-
 void Print(const QString& line)
 {
     std::printf("%s\n", qPrintable(line));
@@ -68,17 +65,24 @@ int main(int argc, char** argv)
             return 0;
         }
         if (args[0] == QLatin1String("simulate")) {
-            std::signal(SIGTERM, OnStop);
-            std::signal(SIGINT, OnStop);
+            // The stop signals are blocked in every thread (the client library's too, which
+            // are made later and inherit the mask) and taken only while waiting between
+            // rows: a signal must never break a call to the server.
+            sigset_t stopSignals;
+            sigemptyset(&stopSignals);
+            sigaddset(&stopSignals, SIGTERM);
+            sigaddset(&stopSignals, SIGINT);
+            pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
             auto db = ConnectOrvex(login);
             TAcquisitionSimulator sim(db.get(), parser.value(QStringLiteral("run")));
             const int interval = parser.value(QStringLiteral("interval")).toInt();
             const int count = parser.value(QStringLiteral("count")).toInt();
-            for (int written = 0; !gStop && (count == 0 || written < count); ++written) {
+            bool stop = false;
+            for (int written = 0; !stop && (count == 0 || written < count); ++written) {
                 const int nr = sim.AppendRow();
                 Print(QStringLiteral("Satz %1 geschrieben").arg(nr));
-                for (int waited = 0; waited < interval && !gStop; waited += 50)
-                    QThread::msleep(std::min(50, interval - waited));
+                const timespec wait{interval / 1000, long(interval % 1000) * 1000000L};
+                stop = sigtimedwait(&stopSignals, nullptr, &wait) > 0;
             }
             db->Close();
             return 0;
