@@ -35,7 +35,7 @@ int ReadVax(IIBClientLibrary* lib, const char* p, int length)
 
 // ---------------------------------------------------------------- parsing
 
-TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck, int parserKind)
+TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck, int parserKind, bool quietOnBadName)
 {
     TParsedSQL result;
     QString& out = result.Processed;
@@ -110,8 +110,12 @@ TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck,
                 while (j < n && IsNameChar(text[j]))
                     ++j;
                 p.Name = text.mid(i + 1, j - i - 1);
-                if (p.Name.isEmpty() && c == u':')
-                    RaiseClientErrorText(FIBTexts::ParameterNameExpected);
+                if (p.Name.isEmpty() && c == u':') {
+                    if (!quietOnBadName)
+                        RaiseClientErrorText(FIBTexts::ParameterNameExpected);
+                    out += QStringView(text).mid(i);
+                    return result;
+                }
             }
             p.End = j;
             int k = j;
@@ -340,7 +344,7 @@ void TFIBQuery::ParseParams()
     const QString text = fSQL.Text();
     TParsedSQL parsed;
     if (fParamCheck)
-        parsed = ParseSQLParams(text, fMacroChar, true, fParser.Kind);
+        parsed = ParseSQLParams(text, fMacroChar, true, fParser.Kind, IsDesigning());
     else
         parsed.Processed = text;
     fProcessedSQL = parsed.Processed;

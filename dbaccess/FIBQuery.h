@@ -281,8 +281,11 @@ struct TParsedSQL {
 };
 
 // The single pass over a statement text: parameters, macros, comments, literals.
-// Raises "EOF in comment detected", "EOF in string detected", "Parameter name expected".
-TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck, int parserKind);
+// Raises "EOF in comment detected", "EOF in string detected", "Parameter name expected";
+// with quietOnBadName (a form being designed) a missing name ends the parse instead,
+// the rest of the text copied as it stands.
+TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck, int parserKind,
+                          bool quietOnBadName = false);
 
 // ---------------------------------------------------------------- TFIBQuery
 

@@ -2,6 +2,7 @@
 // the comparison in front of a parameter; and random text that must never make it
 // or the SQL scanner read outside the text.
 
+#include "DbTestSupport.h"
 #include "dbaccess/FIBQuery.h"
 
 #include <gtest/gtest.h>
@@ -75,6 +76,16 @@ TEST(ParamParser, ErrorTexts)
     EXPECT_EQ(ParseError("select * from T where A = : B"), "Parameter name expected");
     EXPECT_EQ(ParseError("select * from T where A = :"), "Parameter name expected");
     EXPECT_EQ(ParseError("select 1 -- open comment to the end"), "");
+    // While a form is designed a missing name only ends the parse.
+    auto quiet = ParseSQLParams("select :A, : B, :C from T", u'@', true, skSelect, true);
+    ASSERT_EQ(quiet.Params.size(), 1u);
+    EXPECT_EQ(quiet.Processed, "select ?, : B, :C from T");
+    TFIBQuery designed;
+    designed.SetDesigning(true);
+    designed.SQL().SetText("select :A, : B from T");
+    EXPECT_EQ(designed.ParamCount(), 1);
+    TFIBQuery running;
+    EXPECT_EQ(ThrownMessage([&] { running.SQL().SetText("select :A, : B from T"); }), "Parameter name expected");
 }
 
 TEST(ParamParser, Macros)
