@@ -10,7 +10,6 @@
 #include <QHelpEvent>
 #include <QLocale>
 #include <QSocketNotifier>
-#include <QStandardPaths>
 #include <QToolTip>
 #include <QWidget>
 #include <cerrno>
@@ -44,9 +43,14 @@ constexpr int kExitFailure = 2;
 bool AnotherInstanceRuns(bool& failed)
 {
     failed = false;
-    QString dir = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
-    if (dir.isEmpty())
-        dir = QDir::tempPath();
+    // The user's runtime folder; without one, a private folder in the temporary
+    // folder serves the same user (asking Qt for it would print a warning each start).
+    QString dir = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    if (dir.isEmpty() || !QFileInfo(dir).isDir()) {
+        dir = QDir::tempPath() + QStringLiteral("/runtime-") + QString::number(::getuid());
+        QDir().mkpath(dir);
+        QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
     const QByteArray path = QFile::encodeName(dir + u'/' + AppName + QStringLiteral(".lock"));
     gInstanceLock = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (gInstanceLock < 0) {
