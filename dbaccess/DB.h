@@ -68,6 +68,7 @@
 
 #include "dbaccess/FIBComponent.h"
 #include "frame/ZELBase.h"
+#include "frame/ZELFormat.h"
 
 #include <QByteArray>
 #include <QFlags>
@@ -174,13 +175,6 @@ TFieldStorage FieldStorage(TFieldType type);
 // English name of a type, for messages ("Float", "Integer", ...).
 QString FieldTypeName(TFieldType type);
 
-// Number and date patterns of display formats, with the process's separators:
-// "0" digit, "#" optional digit, "." decimal point, "," thousands (anywhere in the
-// integer part), quoted literals, up to three sections "positive;negative;zero".
-QString FormatFloat(const QString& format, double value);
-// d dd ddd dddd m mm mmm mmmm yy yyyy h hh n nn s ss z zzz am/pm, "/" and ":" give the
-// process's separators; m right after an hour or right before seconds means minutes.
-QString FormatDateTime(const QString& format, TDateTime value);
 
 // ---- Field definitions: the columns a dataset offers ----
 struct TFieldDef {
