@@ -83,26 +83,23 @@ void SetProcessFormats()
 
 void InitPaths()
 {
-    try {
-        AppPath = QDir::currentPath();
-        if (AppPath.size() > 1 && AppPath.endsWith(u'/'))
-            AppPath.chop(1);
-        if (AppPath.size() < 4)
-            AppPath = QCoreApplication::applicationDirPath();
-    } catch (...) {
+    // Bound to the working folder; only a root-like folder falls back to the executable's.
+    AppPath = QDir::currentPath();
+    if (AppPath.size() > 1 && AppPath.endsWith(u'/'))
+        AppPath.chop(1);
+    if (AppPath.size() < 4)
+        AppPath = QCoreApplication::applicationDirPath();
+    // A working folder deleted under the process leaves no path at all.
+    if (AppPath.isEmpty() || !QFileInfo(AppPath).isDir())
         Fail(QStringLiteral("Fehler : AppPath=") + AppPath);
-    }
-    try {
+
+    ZELSOFTPath = AppPath;
+    while (!ZELSOFTPath.isEmpty() && !ZELSOFTPath.endsWith(u'/'))
+        ZELSOFTPath.chop(1);
+    if (!ZELSOFTPath.isEmpty())
+        ZELSOFTPath.chop(1);
+    if (ZELSOFTPath.size() < 2)
         ZELSOFTPath = AppPath;
-        while (!ZELSOFTPath.isEmpty() && !ZELSOFTPath.endsWith(u'/'))
-            ZELSOFTPath.chop(1);
-        if (!ZELSOFTPath.isEmpty())
-            ZELSOFTPath.chop(1);
-        if (ZELSOFTPath.size() < 2)
-            ZELSOFTPath = AppPath;
-    } catch (...) {
-        Fail(QStringLiteral("Fehler Configpath"));
-    }
     if (AppPath.contains(QLatin1String("Desktop")))
         Fail(QStringLiteral("Startpfad (Desktop) nicht erlaubt"), kExitRefused);
     Configpath = AppPath + QStringLiteral("/Config");
