@@ -1,0 +1,143 @@
+// Speed and memory of the cached dataset over the measurement rows of one run.
+//   dataset_bench DATABASE [VERSUCHSNR [PASSWORD]]
+// DATABASE is a demo database (tools/orvexDemo create FILE --rows N); the run
+// defaults to the large one, 'BENCH-GROSS'. Prints, in one run:
+//   - a plain loop over the query that reads the twelve float columns straight
+//     from the client's row buffers (the floor: server work plus decoding),
+//   - the dataset: open, FetchAll, and a walk from First to Eof reading the twelve
+//     float fields into arrays,
+// with rows per second, the ratio, and the resident memory the open dataset adds
+// and the process's peak.
+
+#include "dbaccess/pFIBDataSet.h"
+#include "dbaccess/pFIBDatabase.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace {
+const char* Sql =
+    "SELECT AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, "
+    "I_01, I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09 FROM MESSDATEN "
+    "WHERE AUFTRAGKEY = :KEY ORDER BY ZEITPUNKT";
+const char* FloatNames[] = {"ZEIT_STD", "T", "RF", "U", "I_01", "I_02", "I_03", "I_04", "I_05", "I_06", "I_07", "I_08"};
+
+long StatusKb(const char* key)
+{
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray all = f.readAll();
+    const int at = all.indexOf(key);
+    if (at < 0)
+        return -1;
+    return all.mid(at + static_cast<int>(std::strlen(key))).trimmed().split(' ').front().toLong();
+}
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: dataset_bench DATABASE [VERSUCHSNR [PASSWORD]]\n");
+        return 2;
+    }
+    const QString run = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("BENCH-GROSS");
+    const QString password = argc > 3 ? QString::fromLocal8Bit(argv[3]) : QStringLiteral("kestrel42");
+    TpFIBDatabase db;
+    db.SetName("Bench");
+    db.SetDBName(QString::fromLocal8Bit(argv[1]));
+    db.SetSQLDialect(3);
+    db.DBParams().Assign({"user_name=SYSDBA", "password=" + password, "lc_ctype=WIN1252"});
+    db.Open();
+    TpFIBTransaction tr;
+    tr.AddDatabase(&db);
+    db.SetDefaultTransaction(&tr);
+    tr.StartTransaction();
+
+    TFIBQuery key;
+    key.SetDatabase(&db);
+    key.SetTransaction(&tr);
+    key.SQL().SetText(QStringLiteral("SELECT AUFTRAGKEY FROM AUFTRAEGE WHERE VERSUCHSNR = :NR"));
+    key.Prepare();
+    key.Params()[0].SetAsString(run);
+    key.ExecQuery();
+    if (key.Eof()) {
+        std::fprintf(stderr, "no run %s\n", qPrintable(run));
+        return 1;
+    }
+    const int runKey = key.Current()[0].AsInteger();
+    key.Close();
+
+    // Plain loop: the statement alone, floats read from the row buffers.
+    std::vector<std::vector<double>> plain(12);
+    TFIBQuery q;
+    q.SetDatabase(&db);
+    q.SetTransaction(&tr);
+    q.SQL().SetText(QString::fromLatin1(Sql));
+    q.Prepare();
+    q.Params()[0].SetAsInteger(runKey);
+    int cols[12];
+    for (int i = 0; i < 12; ++i)
+        cols[i] = q.Current().IndexOf(QString::fromLatin1(FloatNames[i]));
+    QElapsedTimer timer;
+    timer.start();
+    q.ExecQuery();
+    long long plainRows = 0;
+    while (!q.Eof()) {
+        TFIBXSQLDA& row = q.Current();
+        for (int i = 0; i < 12; ++i)
+            plain[static_cast<std::size_t>(i)].push_back(row[cols[i]].AsDouble());
+        ++plainRows;
+        q.Next();
+    }
+    q.Close();
+    const double plainSec = timer.nsecsElapsed() / 1e9;
+    plain.clear();
+    plain.shrink_to_fit();
+
+    const long rssBefore = StatusKb("VmRSS:");
+    TpFIBDataSet ds;
+    ds.SetName("Messdaten");
+    ds.SetDatabase(&db);
+    ds.SetTransaction(&tr);
+    ds.SetSelectSQL(QString::fromLatin1(Sql));
+    ds.Prepare();
+    ds.ParamByName("KEY")->SetAsInteger(runKey);
+    std::vector<std::vector<double>> values(12);
+    timer.restart();
+    ds.Open();
+    ds.FetchAll();
+    const double fetchSec = timer.nsecsElapsed() / 1e9;
+    const long rssOpen = StatusKb("VmRSS:");
+    TField* fields[12];
+    for (int i = 0; i < 12; ++i) {
+        fields[i] = ds.FieldByName(QString::fromLatin1(FloatNames[i]));
+        values[static_cast<std::size_t>(i)].reserve(static_cast<std::size_t>(ds.RecordCount()));
+    }
+    long long rows = 0;
+    for (ds.First(); !ds.Eof(); ds.Next()) {
+        for (int i = 0; i < 12; ++i)
+            values[static_cast<std::size_t>(i)].push_back(fields[i]->AsFloat());
+        ++rows;
+    }
+    const double dsSec = timer.nsecsElapsed() / 1e9;
+
+    std::printf("rows                      %lld (plain %lld)\n", rows, plainRows);
+    std::printf("plain fetch loop          %.3f s  %.0f rows/s\n", plainSec, plainRows / plainSec);
+    std::printf("dataset open+fetch all    %.3f s\n", fetchSec);
+    std::printf("dataset open+fetch+walk   %.3f s  %.0f rows/s\n", dsSec, rows / dsSec);
+    std::printf("ratio dataset / plain     %.2f\n", dsSec / plainSec);
+    std::printf("stored record size        %d bytes\n", ds.RecordsCache()->StoredRecordSize());
+    std::printf("cache memory              %.1f MB\n", ds.RecordsCache()->MemoryUsed() / 1048576.0);
+    std::printf("RSS added by open dataset %.1f MB\n", (rssOpen - rssBefore) / 1024.0);
+    std::printf("process peak (VmHWM)      %.1f MB\n", StatusKb("VmHWM:") / 1024.0);
+    ds.Close();
+    tr.Commit();
+    db.Close();
+    return 0;
+}

@@ -1,0 +1,472 @@
+#pragma once
+// The dataset over a SELECT: rows are fetched from a TFIBQuery only when the
+// cursor needs them, copied into fixed-size records of TRecordsCache, and read by
+// the field objects straight from those records. A record buffer of the dataset
+// holds only a position and a row number while browsing; it gets a private copy
+// of the row while it is edited.
+
+#include "dbaccess/DB.h"
+#include "dbaccess/FIBQuery.h"
+
+#include <QStringList>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+class EMemManagerError : public Exception {
+public:
+    using Exception::Exception;
+};
+
+enum TpFIBDsOption : std::uint32_t {
+    poTrimCharFields = 1u << 0,
+    poRefreshAfterPost = 1u << 1,
+    poRefreshDeletedRecord = 1u << 2,
+    poStartTransaction = 1u << 3,
+    poAutoFormatFields = 1u << 4,
+    poProtectedEdit = 1u << 5,
+    poUseSelectForLock = 1u << 6,
+    poKeepSorting = 1u << 7,
+    poPersistentSorting = 1u << 8,
+    poVisibleRecno = 1u << 9,
+    poNoForceIsNull = 1u << 10,
+    poFetchAll = 1u << 11,
+    poFreeHandlesAfterClose = 1u << 12,
+    poCacheCalcFields = 1u << 13,
+    poRefreshAfterDelete = 1u << 14,
+    poDontCloseAfterEndTransaction = 1u << 15
+};
+using TpFIBDsOptions = std::uint32_t;
+
+enum TpPrepareOption : std::uint32_t {
+    pfSetRequiredFields = 1u << 0,
+    pfSetReadOnlyFields = 1u << 1,
+    pfImportDefaultValues = 1u << 2,
+    psUseBooleanField = 1u << 3,
+    psUseGuidField = 1u << 4,
+    psSQLINT64ToBCD = 1u << 5,
+    psApplyRepositary = 1u << 6,
+    psGetOrderInfo = 1u << 7,
+    psAskRecordCount = 1u << 8,
+    psCanEditComputedFields = 1u << 9,
+    psSetEmptyStrToNull = 1u << 10,
+    psSupportUnicodeBlobs = 1u << 11,
+    psUseLargeIntField = 1u << 12
+};
+using TpPrepareOptions = std::uint32_t;
+
+enum TDetailCondition : std::uint8_t {
+    dcForceOpen = 1,
+    dcIgnoreMasterClose = 2,
+    dcForceMasterRefresh = 4,
+    dcWaitEndMasterScroll = 8
+};
+using TDetailConditions = std::uint8_t;
+
+enum TCachedUpdateStatus : std::uint8_t {
+    cusUnmodified,
+    cusModified,
+    cusInserted,
+    cusDeleted,
+    cusUninserted,
+    cusDeletedApplied
+};
+
+enum TCacheModelKind { cmkStandard, cmkLimitedBufferSize };
+struct TCacheModelOptions {
+    TCacheModelKind CacheModelKind = cmkStandard;
+    int BufferChunks = 32;
+};
+
+// The option sets as the program stored them: one boolean per name. The first
+// stored name read resets the three sets to their defaults once per object.
+constexpr TpFIBDsOptions DefaultDsOptions = poTrimCharFields | poRefreshAfterPost | poStartTransaction | poAutoFormatFields;
+constexpr TpPrepareOptions DefaultPrepareOptions =
+    pfImportDefaultValues | psUseBooleanField | psGetOrderInfo | psSetEmptyStrToNull;
+
+// Formats given to fields on open while poAutoFormatFields is on.
+struct TFormatFields {
+    QString DateTimeDisplayFormat = QStringLiteral("dd.mm.yyyy hh:nn");
+    QString DisplayFormatDate = QStringLiteral("dd.mm.yyyy");
+    QString DisplayFormatTime = QStringLiteral("hh:nn");
+    // The scale's zeros follow these.
+    QString NumericDisplayFormat = QStringLiteral("#,##0.");
+    QString NumericEditFormat = QStringLiteral("0.");
+};
+
+// One output column as the cache stores it.
+struct TFIBFieldDescr {
+    short SqlType = 0;      // nullable bit cleared
+    short Scale = 0;
+    int Size = 0;           // bytes in the record (0 for a long string)
+    int Offset = 0;         // in the record
+    bool Nullable = false;
+    bool IsDBKey = false;
+    bool IsLongString = false;
+    int LongStringIndex = -1;
+    int CharsetId = 0;
+    int ServerLength = 0;   // sqllen of the column
+    bool Int64AsDouble = false;  // an INT64 of scale below -4 kept as a float
+    bool IsMemo = false;    // a text blob, kept in the string store
+    double Divisor = 1;     // 10^-scale for scaled integers
+    std::uint8_t Coding = 2;  // 0 latin-1, 1 UTF-8, 2 windows-1252
+    QString RelationName;
+    QString FieldName;
+    QString TableAlias;
+};
+using TFIBFieldDescrList = std::vector<TFIBFieldDescr>;
+
+// Texts of one column, one slot per row; bytes live in one arena so that a row
+// costs eight bytes plus the text it really has.
+class TStringCollection {
+public:
+    void Set(int row, const char* data, int length);
+    QByteArray Get(int row) const;
+    const char* Data(int row, int& length) const;
+    void Clear();
+    std::size_t Bytes() const { return fData.size(); }
+
+private:
+    std::vector<std::uint32_t> fStart;
+    std::vector<std::uint32_t> fLength;
+    std::vector<char> fData;
+};
+
+class TRecordsCache {
+public:
+    TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount);
+    TRecordsCache(const TRecordsCache&) = delete;
+    TRecordsCache& operator=(const TRecordsCache&) = delete;
+
+    int Count() const { return fCount; }
+    int StoredRecordSize() const { return fRecordSize; }
+    int RecordsPerBlock() const { return fRecordsPerBlock; }
+    // A new zeroed slot at the end; its number.
+    int AddRecord();
+    std::byte* Record(int row);
+    const std::byte* Record(int row) const;
+    // Checked forms with the cache's messages.
+    std::byte* WriteRecord(int row);
+    const std::byte* ReadRecord(int row) const;
+    TStringCollection& Strings(int index) { return fStrings[static_cast<std::size_t>(index)]; }
+    const TStringCollection& Strings(int index) const { return fStrings[static_cast<std::size_t>(index)]; }
+
+    // Old values of edited rows.
+    void SaveOld(int row);
+    const std::vector<std::byte>* OldRecord(int row) const;
+    const std::vector<QByteArray>* OldStrings(int row) const;
+
+    // Visible order; empty while it is the slot order.
+    std::vector<int> Map;
+    bool HasMap = false;
+    std::size_t MemoryUsed() const;
+
+private:
+    int fRecordSize;
+    int fBlockSize;
+    int fRecordsPerBlock;
+    int fCount = 0;
+    std::vector<std::unique_ptr<std::byte[]>> fBlocks;
+    std::vector<TStringCollection> fStrings;
+    struct TOld {
+        std::vector<std::byte> Data;
+        std::vector<QByteArray> Strings;
+    };
+    std::unordered_map<int, TOld> fOld;
+};
+
+class TFIBCustomDataSet;
+
+// The link from a master's data source to a detail dataset: the detail follows
+// the master's row.
+class TFIBDataLink : public TDetailDataLink {
+public:
+    explicit TFIBDataLink(TFIBCustomDataSet* detail) : fDetail(detail) {}
+    TDataSet* DetailDataSet() const override;
+
+protected:
+    void ActiveChanged() override;
+    void DataSetChanged() override;
+    void DataSetScrolled(int distance) override;
+    void RecordChanged(TField* field) override;
+
+private:
+    void MasterRowChanged();
+    TFIBCustomDataSet* fDetail;
+};
+
+class TFIBCustomDataSet : public TDataSet {
+public:
+    explicit TFIBCustomDataSet(TComponent* owner = nullptr);
+    ~TFIBCustomDataSet() override;
+
+    TFIBDatabase* Database() const { return fQSelect->Database(); }
+    void SetDatabase(TFIBDatabase* value);
+    TFIBTransaction* Transaction() const { return fQSelect->Transaction(); }
+    void SetTransaction(TFIBTransaction* value);
+    TFIBStringList& SelectSQL() { return fQSelect->SQL(); }
+    void SetSelectSQL(const QString& text);
+    TFIBQuery* QSelect() const { return fQSelect.get(); }
+    TFIBXSQLDA& Params() { return fQSelect->Params(); }
+    TFIBXSQLVAR* ParamByName(const QString& name) { return fQSelect->Params().ByName(name); }
+
+    // The master of a detail dataset.
+    TDataSource* DataSource() const override { return fDataLink->DataSource(); }
+    void SetDataSource(TDataSource* value);
+    // Closes and opens again with the master's current values in the parameters.
+    void ReopenDetail();
+
+    TpFIBDsOptions Options() const { return fOptions; }
+    void SetOptions(TpFIBDsOptions value) { fOptions = value; }
+    TpPrepareOptions PrepareOptions() const { return fPrepareOptions; }
+    void SetPrepareOptions(TpPrepareOptions value);
+    TDetailConditions DetailConditions() const { return fDetailConditions; }
+    void SetDetailConditions(TDetailConditions value) { fDetailConditions = value; }
+    // Reads one option as stored by name (see the mapping of stored names).
+    void ReadStoredOption(const QString& storedName, bool value);
+    TCacheModelOptions& CacheModelOptions() { return fCacheModelOptions; }
+    bool CachedUpdates() const { return fCachedUpdates; }
+    void SetCachedUpdates(bool value);
+    bool UniDirectional() const { return fUniDirectional; }
+    void SetUniDirectional(bool value);
+
+    void Prepare();
+    bool Prepared() const { return fPrepared; }
+    void FetchAll();
+    // Fetches up to count rows; answers how many came.
+    int FetchNext(int count);
+    bool AllFetched() const { return fAllFetched; }
+    void CloseOpen(bool fetchAll);
+    // Reopens and stands on the same row again (by row number when it still exists).
+    void FullRefresh();
+    // Reopens and goes to the row with the same values of the ";"-separated fields.
+    void ReopenLocate(const QString& fields);
+
+    bool LocateNext(const QString& keyFields, const QVariant& keyValues, TLocateOptions options);
+    bool LocatePrior(const QString& keyFields, const QVariant& keyValues, TLocateOptions options);
+
+    // Sorts the rows in the client; fields and directions pair up.
+    void DoSort(const QStringList& fields, const std::vector<bool>& ascending);
+    std::function<void(TField* field, int rowA, int rowB, int& result)> OnCompareFieldValues;
+
+    TBookmark GetBookmark() const override;
+    void GotoBookmark(const TBookmark& bookmark) override;
+    bool BookmarkValid(const TBookmark& bookmark) const override;
+    int CompareBookmarks(const TBookmark& a, const TBookmark& b) const override;
+
+    const TFIBFieldDescrList& FieldDescriptors() const { return fDescr; }
+    const TRecordsCache* RecordsCache() const { return fCache.get(); }
+    // Rows copied from the server so far.
+    int RecordsFetched() const { return fCache ? fCache->Count() - fInserted : 0; }
+    TCachedUpdateStatus CachedUpdateStatus() const;
+
+    TNotifyEvent TransactionEnding;
+    TNotifyEvent TransactionEnded;
+    TNotifyEvent DatabaseDisconnecting;
+    TNotifyEvent DatabaseDisconnected;
+
+    bool GetFieldData(TField* field, double* value) override;
+    bool GetFieldData(TField* field, qint64* value) override;
+    bool GetFieldData(TField* field, QString* value) override;
+    bool GetFieldData(TField* field, QByteArray* value) override;
+    void SetFieldData(TField* field, const double* value) override;
+    void SetFieldData(TField* field, const qint64* value) override;
+    void SetFieldData(TField* field, const QString* value) override;
+    void SetFieldData(TField* field, const QByteArray* value) override;
+
+protected:
+    struct TBuf {
+        int Pos = -1;  // visible position
+        int Row = -1;  // slot in the cache
+        bool HasCopy = false;
+        std::vector<std::byte> Data;
+        std::vector<QByteArray> Long;
+    };
+    static TBuf* Buf(TRecordBuffer b) { return reinterpret_cast<TBuf*>(b); }
+
+    TRecordBuffer AllocRecordBuffer() override;
+    void FreeRecordBuffer(TRecordBuffer& buffer) override;
+    TGetResult GetRecord(TRecordBuffer buffer, TGetMode mode, bool doCheck) override;
+    bool GetRecordAt(TRecordBuffer buffer, int row) override;
+    void InternalInitRecord(TRecordBuffer buffer) override;
+    void InternalSetToRecord(TRecordBuffer buffer) override;
+    void InternalOpen() override;
+    void InternalClose() override;
+    bool IsCursorOpen() const override { return fCursorOpen; }
+    void InternalFirst() override { fCurrent = -1; }
+    void InternalLast() override;
+    void InternalSetRecNo(int value) override;
+    int GetRecNo() const override;
+    int GetRecordCount() const override;
+    void InternalEdit() override;
+    void InternalInsert() override;
+    void InternalPost() override;
+    void InternalCancel() override;
+    void InternalDelete() override;
+    void InternalRefresh() override;
+    void GetBookmarkData(TRecordBuffer buffer, TBookmark& bookmark) const override;
+    void InternalGotoBookmark(const TBookmark& bookmark) override;
+    std::unique_ptr<TField> CreateFieldOfType(TFieldType type) override;
+
+    TFormatFields fDefaultFormats;
+    void CheckDatasetClosed(const QString& verb) const;
+    void CheckDatasetOpen(const QString& verb) const;
+
+private:
+    friend class TFIBDataLink;
+    void SetMasterParams();
+    void InitFieldDefs();
+    void BuildDescriptors();
+    void ApplyAutoFormats();
+    bool FetchOne();
+    void CopyRow(int row);
+    int VisibleCount() const;
+    int RowAt(int pos) const;
+    void EnsureMap();
+    void FillBuf(TBuf* b, int pos) const;
+    int PositionOfRow(int row) const;
+    bool RowVisible(int row) const;
+    // The record bytes and long strings a field reads now.
+    const std::byte* ReadSource(TField* field, int& row, const std::vector<QByteArray>*& longs) const;
+    TBuf* WriteTarget(TField* field) const;
+    QString TextOf(const TFIBFieldDescr& d, const std::byte* rec, int row, const std::vector<QByteArray>* longs) const;
+    static double FloatOf(const TFIBFieldDescr& d, const std::byte* rec);
+    void OnSelectTransactionEnding();
+    void OnSelectDisconnecting();
+    void KeepOrClose();
+    int CompareRows(const std::vector<int>& cols, const std::vector<bool>& asc, int a, int b) const;
+    bool Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from, int step);
+
+    std::unique_ptr<TFIBQuery> fQSelect;
+    std::unique_ptr<TFIBDataLink> fDataLink;
+    std::unique_ptr<TRecordsCache> fCache;
+    TFIBFieldDescrList fDescr;
+    TpFIBDsOptions fOptions = DefaultDsOptions;
+    TpPrepareOptions fPrepareOptions = DefaultPrepareOptions;
+    TDetailConditions fDetailConditions = 0;
+    TCacheModelOptions fCacheModelOptions;
+    bool fOptionsReset = false;
+    bool fCachedUpdates = false;
+    bool fUniDirectional = false;
+    bool fPrepared = false;
+    bool fCursorOpen = false;
+    bool fQueryOpen = false;
+    bool fPending = false;
+    bool fAllFetched = false;
+    int fCurrent = -1;
+    int fInserted = 0;
+    int fDeleted = 0;
+    int fInsertPos = 0;
+    int fStoredSize = 0;
+    int fNullOffset = 0;
+    int fLongCount = 0;
+    QStringList fSortFields;
+    std::vector<bool> fSortAscending;
+};
+
+class TFIBDataSet : public TFIBCustomDataSet {
+public:
+    using TFIBCustomDataSet::TFIBCustomDataSet;
+};
+
+// ---- Field classes ----
+class TFIBStringField : public TStringField {
+public:
+    explicit TFIBStringField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool EmptyStrToNull = true;
+    void SetAsString(const QString& value) override;
+};
+
+class TFIBWideStringField : public TWideStringField {
+public:
+    explicit TFIBWideStringField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool EmptyStrToNull = true;
+    void SetAsString(const QString& value) override;
+};
+
+class TFIBFloatField : public TFloatField {
+public:
+    explicit TFIBFloatField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool RoundByScale = false;
+    int Scale = 0;  // of the column, taken at open
+    double AsFloat() const override;
+    void SetAsFloat(double value) override;
+};
+
+class TFIBBCDField : public TBCDField {
+public:
+    explicit TFIBBCDField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBIntegerField : public TIntegerField {
+public:
+    explicit TFIBIntegerField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBSmallIntField : public TSmallintField {
+public:
+    explicit TFIBSmallIntField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBLargeIntField : public TLargeintField {
+public:
+    explicit TFIBLargeIntField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBBooleanField : public TBooleanField {
+public:
+    explicit TFIBBooleanField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    QString StringFalse = QStringLiteral("False");
+    QString StringTrue = QStringLiteral("True");
+    void SetAsString(const QString& value) override;
+
+protected:
+    QString TrueText() const override { return StringTrue; }
+    QString FalseText() const override { return StringFalse; }
+};
+
+class TFIBDateField : public TDateField {
+public:
+    explicit TFIBDateField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBTimeField : public TTimeField {
+public:
+    explicit TFIBTimeField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool ShowMsec = false;
+
+protected:
+    QString DefaultText(TDateTime value) const override;
+};
+
+class TFIBDateTimeField : public TDateTimeField {
+public:
+    explicit TFIBDateTimeField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool ShowMsec = false;
+
+protected:
+    QString DefaultText(TDateTime value) const override;
+};
+
+class TFIBBlobField : public TBlobField {
+public:
+    explicit TFIBBlobField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    bool IsClientField = false;
+};
+
+class TFIBMemoField : public TMemoField {
+public:
+    explicit TFIBMemoField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBGuidField : public TGuidField {
+public:
+    explicit TFIBGuidField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};
+
+class TFIBArrayField : public TBytesField {
+public:
+    explicit TFIBArrayField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+};

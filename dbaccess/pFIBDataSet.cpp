@@ -1,0 +1,3 @@
+#include "dbaccess/pFIBDataSet.h"
+
+TpFIBDataSet::TpFIBDataSet(TComponent* owner) : TFIBDataSet(owner) {}

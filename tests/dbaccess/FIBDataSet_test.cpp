@@ -1,0 +1,485 @@
+// The cached dataset against a real embedded database: fetch on demand, every
+// column type through its field class, long strings in the string store, CHAR
+// trimming, navigation, sort, locate, bookmarks, editing on the cache and the
+// rules at the end of a transaction.
+
+#include "DbTestSupport.h"
+#include "dbaccess/pFIBDataSet.h"
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+
+#include <QDate>
+#include <QTime>
+
+class DataSetTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        sDir = new QTemporaryDir();
+        ASSERT_TRUE(sDir->isValid());
+        sPath = sDir->filePath("DataSet.fdb");
+        auto db = CreateTestDatabase(sPath);
+        db->Open();
+        TFIBTransaction tr;
+        tr.AddDatabase(db.get());
+        tr.StartTransaction();
+        tr.ExecSQLImmediate(
+            "create table VALS (ID integer not null primary key, SI smallint, I integer, BI bigint, "
+            "N52 numeric(5,2), N182 numeric(18,2), N186 numeric(18,6), F float, DP double precision, "
+            "DT date, TM time, TS timestamp, CH char(10), VC varchar(10), KOMMENTAR varchar(2000), "
+            "BT blob sub_type text, BO boolean, VU varchar(10) character set UTF8)");
+        tr.ExecSQLImmediate("create table ROWS_ (ID integer not null primary key, NAME varchar(20), V double precision)");
+        tr.ExecSQLImmediate("create table DET (MID integer, X integer)");
+        tr.Commit();
+        tr.StartTransaction();
+        for (int m = 1; m <= 3; ++m)
+            for (int k = 1; k <= m; ++k)
+                tr.ExecSQLImmediate(QStringLiteral("insert into DET values (%1, %2)").arg(m).arg(m * 10 + k).toLatin1());
+        for (int i = 1; i <= 25; ++i)
+            tr.ExecSQLImmediate(QStringLiteral("insert into ROWS_ values (%1, 'Name %2', %3)")
+                                    .arg(i)
+                                    .arg(i % 5)
+                                    .arg((i * 7) % 11)
+                                    .toLatin1());
+        tr.Commit();
+        db->Close();
+    }
+    static void TearDownTestSuite()
+    {
+        delete sDir;
+        sDir = nullptr;
+    }
+    void SetUp() override
+    {
+        db = std::make_unique<TpFIBDatabase>();
+        db->SetName("DB");
+        db->SetLibraryName(ClientLibraryName);
+        db->SetDBName(sPath);
+        db->SetSQLDialect(3);
+        SetLoginParams(*db);
+        db->Open();
+        tr = std::make_unique<TpFIBTransaction>();
+        tr->SetName("TR");
+        tr->AddDatabase(db.get());
+        db->SetDefaultTransaction(tr.get());
+        tr->StartTransaction();
+        tr->ExecSQLImmediate("delete from VALS");
+    }
+    void TearDown() override
+    {
+        ds.reset();
+        if (tr->Active())
+            tr->Rollback();
+        tr.reset();
+        db->Close();
+    }
+    std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
+    {
+        auto d = std::make_unique<TpFIBDataSet>();
+        d->SetName("DS");
+        d->SetDatabase(db.get());
+        d->SetTransaction(tr.get());
+        d->SetSelectSQL(sql);
+        return d;
+    }
+    void Exec(const QString& sql) { tr->ExecSQLImmediate(sql.toUtf8()); }
+
+    static inline QTemporaryDir* sDir = nullptr;
+    static inline QString sPath;
+    std::unique_ptr<TpFIBDatabase> db;
+    std::unique_ptr<TpFIBTransaction> tr;
+    std::unique_ptr<TpFIBDataSet> ds;
+};
+
+TEST_F(DataSetTest, EmptyResultIsBothEndsWithFieldsKept)
+{
+    ds = MakeDataSet("select * from VALS");
+    ds->Open();
+    EXPECT_TRUE(ds->Active());
+    EXPECT_TRUE(ds->Eof());
+    EXPECT_TRUE(ds->Bof());
+    EXPECT_EQ(ds->RecordCount(), 0);
+    EXPECT_EQ(ds->Fields().Count(), 18);
+    EXPECT_TRUE(ds->FieldByName("DP")->IsNull());
+    ds->Next();
+    ds->Last();
+    EXPECT_TRUE(ds->Eof());
+    ds->Close();
+    EXPECT_EQ(ds->Fields().Count(), 0);
+}
+
+TEST_F(DataSetTest, RowsAreFetchedOnlyWhenNeeded)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    EXPECT_EQ(ds->RecordCount(), 1);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+    ds->Next();
+    ds->Next();
+    EXPECT_EQ(ds->RecordCount(), 3);
+    EXPECT_EQ(ds->RecNo(), 3);
+    EXPECT_EQ(ds->FetchNext(5), 5);
+    EXPECT_EQ(ds->RecordCount(), 8);
+    EXPECT_EQ(ds->RecNo(), 3);
+    ds->Last();
+    EXPECT_EQ(ds->RecordCount(), 25);
+    EXPECT_TRUE(ds->AllFetched());
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 25);
+    EXPECT_TRUE(ds->Eof());
+    ds->Next();
+    EXPECT_TRUE(ds->Eof());
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 25);
+
+    ds->First();
+    EXPECT_TRUE(ds->Bof());
+    ds->Prior();
+    EXPECT_EQ(ds->RecNo(), 1);
+    EXPECT_EQ(ds->MoveBy(30), 24);
+    EXPECT_TRUE(ds->Eof());
+    EXPECT_EQ(ds->MoveBy(-4), -4);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 21);
+    ds->SetRecNo(7);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 7);
+
+    // A walk from first to last sees every row once, in order.
+    int expected = 1;
+    for (ds->First(); !ds->Eof(); ds->Next())
+        EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), expected++);
+    EXPECT_EQ(expected, 26);
+
+    // Reopening starts again with one fetched row.
+    ds->Close();
+    EXPECT_EQ(ds->RecordCount(), 0);
+    ds->Open();
+    EXPECT_EQ(ds->RecordCount(), 1);
+    ds->FetchAll();
+    EXPECT_EQ(ds->RecordCount(), 25);
+}
+
+TEST_F(DataSetTest, AskRecordCountAsksTheServer)
+{
+    ds = MakeDataSet("select * from ROWS_ where ID > :LOW");
+    ds->SetPrepareOptions(ds->PrepareOptions() | psAskRecordCount);
+    ds->Prepare();
+    ds->ParamByName("LOW")->SetAsInteger(5);
+    ds->Open();
+    EXPECT_EQ(ds->RecordCount(), 20);
+    EXPECT_EQ(ds->RecordsFetched(), 1);
+}
+
+TEST_F(DataSetTest, EveryMappedTypeReadsBackThroughItsField)
+{
+    Exec("insert into VALS values (1, -12, 123456, 9000000000, 123.45, 1234567890123.25, 12.345678, 1.5, "
+         "2.25e10, '2024-02-29', '13:45:30.1230', '2024-02-29 13:45:30.5000', 'abc', 'xyz  ', 'long', "
+         "'memo text', true, 'Grüße')");
+    Exec("insert into VALS (ID) values (2)");
+    ds = MakeDataSet("select * from VALS order by ID");
+    ds->Open();
+
+    auto f = [&](const char* name) { return ds->FieldByName(name); };
+    EXPECT_NE(dynamic_cast<TFIBSmallIntField*>(f("SI")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBIntegerField*>(f("I")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBBCDField*>(f("BI")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBFloatField*>(f("N52")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBBCDField*>(f("N182")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBFloatField*>(f("N186")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBFloatField*>(f("F")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBFloatField*>(f("DP")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBDateField*>(f("DT")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBTimeField*>(f("TM")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBDateTimeField*>(f("TS")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBStringField*>(f("CH")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBMemoField*>(f("BT")), nullptr);
+    EXPECT_NE(dynamic_cast<TFIBBooleanField*>(f("BO")), nullptr);
+    EXPECT_EQ(f("N182")->Size(), 2);
+    EXPECT_EQ(f("CH")->Size(), 10);
+
+    EXPECT_EQ(f("SI")->AsInteger(), -12);
+    EXPECT_EQ(f("I")->AsInteger(), 123456);
+    EXPECT_DOUBLE_EQ(f("BI")->AsFloat(), 9000000000.0);
+    EXPECT_DOUBLE_EQ(f("N52")->AsFloat(), 123.45);
+    EXPECT_DOUBLE_EQ(f("N182")->AsFloat(), 1234567890123.25);
+    EXPECT_NEAR(f("N186")->AsFloat(), 12.345678, 1e-12);
+    EXPECT_DOUBLE_EQ(f("F")->AsFloat(), 1.5);
+    EXPECT_DOUBLE_EQ(f("DP")->AsFloat(), 2.25e10);
+    EXPECT_EQ(DateTimeToQDateTime(f("DT")->AsDateTime()).date(), QDate(2024, 2, 29));
+    EXPECT_EQ(DateTimeToQDateTime(f("TM")->AsDateTime()).time(), QTime(13, 45, 30, 123));
+    EXPECT_EQ(DateTimeToQDateTime(f("TS")->AsDateTime()), QDateTime(QDate(2024, 2, 29), QTime(13, 45, 30, 500)));
+    EXPECT_EQ(f("CH")->AsString(), "abc");
+    EXPECT_EQ(f("VC")->AsString(), "xyz");
+    EXPECT_EQ(f("KOMMENTAR")->AsString(), "long");
+    EXPECT_EQ(f("BT")->AsString(), "memo text");
+    EXPECT_TRUE(f("BO")->AsBoolean());
+    EXPECT_EQ(f("VU")->AsString(), QString::fromUtf8("Grüße"));
+    // Automatic formats: a scaled column gets its decimals, dates their pattern.
+    EXPECT_EQ(f("N52")->DisplayFormat(), "#,##0.00");
+    EXPECT_EQ(f("N52")->DisplayText(), FormatFloat("#,##0.00", 123.45));
+    EXPECT_EQ(f("TS")->DisplayText(), "29.02.2024 13:45");
+
+    ds->Next();
+    for (TField* field : ds->Fields()) {
+        if (field->FieldName() != "ID") {
+            EXPECT_TRUE(field->IsNull()) << field->FieldName().toStdString();
+        }
+    }
+    EXPECT_EQ(f("DP")->AsFloat(), 0.0);
+    EXPECT_EQ(f("CH")->AsString(), "");
+}
+
+TEST_F(DataSetTest, LargeIntAndInt64AsBcdOptions)
+{
+    Exec("insert into VALS (ID, BI, N186) values (1, 9007199254740993, 1.000001)");
+    ds = MakeDataSet("select BI, N186 from VALS");
+    ds->SetPrepareOptions(ds->PrepareOptions() | psUseLargeIntField | psSQLINT64ToBCD);
+    ds->Open();
+    EXPECT_NE(dynamic_cast<TFIBLargeIntField*>(ds->FieldByName("BI")), nullptr);
+    EXPECT_EQ(ds->FieldByName("BI")->AsLargeInt(), 9007199254740993LL);
+    EXPECT_NE(dynamic_cast<TFIBBCDField*>(ds->FieldByName("N186")), nullptr);
+    EXPECT_EQ(ds->FieldByName("N186")->Size(), 6);
+    const QString message = ThrownMessage([&] { ds->SetPrepareOptions(ds->PrepareOptions() & ~psUseLargeIntField); });
+    EXPECT_TRUE(message.contains("change psUseBooleanField or psSQLINT64ToBCD or psUseLargeIntField")) << message.toStdString();
+}
+
+TEST_F(DataSetTest, LongTextCostsOnlyItsTrimmedLengthAndCharFieldsAreTrimmed)
+{
+    Exec("insert into VALS (ID, CH, KOMMENTAR) values (1, 'abc', 'abc' || lpad('', 1997, ' '))");
+    Exec("insert into VALS (ID, CH, KOMMENTAR) values (2, ' x', '')");
+    ds = MakeDataSet("select ID, CH, KOMMENTAR from VALS order by ID");
+    ds->Open();
+    ds->FetchAll();
+    const TFIBFieldDescr& d = ds->FieldDescriptors()[2];
+    EXPECT_TRUE(d.IsLongString);
+    EXPECT_EQ(d.Size, 0);
+    EXPECT_FALSE(ds->FieldDescriptors()[1].IsLongString);
+    EXPECT_LT(ds->RecordsCache()->StoredRecordSize(), 40);
+    EXPECT_EQ(ds->RecordsCache()->Strings(d.LongStringIndex).Bytes(), 3u);
+    EXPECT_EQ(ds->FieldByName("KOMMENTAR")->AsString(), "abc");
+    EXPECT_EQ(ds->FieldByName("CH")->AsString(), "abc");
+    ds->Next();
+    EXPECT_EQ(ds->FieldByName("CH")->AsString(), " x");
+    EXPECT_FALSE(ds->FieldByName("KOMMENTAR")->IsNull());
+    EXPECT_EQ(ds->FieldByName("KOMMENTAR")->AsString(), "");
+    ds->Close();
+
+    ds->SetOptions(ds->Options() & ~poTrimCharFields);
+    ds->Open();
+    EXPECT_EQ(ds->FieldByName("CH")->AsString(), "abc       ");
+}
+
+TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    // Locate fetches as it searches.
+    EXPECT_TRUE(ds->Locate("ID", 12, {}));
+    EXPECT_EQ(ds->RecNo(), 12);
+    EXPECT_FALSE(ds->Locate("ID", 99, {}));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 12);
+    EXPECT_TRUE(ds->Locate("NAME", "name 3", loCaseInsensitive));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 3);
+    EXPECT_TRUE(ds->LocateNext("NAME", "name 3", loCaseInsensitive));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+    EXPECT_TRUE(ds->LocateNext("NAME", "Name", loPartialKey));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 9);
+    EXPECT_TRUE(ds->LocatePrior("NAME", "Name 3", {}));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+    EXPECT_EQ(ds->Lookup("ID", 20, "NAME").toString(), "Name 0");
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+
+    const TBookmark mark = ds->Bookmark();
+    // Sort: V descending, then ID ascending; the cursor stays on its row.
+    ds->DoSort({"V", "ID"}, {false, true});
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+    EXPECT_EQ(ds->RecordCount(), 25);
+    double lastV = 1e9;
+    int lastId = 0;
+    for (ds->First(); !ds->Eof(); ds->Next()) {
+        const double v = ds->FieldByName("V")->AsFloat();
+        const int id = ds->FieldByName("ID")->AsInteger();
+        EXPECT_TRUE(v < lastV || (v == lastV && id > lastId));
+        lastV = v;
+        lastId = id;
+    }
+    ds->GotoBookmark(mark);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+    EXPECT_TRUE(ThrownMessage([&] { ds->DoSort({"NOPE"}, {true}); }).contains("Can't sort. Invalid parameter: Fields[NOPE]"));
+
+    ds->Edit();
+    EXPECT_EQ(ThrownMessage([&] { (void)ds->Bookmark(); }), "Can't use bookmark. DataSet not in browse mode");
+    ds->Cancel();
+}
+
+TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    ds->Next();
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("changed");
+    ds->FieldByName("V")->SetAsFloat(-1.25);
+    ds->Post();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
+    EXPECT_EQ(ds->CachedUpdateStatus(), cusModified);
+    ds->Next();
+    ds->Prior();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
+    EXPECT_DOUBLE_EQ(ds->FieldByName("V")->AsFloat(), -1.25);
+
+    // Empty text means null for string fields of this dataset.
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("");
+    EXPECT_TRUE(ds->FieldByName("NAME")->IsNull());
+    ds->Cancel();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
+
+    // Deleting a row keeps every other row's bookmark.
+    ds->Last();
+    const TBookmark last = ds->Bookmark();
+    ds->SetRecNo(5);
+    ds->Delete();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 6);
+    EXPECT_EQ(ds->RecordCount(), 24);
+    ds->GotoBookmark(last);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 25);
+
+    ds->First();
+    ds->Insert();
+    ds->FieldByName("ID")->SetAsInteger(100);
+    ds->FieldByName("NAME")->SetAsString("new");
+    ds->Post();
+    EXPECT_EQ(ds->RecordCount(), 25);
+    EXPECT_EQ(ds->RecNo(), 1);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 100);
+    ds->Next();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+}
+
+TEST_F(DataSetTest, HardCommitClosesUnlessToldToKeepTheRows)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    tr->CommitRetaining();
+    EXPECT_TRUE(ds->Active());
+    EXPECT_EQ(ds->RecordCount(), 1);
+    tr->Commit();
+    EXPECT_FALSE(ds->Active());
+
+    tr->StartTransaction();
+    ds->SetOptions(ds->Options() | poDontCloseAfterEndTransaction);
+    bool endingSeen = false;
+    ds->TransactionEnding = [&](TComponent*) { endingSeen = true; };
+    ds->Open();
+    ds->Next();
+    tr->Commit();
+    EXPECT_TRUE(endingSeen);
+    ASSERT_TRUE(ds->Active());
+    EXPECT_EQ(ds->RecordCount(), 25);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 2);
+    ds->Last();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 25);
+    tr->StartTransaction();
+}
+
+TEST_F(DataSetTest, DetailFollowsItsMaster)
+{
+    auto master = MakeDataSet("select ID from ROWS_ where ID <= 3 order by ID");
+    TDataSource source;
+    source.SetDataSet(master.get());
+    auto detail = MakeDataSet("select X from DET where MID = :MAS_ID order by X");
+    detail->SetDetailConditions(dcForceOpen);
+    detail->SetDataSource(&source);
+    auto quiet = MakeDataSet("select X from DET where MID = :ID order by X");
+    quiet->SetDataSource(&source);
+    const auto rows = [](TFIBCustomDataSet& d) {
+        QStringList xs;
+        for (d.First(); !d.Eof(); d.Next())
+            xs << d.FieldByName("X")->AsString();
+        return xs.join(',');
+    };
+
+    master->Open();
+    ASSERT_TRUE(detail->Active());
+    EXPECT_EQ(rows(*detail), "11");
+    EXPECT_FALSE(quiet->Active());
+    master->Next();
+    EXPECT_EQ(rows(*detail), "21,22");
+    EXPECT_FALSE(quiet->Active());
+
+    // An open detail without dcForceOpen follows too, by the master field's own name.
+    quiet->Open();
+    EXPECT_EQ(rows(*quiet), "21,22");
+    master->Next();
+    EXPECT_EQ(rows(*quiet), "31,32,33");
+    EXPECT_EQ(rows(*detail), "31,32,33");
+
+    master->Close();
+    EXPECT_FALSE(detail->Active());
+    EXPECT_FALSE(quiet->Active());
+    detail->SetDetailConditions(dcIgnoreMasterClose);
+    master->Open();
+    EXPECT_FALSE(detail->Active());
+    detail->Open();
+    master->Close();
+    EXPECT_TRUE(detail->Active());
+    EXPECT_EQ(ThrownMessage([&] {
+                  TDataSource back;
+                  back.SetDataSet(detail.get());
+                  master->SetDataSource(&back);
+              }),
+              "Circular datalinks are not allowed");
+    detail->SetDataSource(nullptr);
+    quiet->SetDataSource(nullptr);
+}
+
+TEST_F(DataSetTest, ChecksAndMessages)
+{
+    ds = MakeDataSet("select * from ROWS_");
+    ds->Open();
+    EXPECT_EQ(ThrownMessage([&] { ds->SetSelectSQL("select 1 from rdb$database"); }),
+              "Can't  change SelectSQL  because DS dataset open.");
+    EXPECT_EQ(ThrownMessage([&] { ds->SetCachedUpdates(true); }),
+              "Can't  change CachedUpdates mode  because DS dataset open.");
+    ds->Close();
+    EXPECT_TRUE(ThrownMessage([&] { ds->FetchAll(); }).contains("dataset closed"));
+    auto empty = MakeDataSet("");
+    EXPECT_TRUE(ThrownMessage([&] { empty->Open(); }).contains("because  query is empty"));
+    EXPECT_FALSE(empty->Active());
+
+    // A persistent field without a column fails the open.
+    auto withField = MakeDataSet("select ID from ROWS_");
+    new TFIBStringField(withField.get(), "DSX", "MISSING");
+    EXPECT_EQ(ThrownMessage([&] { withField->Open(); }), "Field \"MISSING\" not found.");
+
+    // Stored option names: the first resets the sets to their defaults.
+    TpFIBDataSet fresh;
+    fresh.SetOptions(0);
+    fresh.ReadStoredOption("poSQLINT64ToBCD", true);
+    EXPECT_EQ(fresh.Options(), DefaultDsOptions);
+    EXPECT_EQ(fresh.PrepareOptions(), DefaultPrepareOptions | psSQLINT64ToBCD);
+    fresh.ReadStoredOption("dcForceOpen", true);
+    fresh.ReadStoredOption("oDontAutoClose", true);
+    fresh.ReadStoredOption("oTrimCharFields", false);
+    EXPECT_EQ(fresh.DetailConditions(), dcForceOpen);
+    EXPECT_EQ(fresh.Options(), (DefaultDsOptions | poDontCloseAfterEndTransaction) & ~poTrimCharFields);
+}
+
+TEST(RecordsCacheTest, BlocksAndRowChecks)
+{
+    TRecordsCache cache(100, 32, 1);
+    EXPECT_EQ(cache.RecordsPerBlock(), 32);
+    TRecordsCache small(10, 4, 0);
+    EXPECT_EQ(small.RecordsPerBlock(), 103);  // a block grows to at least 1 KB
+    for (int i = 0; i < 70; ++i)
+        EXPECT_EQ(cache.AddRecord(), i);
+    qint32 n;
+    std::memcpy(&n, cache.Record(69), 4);
+    EXPECT_EQ(n, 69);
+    EXPECT_EQ(ThrownMessage([&] { cache.ReadRecord(70); }), "Can't read Buffer.Incorrect RecordNo");
+    EXPECT_EQ(ThrownMessage([&] { cache.WriteRecord(-1); }), "Can't write to Buffer.Incorrect RecordNo");
+    EXPECT_EQ(ThrownMessage([&] { cache.SaveOld(70); }), "Can't read LogBuffer.Incorrect RecordNo");
+    cache.Strings(0).Set(3, "ab   ", 5);
+    EXPECT_EQ(cache.Strings(0).Get(3), QByteArray("ab"));
+    EXPECT_EQ(cache.Strings(0).Get(2), QByteArray());
+    EXPECT_EQ(cache.Strings(0).Get(500), QByteArray());
+}
