@@ -239,9 +239,19 @@ std::size_t TRecordsCache::MemoryUsed() const
 // ---------------------------------------------------------------- dataset
 
 TFIBCustomDataSet::TFIBCustomDataSet(TComponent* owner)
-    : TDataSet(owner), fQSelect(std::make_unique<TFIBQuery>()), fDataLink(std::make_unique<TFIBDataLink>(this))
+    : TDataSet(owner),
+      fQSelect(std::make_unique<TFIBQuery>()),
+      fQUpdate(std::make_unique<TFIBQuery>()),
+      fQInsert(std::make_unique<TFIBQuery>()),
+      fQDelete(std::make_unique<TFIBQuery>()),
+      fQRefresh(std::make_unique<TFIBQuery>()),
+      fDataLink(std::make_unique<TFIBDataLink>(this))
 {
     fQSelect->SetName(QStringLiteral("SelectQuery"));
+    fQUpdate->SetName(QStringLiteral("UpdateQuery"));
+    fQInsert->SetName(QStringLiteral("InsertQuery"));
+    fQDelete->SetName(QStringLiteral("DeleteQuery"));
+    fQRefresh->SetName(QStringLiteral("RefreshQuery"));
     // A hard end of the transaction reaches the dataset before the statement closes
     // itself, so that the rows can still be fetched when they are to stay.
     auto statementEnding = fQSelect->Base().OnTransactionEnding;
@@ -1342,6 +1352,14 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
 
 // ---- editing on the cache ----
 
+bool TFIBCustomDataSet::CanUpdate(TUpdateKind kind, const TFIBQuery& query) const
+{
+    const QString text = query.SQL().Text().trimmed();
+    // A text of only "No Action" says on purpose that nothing is written.
+    return (fAllowedUpdateKinds & kind) && !text.isEmpty() && text.compare(QLatin1String("No Action"), Qt::CaseInsensitive) != 0
+           && fPrepared;
+}
+
 void TFIBCustomDataSet::InternalInitRecord(TRecordBuffer buffer)
 {
     TBuf* b = Buf(buffer);
@@ -1367,6 +1385,8 @@ void TFIBCustomDataSet::InternalEdit()
 
 void TFIBCustomDataSet::InternalInsert()
 {
+    if (!CanInsert())
+        RaiseClientError(44, {Name()});
     if (Appending()) {
         while (FetchOne()) {
         }
@@ -1378,6 +1398,10 @@ void TFIBCustomDataSet::InternalInsert()
 
 void TFIBCustomDataSet::InternalPost()
 {
+    if (State() == dsInsert && !CanInsert())
+        RaiseClientError(45, {Name()});
+    if (State() == dsEdit && !CanEdit())
+        RaiseClientError(46, {Name()});
     TBuf* b = Buf(ActiveBuffer());
     int row = b->Row;
     if (State() == dsInsert) {
@@ -1415,6 +1439,8 @@ void TFIBCustomDataSet::InternalCancel()
 
 void TFIBCustomDataSet::InternalDelete()
 {
+    if (!CanDelete())
+        RaiseClientError(47, {Name()});
     TBuf* b = Buf(ActiveBuffer());
     const int row = b->Row;
     std::byte* rec = fCache->WriteRecord(row);
@@ -1431,8 +1457,10 @@ void TFIBCustomDataSet::InternalDelete()
 
 void TFIBCustomDataSet::InternalRefresh()
 {
-    // Rows are refreshed from the server by the update cycle; the cache is the
-    // dataset's own view, so the cursor row is only re-read from it here.
+    // The row is read again from the server by the refresh statement of the update
+    // cycle; without one there is nothing to read it with.
+    if (fQRefresh->SQL().Text().trimmed().isEmpty() && VisibleCount() > 0)
+        RaiseClientError(48, {Name()});
 }
 
 TCachedUpdateStatus TFIBCustomDataSet::CachedUpdateStatus() const

@@ -74,6 +74,9 @@ enum TCachedUpdateStatus : std::uint8_t {
     cusDeletedApplied
 };
 
+enum TUpdateKind : std::uint8_t { ukModify = 1, ukInsert = 2, ukDelete = 4 };
+using TUpdateKinds = std::uint8_t;
+
 enum TCacheModelKind { cmkStandard, cmkLimitedBufferSize };
 struct TCacheModelOptions {
     TCacheModelKind CacheModelKind = cmkStandard;
@@ -210,6 +213,17 @@ public:
     void SetSelectSQL(const QString& text);
     TFIBQuery* QSelect() const { return fQSelect.get(); }
     TFIBXSQLDA& Params() { return fQSelect->Params(); }
+    // Statements that write rows back; the dataset edits its cache only where
+    // the matching one exists.
+    TFIBStringList& UpdateSQL() { return fQUpdate->SQL(); }
+    TFIBStringList& InsertSQL() { return fQInsert->SQL(); }
+    TFIBStringList& DeleteSQL() { return fQDelete->SQL(); }
+    TFIBStringList& RefreshSQL() { return fQRefresh->SQL(); }
+    TUpdateKinds AllowedUpdateKinds() const { return fAllowedUpdateKinds; }
+    void SetAllowedUpdateKinds(TUpdateKinds value) { fAllowedUpdateKinds = value; }
+    bool CanEdit() const { return CanUpdate(ukModify, *fQUpdate); }
+    bool CanInsert() const { return CanUpdate(ukInsert, *fQInsert); }
+    bool CanDelete() const { return CanUpdate(ukDelete, *fQDelete); }
     TFIBXSQLVAR* ParamByName(const QString& name) { return fQSelect->Params().ByName(name); }
 
     // The master of a detail dataset.
@@ -317,6 +331,7 @@ protected:
 private:
     friend class TFIBDataLink;
     void SetMasterParams();
+    bool CanUpdate(TUpdateKind kind, const TFIBQuery& query) const;
     void InitFieldDefs();
     void BuildDescriptors();
     void ApplyAutoFormats();
@@ -340,7 +355,12 @@ private:
     bool Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from, int step);
 
     std::unique_ptr<TFIBQuery> fQSelect;
+    std::unique_ptr<TFIBQuery> fQUpdate;
+    std::unique_ptr<TFIBQuery> fQInsert;
+    std::unique_ptr<TFIBQuery> fQDelete;
+    std::unique_ptr<TFIBQuery> fQRefresh;
     std::unique_ptr<TFIBDataLink> fDataLink;
+    TUpdateKinds fAllowedUpdateKinds = ukModify | ukInsert | ukDelete;
     std::unique_ptr<TRecordsCache> fCache;
     TFIBFieldDescrList fDescr;
     TpFIBDsOptions fOptions = DefaultDsOptions;

@@ -305,14 +305,42 @@ TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
     EXPECT_TRUE(ThrownMessage([&] { ds->DoSort({"NOPE"}, {true}); }).contains("Can't sort. Invalid parameter: Fields[NOPE]"));
 
+    ds->UpdateSQL().SetText("update ROWS_ set NAME = ?NAME where ID = ?OLD_ID");
     ds->Edit();
     EXPECT_EQ(ThrownMessage([&] { (void)ds->Bookmark(); }), "Can't use bookmark. DataSet not in browse mode");
     ds->Cancel();
 }
 
+TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    EXPECT_EQ(ThrownMessage([&] { ds->Insert(); }), "Can't insert into dataset. (DS)");
+    EXPECT_EQ(ds->State(), dsBrowse);
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("x");
+    EXPECT_EQ(ThrownMessage([&] { ds->Post(); }), "Can't update. (DS)");
+    EXPECT_EQ(ds->State(), dsEdit);
+    ds->Cancel();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "Name 1");
+    EXPECT_EQ(ThrownMessage([&] { ds->Delete(); }), "Can't delete from dataset. (DS)");
+    EXPECT_EQ(ds->RecordCount(), 1);
+    EXPECT_EQ(ThrownMessage([&] { ds->Refresh(); }), "Can't refresh row. (DS)");
+    // "No Action" is a statement that says nothing is written.
+    ds->DeleteSQL().SetText("No Action");
+    EXPECT_FALSE(ds->CanDelete());
+    ds->DeleteSQL().SetText("delete from ROWS_ where ID = ?OLD_ID");
+    EXPECT_TRUE(ds->CanDelete());
+    ds->SetAllowedUpdateKinds(ukModify | ukInsert);
+    EXPECT_FALSE(ds->CanDelete());
+}
+
 TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
 {
     ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->UpdateSQL().SetText("update ROWS_ set NAME = ?NAME, V = ?V where ID = ?OLD_ID");
+    ds->InsertSQL().SetText("insert into ROWS_ (ID, NAME, V) values (?ID, ?NAME, ?V)");
+    ds->DeleteSQL().SetText("delete from ROWS_ where ID = ?OLD_ID");
     ds->Open();
     ds->Next();
     ds->Edit();
