@@ -292,6 +292,9 @@ TFIBCustomDataSet::~TFIBCustomDataSet()
 
 // ---- master and detail ----
 
+TFIBDataLink::TFIBDataLink(TFIBCustomDataSet* detail) : fDetail(detail) {}
+TFIBDataLink::~TFIBDataLink() = default;
+
 TDataSet* TFIBDataLink::DetailDataSet() const { return fDetail; }
 
 void TFIBDataLink::ActiveChanged()
@@ -318,7 +321,26 @@ void TFIBDataLink::RecordChanged(TField* field)
 void TFIBDataLink::MasterRowChanged()
 {
     TDataSet* master = DataSet();
-    if (!master || !master->Active() || master->State() != dsBrowse || fDetail->IsDestroying())
+    if (!master || !master->Active() || master->State() != dsBrowse || fDetail->IsDestroying()
+        || fDetail->fRefreshingMaster)
+        return;
+    if (fDetail->DetailConditions() & dcWaitEndMasterScroll) {
+        if (!fScrollTimer) {
+            fScrollTimer = std::make_unique<QTimer>();
+            fScrollTimer->setSingleShot(true);
+            fScrollTimer->setInterval(0);
+            QObject::connect(fScrollTimer.get(), &QTimer::timeout, [this] { Reopen(); });
+        }
+        fScrollTimer->start();
+        return;
+    }
+    Reopen();
+}
+
+void TFIBDataLink::Reopen()
+{
+    TDataSet* master = DataSet();
+    if (!master || !master->Active() || master->State() != dsBrowse)
         return;
     if (fDetail->Active()) {
         fDetail->ReopenDetail();
@@ -1428,6 +1450,27 @@ void TFIBCustomDataSet::InternalPost()
     }
     b->HasCopy = false;
     fCurrent = PositionOfRow(row);
+    // The master may show sums of its details: read its row again, without the
+    // detail following the master's change notice in the middle of its own post.
+    TDataSet* master = fDataLink->DataSet();
+    if ((fDetailConditions & dcForceMasterRefresh) && !fCachedUpdates && master && master->Active()) {
+        auto* fibMaster = dynamic_cast<TFIBCustomDataSet*>(master);
+        const bool visibleRecno = fibMaster && (fibMaster->fOptions & poVisibleRecno);
+        if (visibleRecno)
+            fibMaster->fOptions &= ~poVisibleRecno;
+        fRefreshingMaster = true;
+        try {
+            master->Refresh();
+        } catch (...) {
+            fRefreshingMaster = false;
+            if (visibleRecno)
+                fibMaster->fOptions |= poVisibleRecno;
+            throw;
+        }
+        fRefreshingMaster = false;
+        if (visibleRecno)
+            fibMaster->fOptions |= poVisibleRecno;
+    }
 }
 
 void TFIBCustomDataSet::InternalCancel()

@@ -9,6 +9,7 @@
 #include "dbaccess/FIBQuery.h"
 
 #include <QStringList>
+#include <QTimer>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -186,7 +187,8 @@ class TFIBCustomDataSet;
 // the master's row.
 class TFIBDataLink : public TDetailDataLink {
 public:
-    explicit TFIBDataLink(TFIBCustomDataSet* detail) : fDetail(detail) {}
+    explicit TFIBDataLink(TFIBCustomDataSet* detail);
+    ~TFIBDataLink() override;
     TDataSet* DetailDataSet() const override;
 
 protected:
@@ -197,7 +199,10 @@ protected:
 
 private:
     void MasterRowChanged();
+    void Reopen();
     TFIBCustomDataSet* fDetail;
+    // Coalesces the reopens of fast master scrolling (dcWaitEndMasterScroll).
+    std::unique_ptr<QTimer> fScrollTimer;
 };
 
 class TFIBCustomDataSet : public TDataSet {
@@ -361,6 +366,7 @@ private:
     std::unique_ptr<TFIBQuery> fQRefresh;
     std::unique_ptr<TFIBDataLink> fDataLink;
     TUpdateKinds fAllowedUpdateKinds = ukModify | ukInsert | ukDelete;
+    bool fRefreshingMaster = false;
     std::unique_ptr<TRecordsCache> fCache;
     TFIBFieldDescrList fDescr;
     TpFIBDsOptions fOptions = DefaultDsOptions;

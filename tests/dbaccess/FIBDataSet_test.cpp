@@ -460,6 +460,43 @@ TEST_F(DataSetTest, DetailFollowsItsMaster)
     quiet->SetDataSource(nullptr);
 }
 
+TEST_F(DataSetTest, DetailWaitsForScrollingToEndAndRefreshesItsMasterAfterPost)
+{
+    auto master = MakeDataSet("select ID from ROWS_ where ID <= 3 order by ID");
+    master->RefreshSQL().SetText("select ID from ROWS_ where ID = ?OLD_ID");
+    TDataSource source;
+    source.SetDataSet(master.get());
+    auto detail = MakeDataSet("select X from DET where MID = :MAS_ID order by X");
+    detail->InsertSQL().SetText("insert into DET (MID, X) values (?MAS_ID, ?X)");
+    detail->SetDetailConditions(dcForceOpen | dcWaitEndMasterScroll | dcForceMasterRefresh);
+    detail->SetDataSource(&source);
+    int opens = 0;
+    detail->AfterOpen = [&](TDataSet*) { ++opens; };
+
+    master->Open();
+    master->Next();
+    master->Next();
+    EXPECT_EQ(opens, 0);
+    ASSERT_TRUE(WaitFor([&] { return opens > 0; }));
+    WaitFor([] { return false; }, 50);
+    EXPECT_EQ(opens, 1);
+    detail->FetchAll();
+    EXPECT_EQ(detail->RecordCount(), 3);
+
+    int refreshes = 0;
+    master->BeforeRefresh = [&](TDataSet*) { ++refreshes; };
+    detail->Append();
+    detail->FieldByName("X")->SetAsInteger(34);
+    detail->Post();
+    EXPECT_EQ(refreshes, 1);
+    EXPECT_TRUE(detail->Active());
+    EXPECT_EQ(detail->RecordCount(), 4);
+    EXPECT_EQ(detail->FieldByName("X")->AsInteger(), 34);
+    WaitFor([] { return false; }, 50);
+    EXPECT_EQ(opens, 1);
+    detail->SetDataSource(nullptr);
+}
+
 TEST_F(DataSetTest, ChecksAndMessages)
 {
     ds = MakeDataSet("select * from ROWS_");
