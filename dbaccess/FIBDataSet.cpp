@@ -740,7 +740,7 @@ void TFIBCustomDataSet::InternalOpen()
     if ((fOptions & (poKeepSorting | poPersistentSorting)) && !fSortFields.isEmpty()) {
         const QStringList fields = fSortFields;
         const std::vector<bool> asc = fSortAscending;
-        DoSort(fields, asc);
+        SortMap(fields, asc);
     }
 }
 
@@ -1597,10 +1597,8 @@ int TFIBCustomDataSet::CompareRows(const std::vector<int>& cols, const std::vect
     return 0;
 }
 
-void TFIBCustomDataSet::DoSort(const QStringList& fields, const std::vector<bool>& ascending)
+void TFIBCustomDataSet::SortMap(const QStringList& fields, const std::vector<bool>& ascending)
 {
-    CheckDatasetOpen(QStringLiteral(" do local sorting "));
-    CheckBrowseMode();
     std::vector<int> cols;
     std::vector<TField*> sortFields;
     for (const QString& name : fields) {
@@ -1613,8 +1611,8 @@ void TFIBCustomDataSet::DoSort(const QStringList& fields, const std::vector<bool
     std::vector<bool> asc(cols.size(), true);
     for (std::size_t i = 0; i < asc.size() && i < ascending.size(); ++i)
         asc[i] = ascending[i];
-    TBookmark current = IsEmpty() ? TBookmark() : TDataSet::GetBookmark();
-    FetchAll();
+    while (FetchOne()) {
+    }
     EnsureMap();
     std::stable_sort(fCache->Map.begin(), fCache->Map.end(), [&](int a, int b) {
         if (OnCompareFieldValues) {
@@ -1630,6 +1628,14 @@ void TFIBCustomDataSet::DoSort(const QStringList& fields, const std::vector<bool
     });
     fSortFields = fields;
     fSortAscending = asc;
+}
+
+void TFIBCustomDataSet::DoSort(const QStringList& fields, const std::vector<bool>& ascending)
+{
+    CheckDatasetOpen(QStringLiteral(" do local sorting "));
+    CheckBrowseMode();
+    const TBookmark current = IsEmpty() ? TBookmark() : TDataSet::GetBookmark();
+    SortMap(fields, ascending);
     if (!current.isEmpty() && BookmarkValid(current)) {
         InternalGotoBookmark(current);
         Resync();

@@ -356,6 +356,7 @@ private:
     void OnSelectTransactionEnding();
     void OnSelectDisconnecting();
     void KeepOrClose();
+    void SortMap(const QStringList& fields, const std::vector<bool>& ascending);
     int CompareRows(const std::vector<int>& cols, const std::vector<bool>& asc, int a, int b) const;
     bool Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from, int step);
 

@@ -309,6 +309,19 @@ TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
     ds->Edit();
     EXPECT_EQ(ThrownMessage([&] { (void)ds->Bookmark(); }), "Can't use bookmark. DataSet not in browse mode");
     ds->Cancel();
+
+    // Without poKeepSorting a reopen forgets the order; with it the order comes back.
+    ds->DoSort({"V"}, {false});
+    ds->Close();
+    ds->Open();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+    ds->SetOptions(ds->Options() | poKeepSorting);
+    ds->DoSort({"V"}, {false});
+    ds->Close();
+    ds->Open();
+    EXPECT_EQ(ds->RecNo(), 1);
+    EXPECT_DOUBLE_EQ(ds->FieldByName("V")->AsFloat(), 10.0);
+    EXPECT_EQ(ds->RecordCount(), 25);
 }
 
 TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
