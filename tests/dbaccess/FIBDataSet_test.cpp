@@ -324,6 +324,27 @@ TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
     EXPECT_EQ(ds->RecordCount(), 25);
 }
 
+TEST_F(DataSetTest, FilteredNavigationSkipsRejectedRowsAndFetchesAsItGoes)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->OnFilterRecord = [](TDataSet* d, bool& accept) { accept = d->FieldByName("ID")->AsInteger() % 10 == 0; };
+    ds->Open();
+    ds->SetFiltered(true);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 10);
+    EXPECT_EQ(ds->RecordsFetched(), 10);
+    ds->Next();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 20);
+    ds->Next();
+    EXPECT_TRUE(ds->Eof());
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 20);
+    ds->Prior();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 10);
+    ds->Prior();
+    EXPECT_TRUE(ds->Bof());
+    ds->SetFiltered(false);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+}
+
 TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
 {
     ds = MakeDataSet("select * from ROWS_ order by ID");
