@@ -17,34 +17,13 @@ constexpr double DateDelta = 693594.0;
 constexpr double MsPerDay = 86400000.0;
 constexpr int LongStringLimit = 20;
 
-const std::array<char16_t, 256>& Table1252()
-{
-    static const auto table = [] {
-        std::array<char16_t, 256> t{};
-        QByteArray all(256, 0);
-        for (int i = 0; i < 256; ++i)
-            all[i] = static_cast<char>(i);
-        QStringDecoder decoder("windows-1252");
-        const QString text = decoder.decode(all);
-        for (int i = 0; i < 256; ++i)
-            t[static_cast<std::size_t>(i)] = text.size() == 256 ? text[i].unicode() : static_cast<char16_t>(i);
-        return t;
-    }();
-    return table;
-}
-
 QString Decode(const char* p, int length, std::uint8_t coding)
 {
     if (coding == 1)
         return QString::fromUtf8(p, length);
     if (coding == 0)
         return QString::fromLatin1(p, length);
-    const auto& table = Table1252();
-    QString text(length, Qt::Uninitialized);
-    char16_t* out = reinterpret_cast<char16_t*>(text.data());
-    for (int i = 0; i < length; ++i)
-        out[i] = table[static_cast<unsigned char>(p[i])];
-    return text;
+    return DecodeWin1252(p, length);
 }
 
 QByteArray Encode(const QString& text, std::uint8_t coding)

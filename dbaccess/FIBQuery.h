@@ -52,6 +52,10 @@ using TpFIBQueryOptions = std::uint8_t;
 
 // ---------------------------------------------------------------- TFIBXSQLVAR
 
+// Windows-1252 bytes as text through a table taken once from Qt's decoder: one pass
+// over the bytes and the one string it returns. The record cache reads with it too.
+QString DecodeWin1252(const char* bytes, int length);
+
 class TFIBXSQLVAR {
 public:
     TFIBXSQLVAR(TFIBXSQLDA* parent, int index);

@@ -200,6 +200,11 @@ double DecodeTimeStamp(const ISC_TIMESTAMP& ts)
 }
 }  // namespace
 
+QString DecodeWin1252(const char* bytes, int length)
+{
+    return Decode1252(bytes, length);
+}
+
 // ---------------------------------------------------------------- TFIBXSQLVAR
 
 TFIBXSQLVAR::TFIBXSQLVAR(TFIBXSQLDA* parent, int index) : fIndex(index), fParent(parent) {}
