@@ -14,3 +14,11 @@ public:
 
     void ExecQuery() override;
 };
+
+// A statement that runs a stored procedure. The procedure name is kept for the
+// reader; the statement text decides what runs.
+class TpFIBStoredProc : public TpFIBQuery {
+public:
+    explicit TpFIBStoredProc(TComponent* owner = nullptr) : TpFIBQuery(owner) {}
+    QString StoredProcName;
+};

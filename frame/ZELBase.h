@@ -27,6 +27,12 @@ public:
     using Exception::Exception;
 };
 
+// A value read as a type it has no conversion to, a null read as a number above all.
+class EVariantTypeCastError : public Exception {
+public:
+    using Exception::Exception;
+};
+
 // ---- Date and time: whole days since 30.12.1899, fraction = time of day ----
 using TDateTime = double;
 

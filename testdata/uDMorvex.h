@@ -2,6 +2,10 @@
 // The test-run data: the decoded run record and the vocabulary shared with the
 // acquisition program (power supplies, stand states, run statuses, events, errors).
 
+#include "dbaccess/DB.h"
+#include "dbaccess/pFIBDataSet.h"
+#include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
 #include "frame/ZELBase.h"
 
 #include <QString>
@@ -60,6 +64,116 @@ QString StatusTextOfNumber(const QString& value);
 
 // Reads the configurable tables from the configuration, writing missing keys back.
 void TexteLaden();
+
+// The persistent fields, one per column, named dataset + column. The lists keep the
+// column order in which each dataset names its fields.
+#define ORVEX_AUFTRAEGE_HEAD(X, DS, STRANG_CLASS)                                                           \
+    X(DS, VERSUCHSNR, TFIBStringField, 20) X(DS, TEILENR, TFIBStringField, 20)                             \
+    X(DS, BEZEICHNUNG, TFIBStringField, 40) X(DS, STRANG, STRANG_CLASS, 0) X(DS, AUFTRAGKEY, TFIBIntegerField, 0) \
+    X(DS, DATUM, TFIBDateField, 0) X(DS, BEDIENER, TFIBStringField, 40) X(DS, KOMMENTAR, TFIBStringField, 2000) \
+    X(DS, U_SOLL, TFIBFloatField, 0)
+#define ORVEX_AUFTRAEGE_TAIL(X, DS)                                                                         \
+    X(DS, T_MESSEN_AB, TFIBFloatField, 0) X(DS, T_MESSEN_AB_AKTIV, TFIBSmallIntField, 0)                    \
+    X(DS, T_NACHLAUF_BIS, TFIBFloatField, 0) X(DS, T_NACHLAUF_BIS_AKTIV, TFIBSmallIntField, 0)              \
+    X(DS, RF_MESSEN_AB, TFIBFloatField, 0) X(DS, RF_MESSEN_AB_AKTIV, TFIBSmallIntField, 0)                  \
+    X(DS, RF_NACHLAUF_BIS, TFIBFloatField, 0) X(DS, RF_NACHLAUF_BIS_AKTIV, TFIBSmallIntField, 0)            \
+    X(DS, BT01, TFIBStringField, 20) X(DS, BT02, TFIBStringField, 20) X(DS, BT03, TFIBStringField, 20)      \
+    X(DS, BT04, TFIBStringField, 20) X(DS, BT05, TFIBStringField, 20) X(DS, BT06, TFIBStringField, 20)      \
+    X(DS, BT07, TFIBStringField, 20) X(DS, BT08, TFIBStringField, 20) X(DS, BT09, TFIBStringField, 20)      \
+    X(DS, DAUER_1_STD, TFIBIntegerField, 0) X(DS, SPEICHERFREQ_1_MIN, TFIBIntegerField, 0)                  \
+    X(DS, DAUER_GESAMT_STD, TFIBIntegerField, 0) X(DS, SPEICHERFREQ_GESAMT_MIN, TFIBIntegerField, 0)        \
+    X(DS, RESTLAUFZEIT, TFIBFloatField, 0) X(DS, ANZAHLDATENSAETZE, TFIBIntegerField, 0)                    \
+    X(DS, STATUS, TFIBStringField, 40) X(DS, ERSTE_MESSUNG, TFIBDateTimeField, 0)                           \
+    X(DS, LETZTE_MESSUNG, TFIBDateTimeField, 0)
+#define ORVEX_MESSDATEN(X, DS)                                                                              \
+    X(DS, AUFTRAGKEY, TFIBSmallIntField, 0) X(DS, ZEITPUNKT, TFIBDateTimeField, 0)                          \
+    X(DS, SATZNR, TFIBIntegerField, 0) X(DS, ZEIT_STD, TFIBFloatField, 0) X(DS, EREIGNIS, TFIBStringField, 80) \
+    X(DS, FEHLER, TFIBStringField, 80) X(DS, STATUS, TFIBStringField, 4) X(DS, T, TFIBFloatField, 0)        \
+    X(DS, RF, TFIBFloatField, 0) X(DS, U, TFIBFloatField, 0) X(DS, I_01, TFIBFloatField, 0)                 \
+    X(DS, I_02, TFIBFloatField, 0) X(DS, I_03, TFIBFloatField, 0) X(DS, I_04, TFIBFloatField, 0)            \
+    X(DS, I_05, TFIBFloatField, 0) X(DS, I_06, TFIBFloatField, 0) X(DS, I_07, TFIBFloatField, 0)            \
+    X(DS, I_08, TFIBFloatField, 0) X(DS, I_09, TFIBFloatField, 0)
+
+#define ORVEX_FIELD_MEMBER(DS, COL, CLASS, SIZE) CLASS* DS##COL = nullptr;
+
+// The program's one door to the database: connection, transactions, datasets,
+// their fields and the declared statements of the acquisition side.
+class TDMorvex : public TComponent {
+public:
+    // Builds every component and field; nothing touches the database yet.
+    explicit TDMorvex(TComponent* owner = nullptr);
+    ~TDMorvex() override;
+
+    // Connects as configured and opens the list of runs. Raises what the
+    // connection raises.
+    void DataModuleCreate();
+    void DataModuleDestroy() {}
+    // Decodes the run numbered Nummer into Daten. A number without a row leaves
+    // Daten as it was; the answer is whether Daten holds a run.
+    bool VersuchLaden(const QString& Nummer, TVersuchDaten& Daten);
+    void AuftraegeAfterPost(TDataSet* DataSet);
+
+    // Text events of the measurement fields.
+    void MessdatenSTATUSGetText(TField* Sender, QString& Text, bool DisplayText);
+    void Messdaten_I_GetText(TField* Sender, QString& Text, bool DisplayText);
+    void MessdatenUGetText(TField* Sender, QString& Text, bool DisplayText);
+    void MessdatenRFGetText(TField* Sender, QString& Text, bool DisplayText);
+    void MessdatenTGetText(TField* Sender, QString& Text, bool DisplayText);
+
+    // Declared in the order they may be destroyed backwards: statements and
+    // sources before datasets, datasets before transactions, transactions
+    // before the connection.
+    std::unique_ptr<TpFIBDatabase> orvexDB;
+    std::unique_ptr<TpFIBTransaction> Taorvex;
+    std::unique_ptr<TpFIBTransaction> TaAuftraege;
+    std::unique_ptr<TpFIBTransaction> TaMessdaten;
+    std::unique_ptr<TpFIBDataSet> Auftraege;
+    std::unique_ptr<TpFIBDataSet> Versuch_;
+    std::unique_ptr<TpFIBDataSet> Messdaten;
+    std::unique_ptr<TpFIBDataSet> PrintMessdaten;
+    std::unique_ptr<TDataSource> DSAuftraege;
+    std::unique_ptr<TDataSource> DsAuftraganzeige;
+    std::unique_ptr<TDataSource> DSMessdaten;
+    std::unique_ptr<TpFIBStoredProc> Ins_Messdaten;
+    std::unique_ptr<TpFIBStoredProc> upd_Auftrag;
+    std::unique_ptr<TpFIBQuery> delMessdaten;
+
+    ORVEX_AUFTRAEGE_HEAD(ORVEX_FIELD_MEMBER, Auftraege, TFIBIntegerField)
+    TFIBFloatField* AuftraegeI_MAX = nullptr;
+    ORVEX_AUFTRAEGE_TAIL(ORVEX_FIELD_MEMBER, Auftraege)
+    ORVEX_AUFTRAEGE_HEAD(ORVEX_FIELD_MEMBER, Versuch_, TFIBSmallIntField)
+    ORVEX_AUFTRAEGE_TAIL(ORVEX_FIELD_MEMBER, Versuch_)
+    TFIBFloatField* Versuch_I_MAX = nullptr;
+    ORVEX_MESSDATEN(ORVEX_FIELD_MEMBER, Messdaten)
+    ORVEX_MESSDATEN(ORVEX_FIELD_MEMBER, PrintMessdaten)
+
+private:
+    void VersuchDekodieren(TVersuchDaten& Daten);
+    void CreateFields();
+};
+
+// The one data module, created last at start.
+extern std::unique_ptr<TDMorvex> DMorvex;
+
+// The statements the module carries, as it sends them.
+namespace OrvexSQL {
+QString AuftraegeSelect();
+QString AuftraegeInsert();
+QString AuftraegeUpdate();
+QString AuftraegeDelete();
+QString AuftraegeRefresh();
+QString VersuchSelect();
+QString MessdatenColumnList();
+QString MessdatenSelect();
+QString MessdatenInsert();
+QString MessdatenUpdate();
+QString MessdatenDelete();
+QString MessdatenRefresh();
+QString PrintMessdatenSelect();
+QString InsMessdatensatz();
+QString UpdAuftrag();
+QString DelMessdaten();
+}
 
 void uDMorvex_Initialize();
 void uDMorvex_Finalize();

@@ -6,14 +6,14 @@
 #include "frame/zellib_Logging.h"
 #include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
+#include "views/OrvexApplication.h"
 #include "views/uFoAuswertungUebersicht.h"
 
-#include <QApplication>
 #include <QTimer>
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
+    TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
     // Installed first, so that no request is lost; it is handled once the loop runs.
     InstallCloseRequestHandler([] {
@@ -31,6 +31,15 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
     FOOrvexAuswertung = new TFOOrvexAuswertung;
 
+    // The data module comes last: a failed connection is reported, and the window
+    // stays without runs.
+    DMorvex = std::make_unique<TDMorvex>();
+    try {
+        DMorvex->DataModuleCreate();
+    } catch (const std::exception& e) {
+        ShowException(e);
+    }
+
     FOOrvexAuswertung->show();
 
     // Without a screen, ORVEX_SCREENSHOT names a PNG: the window is drawn into it once
@@ -43,6 +52,7 @@ int main(int argc, char** argv)
     const int rc = QApplication::exec();
 
     delete FOOrvexAuswertung;
+    DMorvex.reset();
     uDMorvex_Finalize();
     zellib_msg_Finalize();
     zellib_Logging_Finalize();

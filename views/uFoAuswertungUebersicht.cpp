@@ -1,5 +1,7 @@
 #include "views/uFoAuswertungUebersicht.h"
 
+#include "testdata/uDMorvex.h"
+
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 
@@ -111,6 +113,18 @@ void TFOOrvexAuswertung::BitBtn1Click()
 void TFOOrvexAuswertung::ProgrammBeenden()
 {
     ProgrammEndet = true;
+    if (DMorvex) {
+        // The datasets go first, newest registration first, then the connection.
+        TFIBDatabase* db = DMorvex->orvexDB.get();
+        for (int i = db->FIBBaseCount() - 1; i >= 0; --i) {
+            const TFIBBase* base = db->FIBBases(i);
+            TComponent* statement = base ? base->Owner() : nullptr;
+            auto* ds = statement ? dynamic_cast<TFIBDataSet*>(statement->Owner()) : nullptr;
+            if (ds && ds->Active())
+                ds->Close();
+        }
+        db->SetConnected(false);
+    }
     QCoreApplication::processEvents();
     DelayMs(200);
     close();
