@@ -247,7 +247,7 @@ void TDataSet::OpenCursor()
     DataEvent(deUpdateState);
     Notify(AfterOpen);
     if (!IsEmpty())
-        Notify(AfterScroll);
+        DoAfterScroll();
 }
 
 void TDataSet::CloseCursor()
@@ -485,15 +485,17 @@ void TDataSet::InternalHandleException()
 
 void TDataSet::First()
 {
+    TScreenCursorScope wait(NavigationCursor());
     CheckBrowseMode();
     Notify(BeforeScroll);
     QuietFirst();
     DataEvent(deDataSetChange);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 void TDataSet::Last()
 {
+    TScreenCursorScope wait(NavigationCursor());
     CheckBrowseMode();
     Notify(BeforeScroll);
     fOverride = nullptr;
@@ -509,11 +511,12 @@ void TDataSet::Last()
     fEof = true;
     fCursorSync = true;
     DataEvent(deDataSetChange);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 int TDataSet::MoveBy(int distance)
 {
+    TScreenCursorScope wait(NavigationCursor());
     CheckBrowseMode();
     if (!((distance > 0 && !fEof) || (distance < 0 && !fBof)))
         return 0;
@@ -538,12 +541,13 @@ int TDataSet::MoveBy(int distance)
         ++distance;
     }
     DataEvent(deDataSetScroll, moved);
-    Notify(AfterScroll);
+    DoAfterScroll();
     return moved;
 }
 
 void TDataSet::SetRecNo(int value)
 {
+    TScreenCursorScope wait(NavigationCursor());
     CheckBrowseMode();
     if (value == RecNo() || value < 1)
         return;
@@ -552,7 +556,7 @@ void TDataSet::SetRecNo(int value)
     InternalSetRecNo(value);
     Resync();
     DataEvent(deDataSetChange);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 bool TDataSet::SelectActiveRow(int row)
@@ -693,7 +697,7 @@ void TDataSet::BeginInsertAppend(bool append)
     fModified = false;
     DataEvent(deDataSetChange);
     Notify(AfterInsert);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 void TDataSet::CheckRequiredFields()
@@ -770,7 +774,7 @@ void TDataSet::Delete()
     Resync();
     DataEvent(deDataSetChange);
     Notify(AfterDelete);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 void TDataSet::Refresh()
@@ -803,6 +807,10 @@ void TDataSet::CalculateFields(TSlot& slot)
     TTempState keep{fState, fState};
     fState = dsCalcFields;
     std::fill(slot.Calc.begin(), slot.Calc.end(), QVariant());
+    if (ReadCachedCalcFields(slot.Data, slot.Calc)) {
+        fOverride = savedOverride;
+        return;
+    }
     try {
         for (TField* f : fFields.fList) {
             if (f->fFieldKind != fkLookup || !f->LookupDataSet || f->fCalcIndex < 0)
@@ -821,9 +829,15 @@ void TDataSet::CalculateFields(TSlot& slot)
         fOverride = savedOverride;
         fState = keep.Saved;
         InternalHandleException();
+        return;
     }
     fOverride = savedOverride;
+    WriteCachedCalcFields(slot.Data, slot.Calc);
 }
+
+bool TDataSet::ReadCachedCalcFields(TRecordBuffer, std::vector<QVariant>&) { return false; }
+
+void TDataSet::WriteCachedCalcFields(TRecordBuffer, const std::vector<QVariant>&) {}
 
 template <class T>
 bool TDataSet::GetCalcData(const TField* field, T* value) const
@@ -933,7 +947,7 @@ void TDataSet::GotoBookmark(const TBookmark& bookmark)
     InternalGotoBookmark(bookmark);
     Resync();
     DataEvent(deDataSetChange);
-    Notify(AfterScroll);
+    DoAfterScroll();
 }
 
 bool TDataSet::BookmarkValid(const TBookmark& bookmark) const
@@ -1031,6 +1045,7 @@ QVariantList KeyValueList(const QVariant& keyValues, std::size_t count)
 
 bool TDataSet::Locate(const QString& keyFields, const QVariant& keyValues, TLocateOptions options)
 {
+    TScreenCursorScope wait(NavigationCursor());
     CheckBrowseMode();
     const std::vector<TField*> fields = GetFieldList(keyFields);
     if (!fHasCurrent)
@@ -1047,7 +1062,7 @@ bool TDataSet::Locate(const QString& keyFields, const QVariant& keyValues, TLoca
     InternalGotoBookmark(target);
     Resync();
     DataEvent(deDataSetChange);
-    Notify(AfterScroll);
+    DoAfterScroll();
     return true;
 }
 

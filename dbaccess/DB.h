@@ -547,6 +547,38 @@ private:
 };
 
 // ---- The dataset ----
+// Screen cursors a dataset asks for while it works; the numbers are the
+// toolkit-neutral ids the GUI layer maps to its own cursors.
+using TCursor = int;
+constexpr TCursor crDefault = 0;
+constexpr TCursor crHourGlass = -11;
+constexpr TCursor crSQLWait = -17;
+
+// dbaccess draws nothing: the GUI layer sets these to its override-cursor calls.
+// Every push is followed by exactly one pop, also when the work throws.
+inline std::function<void(TCursor cursor)> ScreenCursorPush;
+inline std::function<void()> ScreenCursorPop;
+
+// Holds a screen cursor for a scope; crDefault (or no hook) does nothing.
+class TScreenCursorScope {
+public:
+    explicit TScreenCursorScope(TCursor cursor) : fPushed(cursor != crDefault && ScreenCursorPush && ScreenCursorPop)
+    {
+        if (fPushed)
+            ScreenCursorPush(cursor);
+    }
+    ~TScreenCursorScope()
+    {
+        if (fPushed)
+            ScreenCursorPop();
+    }
+    TScreenCursorScope(const TScreenCursorScope&) = delete;
+    TScreenCursorScope& operator=(const TScreenCursorScope&) = delete;
+
+private:
+    bool fPushed;
+};
+
 class TDataSet : public TComponent {
 public:
     using TDataSetNotifyEvent = std::function<void(TDataSet* dataSet)>;
@@ -719,6 +751,15 @@ protected:
     // Binding: every data field to its FieldDefs column; a persistent field without
     // one raises. Unbinding resets column numbers.
     void BindFields(bool binding);
+
+    // The screen cursor that navigation holds; crDefault holds none.
+    virtual TCursor NavigationCursor() const { return crDefault; }
+    // Fires AfterScroll; a derived dataset may add what follows a scroll.
+    virtual void DoAfterScroll() { Notify(AfterScroll); }
+    // Calculated values kept by a derived dataset for the row in a buffer. Read
+    // answers false when it has none; then OnCalcFields runs and Write keeps them.
+    virtual bool ReadCachedCalcFields(TRecordBuffer buffer, std::vector<QVariant>& values);
+    virtual void WriteCachedCalcFields(TRecordBuffer buffer, const std::vector<QVariant>& values);
 
     // ---- Helpers for derived classes ----
     bool Appending() const { return fAppending; }

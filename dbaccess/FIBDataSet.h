@@ -9,6 +9,7 @@
 #include "dbaccess/FIBQuery.h"
 
 #include <QStringList>
+#include <QVariant>
 #include <QTimer>
 #include <cstdint>
 #include <functional>
@@ -75,6 +76,10 @@ enum TCachedUpdateStatus : std::uint8_t {
     cusDeletedApplied
 };
 
+// Which cached update statuses navigation shows.
+enum TUpdateRecordType : std::uint8_t { rtModified = 1, rtInserted = 2, rtDeleted = 4, rtUnmodified = 8 };
+using TUpdateRecordTypes = std::uint8_t;
+
 enum TUpdateKind : std::uint8_t { ukModify = 1, ukInsert = 2, ukDelete = 4 };
 using TUpdateKinds = std::uint8_t;
 
@@ -114,6 +119,7 @@ struct TFIBFieldDescr {
     int ServerLength = 0;   // sqllen of the column
     bool Int64AsDouble = false;  // an INT64 of scale below -4 kept as a float
     bool IsMemo = false;    // a text blob, kept in the string store
+    bool IsBlob = false;    // a binary blob, its bytes kept in the string store
     double Divisor = 1;     // 10^-scale for scaled integers
     std::uint8_t Coding = 2;  // 0 latin-1, 1 UTF-8, 2 windows-1252
     QString RelationName;
@@ -126,7 +132,8 @@ using TFIBFieldDescrList = std::vector<TFIBFieldDescr>;
 // costs eight bytes plus the text it really has.
 class TStringCollection {
 public:
-    void Set(int row, const char* data, int length);
+    // Trailing blanks go unless trim is false (binary content keeps every byte).
+    void Set(int row, const char* data, int length, bool trim = true);
     QByteArray Get(int row) const;
     const char* Data(int row, int& length) const;
     void Clear();
@@ -250,6 +257,17 @@ public:
     void SetCachedUpdates(bool value);
     bool UniDirectional() const { return fUniDirectional; }
     void SetUniDirectional(bool value);
+    // Rows of other statuses stay in the cache but navigation passes them by.
+    TUpdateRecordTypes UpdateRecordTypes() const { return fUpdateRecordTypes; }
+    void SetUpdateRecordTypes(TUpdateRecordTypes value);
+
+    // The screen cursor held while the dataset opens, fetches or navigates.
+    TCursor SQLScreenCursor() const { return fSQLScreenCursor; }
+    void SetSQLScreenCursor(TCursor value) { fSQLScreenCursor = value; }
+    // Fires once the event loop runs after the last of a burst of scrolls.
+    TDataSetNotifyEvent OnEndScroll;
+    int EndScrollDelay() const { return fEndScrollDelay; }
+    void SetEndScrollDelay(int milliseconds) { fEndScrollDelay = milliseconds; }
 
     void Prepare();
     bool Prepared() const { return fPrepared; }
@@ -268,6 +286,22 @@ public:
 
     // Sorts the rows in the client; fields and directions pair up.
     void DoSort(const QStringList& fields, const std::vector<bool>& ascending);
+    // The same with an order list as text: "NAME DESC, ID" (items by "," or ";").
+    void DoSortEx(const QString& orderList);
+    // The order the server delivers the rows in, read from the ORDER BY of the
+    // select at open while psGetOrderInfo is on; it ends at the first item that is
+    // no plain column.
+    struct TOrderItem {
+        QString FieldName;
+        bool Ascending = true;
+    };
+    const std::vector<TOrderItem>& OrderInfo() const { return fOrderInfo; }
+
+    // Searches the cached rows from the current one on (then those before it),
+    // then fetches on.
+    bool Locate(const QString& keyFields, const QVariant& keyValues, TLocateOptions options) override;
+    void SetFilter(const QString& value) override;
+    void SetFiltered(bool value) override;
     std::function<void(TField* field, int rowA, int rowB, int& result)> OnCompareFieldValues;
 
     TBookmark GetBookmark() const override;
@@ -328,6 +362,10 @@ protected:
     void GetBookmarkData(TRecordBuffer buffer, TBookmark& bookmark) const override;
     void InternalGotoBookmark(const TBookmark& bookmark) override;
     std::unique_ptr<TField> CreateFieldOfType(TFieldType type) override;
+    TCursor NavigationCursor() const override { return fSQLScreenCursor; }
+    void DoAfterScroll() override;
+    bool ReadCachedCalcFields(TRecordBuffer buffer, std::vector<QVariant>& values) override;
+    void WriteCachedCalcFields(TRecordBuffer buffer, const std::vector<QVariant>& values) override;
 
     TFormatFields fDefaultFormats;
     void CheckDatasetClosed(const QString& verb) const;
@@ -359,6 +397,19 @@ private:
     void SortMap(const QStringList& fields, const std::vector<bool>& ascending);
     int CompareRows(const std::vector<int>& cols, const std::vector<bool>& asc, int a, int b) const;
     bool Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from, int step);
+    bool MatchAt(int pos, const std::vector<TField*>& fields, const QVariantList& values, TLocateOptions options);
+    void MoveToFound(int pos);
+    bool StatusVisible(int row) const;
+    void RebuildMap();
+    void ReadOrderInfo();
+    // Positions (in the map's order) of the rows the filter accepts, found so far.
+    bool ScanFilter(std::size_t count, bool fetch) const;
+    int FilteredIndexOf(int pos) const;
+    void ResetFilterIndex() const
+    {
+        fFilterPos.clear();
+        fFilterScanned = 0;
+    }
 
     std::unique_ptr<TFIBQuery> fQSelect;
     std::unique_ptr<TFIBQuery> fQUpdate;
@@ -389,6 +440,15 @@ private:
     int fStoredSize = 0;
     int fNullOffset = 0;
     int fLongCount = 0;
+    TUpdateRecordTypes fUpdateRecordTypes = rtModified | rtInserted | rtUnmodified;
+    TCursor fSQLScreenCursor = crDefault;
+    int fEndScrollDelay = 0;
+    std::unique_ptr<QTimer> fEndScrollTimer;
+    std::unordered_map<int, std::vector<QVariant>> fCalcCache;
+    std::vector<TOrderItem> fOrderInfo;
+    mutable std::vector<int> fFilterPos;
+    mutable int fFilterScanned = 0;
+    mutable TBuf fFilterBuf;
     QStringList fSortFields;
     std::vector<bool> fSortAscending;
 };

@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 
+#include <QCoreApplication>
 #include <QDate>
+#include <algorithm>
 #include <QTime>
 
 class DataSetTest : public ::testing::Test {
@@ -276,6 +278,8 @@ TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
     EXPECT_EQ(ds->RecNo(), 12);
     EXPECT_FALSE(ds->Locate("ID", 99, {}));
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 12);
+    // Locate searches from the current row on; from the first row it finds the first match.
+    ds->First();
     EXPECT_TRUE(ds->Locate("NAME", "name 3", loCaseInsensitive));
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 3);
     EXPECT_TRUE(ds->LocateNext("NAME", "name 3", loCaseInsensitive));
@@ -343,6 +347,228 @@ TEST_F(DataSetTest, FilteredNavigationSkipsRejectedRowsAndFetchesAsItGoes)
     EXPECT_TRUE(ds->Bof());
     ds->SetFiltered(false);
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+}
+
+TEST_F(DataSetTest, LocateStartsAtTheCurrentRowAndSearchesTheCacheBeforeFetching)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    ASSERT_TRUE(ds->Locate("ID", 12, {}));
+    ASSERT_EQ(ds->RecordsFetched(), 12);
+    ds->SetRecNo(4);
+    // NAME repeats every five rows: from row 4 the next "Name 3" is ID 8, not 3.
+    EXPECT_TRUE(ds->Locate("NAME", "Name 3", {}));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 8);
+    // From row 9 the cache holds no later match; the one before the cursor wins
+    // over fetching row 13.
+    ds->SetRecNo(9);
+    EXPECT_TRUE(ds->Locate("NAME", "Name 3", {}));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 3);
+    EXPECT_EQ(ds->RecordsFetched(), 12);
+    EXPECT_TRUE(ds->Locate("ID", 20, {}));
+    EXPECT_EQ(ds->RecordsFetched(), 20);
+    EXPECT_FALSE(ds->Locate("ID", 0, {}));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 20);
+}
+
+TEST_F(DataSetTest, FilteredRowsArePositionedAndReadByTheirFilteredNumber)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->OnFilterRecord = [](TDataSet* d, bool& accept) { accept = d->FieldByName("ID")->AsInteger() % 3 == 0; };
+    ds->Open();
+    ds->SetFiltered(true);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 3);
+    EXPECT_EQ(ds->RecNo(), 1);
+    // A grid reads row n of what the filter shows, fetching only that far.
+    ASSERT_TRUE(ds->SelectActiveRow(3));
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 12);
+    ds->SelectCursorRow();
+    EXPECT_EQ(ds->RecordsFetched(), 12);
+    EXPECT_EQ(ds->RecordCount(), 4);
+    EXPECT_FALSE(ds->SelectActiveRow(8));
+    ds->SelectCursorRow();
+    ds->SetRecNo(5);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 15);
+    EXPECT_EQ(ds->RecNo(), 5);
+    ds->Last();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 24);
+    EXPECT_EQ(ds->RecNo(), 8);
+    EXPECT_EQ(ds->RecordCount(), 8);
+    EXPECT_TRUE(ds->Locate("ID", 6, {}));
+    EXPECT_EQ(ds->RecNo(), 2);
+    EXPECT_FALSE(ds->Locate("ID", 7, {}));
+    ds->SetFiltered(false);
+    EXPECT_EQ(ds->RecordCount(), 25);
+}
+
+TEST_F(DataSetTest, WaitCursorEndScrollAndCachedCalcFields)
+{
+    std::vector<int> pushed;
+    int depth = 0, maxDepth = 0;
+    ScreenCursorPush = [&](TCursor c) {
+        pushed.push_back(c);
+        maxDepth = std::max(maxDepth, ++depth);
+    };
+    ScreenCursorPop = [&] { --depth; };
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->Open();
+    ds->Next();
+    EXPECT_TRUE(pushed.empty());  // crDefault holds no cursor
+    ds->Close();
+    ds->SetSQLScreenCursor(crSQLWait);
+    ds->Open();
+    ds->Next();
+    ds->Last();
+    EXPECT_GE(pushed.size(), 3u);
+    EXPECT_TRUE(std::all_of(pushed.begin(), pushed.end(), [](int c) { return c == crSQLWait; }));
+    EXPECT_EQ(depth, 0);
+    // A failing open gives its cursor back too.
+    ds->Close();
+    ds->SetSelectSQL("select NOPE from ROWS_");
+    EXPECT_FALSE(ThrownMessage([&] { ds->Open(); }).isEmpty());
+    EXPECT_EQ(depth, 0);
+    ScreenCursorPush = nullptr;
+    ScreenCursorPop = nullptr;
+
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    int endScrolls = 0;
+    ds->OnEndScroll = [&](TDataSet*) { ++endScrolls; };
+    ds->Open();
+    for (int i = 0; i < 5; ++i)
+        ds->Next();
+    EXPECT_EQ(endScrolls, 0);
+    EXPECT_TRUE(WaitFor([&] { return endScrolls > 0; }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(endScrolls, 1);  // one notice for the burst
+
+    // poCacheCalcFields: each row is calculated once, however often it is read.
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    auto* calc = new TFloatField(ds.get(), "DSCALC", "CALC");
+    calc->SetFieldKind(fkCalculated);
+    auto* id = new TIntegerField(ds.get(), "DSID", "ID");
+    (void)id;
+    int calls = 0;
+    ds->OnCalcFields = [&](TDataSet* d) {
+        ++calls;
+        d->FieldByName("CALC")->SetAsFloat(d->FieldByName("ID")->AsInteger() * 2.0);
+    };
+    ds->SetOptions(ds->Options() | poCacheCalcFields);
+    ds->Open();
+    for (int pass = 0; pass < 2; ++pass)
+        for (ds->First(); !ds->Eof(); ds->Next())
+            EXPECT_DOUBLE_EQ(ds->FieldByName("CALC")->AsFloat(), ds->FieldByName("ID")->AsInteger() * 2.0);
+    EXPECT_EQ(calls, 25);
+    ds->Close();
+    ds->SetOptions(ds->Options() & ~poCacheCalcFields);
+    calls = 0;
+    ds->Open();
+    for (int pass = 0; pass < 2; ++pass)
+        for (ds->First(); !ds->Eof(); ds->Next()) {
+        }
+    EXPECT_GT(calls, 25);
+}
+
+TEST_F(DataSetTest, UpdateRecordTypesChooseWhichCachedRowsShow)
+{
+    ds = MakeDataSet("select * from ROWS_ order by ID");
+    ds->UpdateSQL().SetText("update ROWS_ set NAME = ?NAME where ID = ?OLD_ID");
+    ds->DeleteSQL().SetText("delete from ROWS_ where ID = ?OLD_ID");
+    ds->Open();
+    ds->FetchAll();
+    ds->SetRecNo(3);
+    ds->Delete();
+    ds->SetRecNo(5);  // ID 6
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("changed");
+    ds->Post();
+    EXPECT_EQ(ds->RecordCount(), 24);
+
+    ds->SetUpdateRecordTypes(rtModified);
+    EXPECT_EQ(ds->RecordCount(), 1);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 6);
+
+    ds->SetUpdateRecordTypes(rtDeleted | rtUnmodified);
+    EXPECT_EQ(ds->RecordCount(), 24);
+    ASSERT_TRUE(ds->Locate("ID", 3, {}));
+    EXPECT_EQ(ds->RecNo(), 3);  // back at its place
+    EXPECT_EQ(ds->CachedUpdateStatus(), cusDeleted);
+    EXPECT_FALSE(ds->Locate("ID", 6, {}));
+
+    ds->SetUpdateRecordTypes(rtModified | rtInserted | rtUnmodified);
+    EXPECT_EQ(ds->RecordCount(), 24);
+    ds->First();
+    ds->Next();
+    ds->Next();
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 4);
+}
+
+TEST_F(DataSetTest, OrderInfoAndSortByText)
+{
+    ds = MakeDataSet("select ID, NAME as N, V from ROWS_ order by V desc, ROWS_.ID, upper(NAME)");
+    ds->Open();
+    ASSERT_EQ(ds->OrderInfo().size(), 2u);
+    EXPECT_EQ(ds->OrderInfo()[0].FieldName, "V");
+    EXPECT_FALSE(ds->OrderInfo()[0].Ascending);
+    EXPECT_EQ(ds->OrderInfo()[1].FieldName, "ID");
+    EXPECT_TRUE(ds->OrderInfo()[1].Ascending);
+    ds->Close();
+    ds->SetSelectSQL("select ID, V from ROWS_ order by 2, NAME");
+    EXPECT_EQ(ThrownMessage([&] { ds->Open(); }),
+              "DS.\r\nField NAME use in order, but not presented in fields section of SelectSQL");
+    ds->SetPrepareOptions(ds->PrepareOptions() & ~psGetOrderInfo);
+    ds->Open();
+    EXPECT_TRUE(ds->OrderInfo().empty());
+
+    ds->DoSortEx("V desc; ID");
+    int lastId = 0;
+    double lastV = 1e9;
+    for (ds->First(); !ds->Eof(); ds->Next()) {
+        const double v = ds->FieldByName("V")->AsFloat();
+        const int rowId = ds->FieldByName("ID")->AsInteger();
+        EXPECT_TRUE(v < lastV || (v == lastV && rowId > lastId));
+        lastV = v;
+        lastId = rowId;
+    }
+    EXPECT_TRUE(ThrownMessage([&] { ds->DoSortEx("V + 1"); }).contains("Can't sort. Invalid parameter: Fields[V + 1]"));
+}
+
+TEST_F(DataSetTest, BinaryBlobBytesAreCachedAndReadBack)
+{
+    Exec("create table BLOBS (ID integer, B blob sub_type 0)");
+    tr->CommitRetaining();
+    QByteArray bytes;
+    for (int i = 0; i < 70000; ++i)
+        bytes.append(static_cast<char>((i * 31) % 256));
+    bytes.append("   ");  // trailing blanks of binary content stay
+    TFIBQuery ins;
+    ins.SetDatabase(db.get());
+    ins.SetTransaction(tr.get());
+    ins.SQL().SetText("insert into BLOBS values (?ID, ?B)");
+    ins.Prepare();
+    ins.Params().ByName("ID")->SetAsInteger(1);
+    ins.Params().ByName("B")->SetAsStream(bytes);
+    ins.ExecQuery();
+    ins.Params().ByName("ID")->SetAsInteger(2);
+    ins.Params().ByName("B")->SetIsNull(true);
+    ins.ExecQuery();
+
+    ds = MakeDataSet("select * from BLOBS order by ID");
+    ds->UpdateSQL().SetText("update BLOBS set B = ?B where ID = ?OLD_ID");
+    ds->Open();
+    TField* b = ds->FieldByName("B");
+    EXPECT_NE(dynamic_cast<TFIBBlobField*>(b), nullptr);
+    EXPECT_EQ(b->AsBytes(), bytes);
+    ds->Next();
+    EXPECT_TRUE(b->IsNull());
+    // An edit keeps the bytes in the cache as they were set.
+    ds->Edit();
+    b->SetAsBytes(QByteArray("\x00\x01 ", 3));
+    ds->Post();
+    ds->First();
+    ds->Next();
+    EXPECT_EQ(b->AsBytes(), QByteArray("\x00\x01 ", 3));
+    ds->First();
+    EXPECT_EQ(b->AsBytes().size(), bytes.size());
 }
 
 TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)

@@ -1,0 +1,143 @@
+#include "dbaccess/FIBDataSet_Internal.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+using namespace fibds;
+
+// ---------------------------------------------------------------- string store
+
+void TStringCollection::Set(int row, const char* data, int length, bool trim)
+{
+    const auto r = static_cast<std::size_t>(row);
+    if (fStart.size() <= r) {
+        fStart.resize(r + 1, 0);
+        fLength.resize(r + 1, 0);
+    }
+    if (trim)
+        length = TrimmedLength(data, length);
+    // An empty text clears the slot; an edit that fits reuses the old room.
+    if (length <= static_cast<int>(fLength[r]) && length > 0) {
+        std::memcpy(fData.data() + fStart[r], data, static_cast<std::size_t>(length));
+    } else if (length > 0) {
+        fStart[r] = static_cast<std::uint32_t>(fData.size());
+        fData.insert(fData.end(), data, data + length);
+    }
+    fLength[r] = static_cast<std::uint32_t>(length);
+}
+
+const char* TStringCollection::Data(int row, int& length) const
+{
+    const auto r = static_cast<std::size_t>(row);
+    if (row < 0 || r >= fStart.size()) {
+        length = 0;
+        return nullptr;
+    }
+    length = static_cast<int>(fLength[r]);
+    return length ? fData.data() + fStart[r] : nullptr;
+}
+
+QByteArray TStringCollection::Get(int row) const
+{
+    int length = 0;
+    const char* p = Data(row, length);
+    return p ? QByteArray(p, length) : QByteArray();
+}
+
+void TStringCollection::Clear()
+{
+    fStart.clear();
+    fLength.clear();
+    fData.clear();
+}
+
+// ---------------------------------------------------------------- cache
+
+TRecordsCache::TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount)
+    : fRecordSize(storedRecordSize), fStrings(static_cast<std::size_t>(longStringCount))
+{
+    if (storedRecordSize <= 0)
+        throw EMemManagerError(QStringLiteral("Incompatible Sizes"));
+    fBlockSize = storedRecordSize * std::max(bufferChunks, 1);
+    if (fBlockSize < 1024)
+        fBlockSize = storedRecordSize + 1024 - 1024 % storedRecordSize;
+    if (storedRecordSize > fBlockSize)
+        throw EMemManagerError(QStringLiteral("Incompatible Sizes"));
+    fRecordsPerBlock = fBlockSize / storedRecordSize;
+}
+
+int TRecordsCache::AddRecord()
+{
+    const int row = fCount;
+    const auto block = static_cast<std::size_t>(row / fRecordsPerBlock);
+    if (block >= fBlocks.size()) {
+        if (fBlocks.size() == fBlocks.capacity())
+            fBlocks.reserve(fBlocks.size() + 10);
+        fBlocks.emplace_back(new std::byte[static_cast<std::size_t>(fBlockSize)]());
+    }
+    ++fCount;
+    std::byte* rec = Record(row);
+    std::memset(rec, 0, static_cast<std::size_t>(fRecordSize));
+    Store<qint32>(rec, row);
+    return row;
+}
+
+std::byte* TRecordsCache::Record(int row)
+{
+    return fBlocks[static_cast<std::size_t>(row / fRecordsPerBlock)].get()
+           + static_cast<std::ptrdiff_t>(row % fRecordsPerBlock) * fRecordSize;
+}
+
+const std::byte* TRecordsCache::Record(int row) const
+{
+    return fBlocks[static_cast<std::size_t>(row / fRecordsPerBlock)].get()
+           + static_cast<std::ptrdiff_t>(row % fRecordsPerBlock) * fRecordSize;
+}
+
+std::byte* TRecordsCache::WriteRecord(int row)
+{
+    if (row < 0 || row >= fCount)
+        throw EMemManagerError(QStringLiteral("Can't write to Buffer.Incorrect RecordNo"));
+    return Record(row);
+}
+
+const std::byte* TRecordsCache::ReadRecord(int row) const
+{
+    if (row < 0 || row >= fCount)
+        throw EMemManagerError(QStringLiteral("Can't read Buffer.Incorrect RecordNo"));
+    return Record(row);
+}
+
+void TRecordsCache::SaveOld(int row)
+{
+    if (row < 0 || row >= fCount)
+        throw EMemManagerError(QStringLiteral("Can't read LogBuffer.Incorrect RecordNo"));
+    if (fOld.count(row))
+        return;
+    TOld& old = fOld[row];
+    const std::byte* rec = Record(row);
+    old.Data.assign(rec, rec + fRecordSize);
+    for (const TStringCollection& s : fStrings)
+        old.Strings.push_back(s.Get(row));
+}
+
+const std::vector<std::byte>* TRecordsCache::OldRecord(int row) const
+{
+    auto it = fOld.find(row);
+    return it == fOld.end() ? nullptr : &it->second.Data;
+}
+
+const std::vector<QByteArray>* TRecordsCache::OldStrings(int row) const
+{
+    auto it = fOld.find(row);
+    return it == fOld.end() ? nullptr : &it->second.Strings;
+}
+
+std::size_t TRecordsCache::MemoryUsed() const
+{
+    std::size_t n = fBlocks.size() * static_cast<std::size_t>(fBlockSize) + Map.capacity() * sizeof(int);
+    for (const TStringCollection& s : fStrings)
+        n += s.Bytes() + static_cast<std::size_t>(fCount) * 8;
+    return n;
+}

@@ -1,0 +1,80 @@
+#pragma once
+// Record encodings and small helpers shared by the parts of the cached dataset.
+
+#include "dbaccess/FIBDataSet.h"
+#include "dbaccess/fib.h"
+
+#include <QStringDecoder>
+#include <QStringEncoder>
+#include <cstring>
+
+namespace fibds {
+// Days from the first day of the calendar to the database's day zero, and to the
+// program's: dates are kept in the first form, read in the second.
+constexpr int DateBase = 678576;
+constexpr double DateDelta = 693594.0;
+constexpr double MsPerDay = 86400000.0;
+constexpr int LongStringLimit = 20;
+
+inline QString Decode(const char* p, int length, std::uint8_t coding)
+{
+    if (coding == 1)
+        return QString::fromUtf8(p, length);
+    if (coding == 0)
+        return QString::fromLatin1(p, length);
+    return DecodeWin1252(p, length);
+}
+
+inline QByteArray Encode(const QString& text, std::uint8_t coding)
+{
+    if (coding == 1)
+        return text.toUtf8();
+    if (coding == 0)
+        return text.toLatin1();
+    QStringEncoder encoder("windows-1252");
+    return encoder.encode(text);
+}
+
+inline int TrimmedLength(const char* p, int length)
+{
+    while (length > 0 && p[length - 1] == ' ')
+        --length;
+    return length;
+}
+
+template <class T>
+T Load(const std::byte* p)
+{
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class T>
+void Store(std::byte* p, T v)
+{
+    std::memcpy(p, &v, sizeof v);
+}
+
+inline bool IsTextType(short t) { return t == SQL_TEXT || t == SQL_VARYING; }
+
+inline int FixedWidth(short sqlType, int serverLength)
+{
+    switch (sqlType) {
+    case SQL_SHORT: return 2;
+    case SQL_LONG:
+    case SQL_FLOAT:
+    case SQL_TYPE_DATE:
+    case SQL_TYPE_TIME: return 4;
+    case SQL_DOUBLE:
+    case SQL_D_FLOAT:
+    case SQL_TIMESTAMP:
+    case SQL_INT64: return 8;
+    case SQL_BOOLEAN: return 1;
+    case SQL_TEXT:
+    case SQL_VARYING: return serverLength + 2;  // length word + bytes
+    default: return serverLength;
+    }
+}
+
+constexpr int FlagsOffset = 5;
+}  // namespace fibds
