@@ -10,11 +10,11 @@ using namespace fibds;
 
 TFIBCustomDataSet::TFIBCustomDataSet(TComponent* owner)
     : TDataSet(owner),
-      fQSelect(std::make_unique<TFIBQuery>()),
-      fQUpdate(std::make_unique<TFIBQuery>()),
-      fQInsert(std::make_unique<TFIBQuery>()),
-      fQDelete(std::make_unique<TFIBQuery>()),
-      fQRefresh(std::make_unique<TFIBQuery>()),
+      fQSelect(std::make_unique<TFIBQuery>(this)),
+      fQUpdate(std::make_unique<TFIBQuery>(this)),
+      fQInsert(std::make_unique<TFIBQuery>(this)),
+      fQDelete(std::make_unique<TFIBQuery>(this)),
+      fQRefresh(std::make_unique<TFIBQuery>(this)),
       fDataLink(std::make_unique<TFIBDataLink>(this))
 {
     fQSelect->SetName(QStringLiteral("SelectQuery"));

@@ -1,5 +1,7 @@
 #include "dbcontrols/TdxLookupEdit.h"
 
+#include "dbaccess/FIBDataSet.h"
+
 #include <QLineEdit>
 
 int TLookupListModel::rowCount(const QModelIndex& parent) const
@@ -16,6 +18,9 @@ QVariant TLookupListModel::data(const QModelIndex& index, int role) const
 
 void TLookupListModel::Reload()
 {
+    // The list offers every row, also those a fetching dataset has not read yet.
+    if (auto* fib = dynamic_cast<TFIBCustomDataSet*>(fEdit->fLink.DataSet()); fib && fib->Active() && !fib->AllFetched())
+        fib->FetchAll();
     beginResetModel();
     fRows = fEdit->fLink.Active() ? fEdit->fLink.RecordCount() : 0;
     endResetModel();

@@ -298,6 +298,7 @@ TDMorvex::TDMorvex(TComponent* owner) : TComponent(owner)
         ds->AutoCommit = true;
         StoredOptions(ds, {"poSQLINT64ToBCD", "dcForceMasterRefresh", "dcForceOpen"});
         ds->AfterPost = [this](TDataSet* d) { AuftraegeAfterPost(d); };
+        ds->SetSQLScreenCursor(crSQLWait);
     }
     SetStatements(Auftraege.get(), OrvexSQL::AuftraegeSelect(), OrvexSQL::AuftraegeInsert(),
                   OrvexSQL::AuftraegeUpdate(), OrvexSQL::AuftraegeDelete(), OrvexSQL::AuftraegeRefresh());
@@ -308,6 +309,7 @@ TDMorvex::TDMorvex(TComponent* owner) : TComponent(owner)
         ds->SetTransaction(TaMessdaten.get());
     }
     Messdaten->AutoCommit = true;
+    Messdaten->SetSQLScreenCursor(crSQLWait);
     StoredOptions(Messdaten.get(), {"poSQLINT64ToBCD", "dcForceMasterRefresh"});
     SetStatements(Messdaten.get(), OrvexSQL::MessdatenSelect(), OrvexSQL::MessdatenInsert(),
                   OrvexSQL::MessdatenUpdate(), OrvexSQL::MessdatenDelete(), OrvexSQL::MessdatenRefresh());

@@ -25,7 +25,10 @@ trap cleanup EXIT
 
 # The program of this folder connects through the server; the rest of its INI fills itself.
 printf '[PATH]\r\nServer name=%s\r\nDatapath=%s\r\n' "$db" "$demo/Data" > "$live/Config/KELMAR.INI.new"
-if [ -f "$live/Config/KELMAR.INI" ]; then
+if [ ! -f "$live/Config/KELMAR.INI" ]; then
+  # The chart look of a lab on a first start, as in demo/.
+  printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' >> "$live/Config/KELMAR.INI.new"
+else
   grep -v -i -e '^Server name=' -e '^Datapath=' -e '^\[PATH\]' "$live/Config/KELMAR.INI" >> "$live/Config/KELMAR.INI.new" || true
 fi
 mv "$live/Config/KELMAR.INI.new" "$live/Config/KELMAR.INI"
@@ -37,7 +40,7 @@ echo "Server auf Port $port, Simulator schreibt in \"H3TRB 2026/021\" (Protokoll
 cd "$live"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
   echo "Kein Bildschirm: das Fenster wird nach demo-live/screenshot.png gezeichnet (mit Bildschirm: xvfb-run -a make demo-live)."
-  QT_QPA_PLATFORM=offscreen ORVEX_SCREENSHOT="$live/screenshot.png" "$exe"
+  QT_QPA_PLATFORM=offscreen "$exe" --versuch "H3TRB 2026/021" --screenshot "$live/screenshot.png"
 else
   "$exe"
 fi

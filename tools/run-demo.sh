@@ -11,14 +11,15 @@ mkdir -p "$demo/Config" "$demo/Data"
 if [ ! -f "$demo/Data/Orvex.fdb" ]; then
   "$top/$build/tools/orvexDemo" create "$demo/Data/Orvex.fdb"
 fi
-# An empty INI is filled by the program with every key it knows.
-[ -f "$demo/Config/KELMAR.INI" ] || : > "$demo/Config/KELMAR.INI"
+# The INI is filled by the program with every key it knows; the demo starts with
+# the chart look of a lab: white panels and room for the scales at the sides.
+[ -f "$demo/Config/KELMAR.INI" ] || printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' > "$demo/Config/KELMAR.INI"
 
 cd "$demo"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
   echo "Kein Bildschirm (weder DISPLAY noch WAYLAND_DISPLAY gesetzt): das Fenster wird nach demo/screenshot.png gezeichnet."
   echo "Mit Bildschirm erscheint es selbst, etwa unter Xvfb:  xvfb-run -a make run"
-  QT_QPA_PLATFORM=offscreen ORVEX_SCREENSHOT="$demo/screenshot.png" "$exe"
+  QT_QPA_PLATFORM=offscreen "$exe" --versuch "H3TRB 2026/021" --screenshot "$demo/screenshot.png"
   echo "Bild: $demo/screenshot.png"
   exit 0
 fi

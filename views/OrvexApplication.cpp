@@ -1,7 +1,21 @@
 #include "views/OrvexApplication.h"
 
+#include "dbaccess/DB.h"
 #include "frame/MessageDlg.h"
 #include "frame/ZELBase.h"
+
+TOrvexApplication::TOrvexApplication(int& argc, char** argv) : QApplication(argc, argv)
+{
+    // The datasets ask for the wait cursor while they read from the server.
+    ScreenCursorPush = [](TCursor) { QGuiApplication::setOverrideCursor(Qt::WaitCursor); };
+    ScreenCursorPop = [] { QGuiApplication::restoreOverrideCursor(); };
+}
+
+TOrvexApplication::~TOrvexApplication()
+{
+    ScreenCursorPush = nullptr;
+    ScreenCursorPop = nullptr;
+}
 
 bool TOrvexApplication::notify(QObject* receiver, QEvent* event)
 {

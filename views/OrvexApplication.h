@@ -7,7 +7,8 @@
 
 class TOrvexApplication : public QApplication {
 public:
-    TOrvexApplication(int& argc, char** argv) : QApplication(argc, argv) {}
+    TOrvexApplication(int& argc, char** argv);
+    ~TOrvexApplication() override;
     bool notify(QObject* receiver, QEvent* event) override;
 };
 

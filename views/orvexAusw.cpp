@@ -1,6 +1,7 @@
 // The program: units start in order, the windows and the data module come into
 // being in a fixed order, the message loop runs, and everything ends in reverse.
 
+#include "frame/MessageDlg.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "frame/zellib_Logging.h"
@@ -8,6 +9,7 @@
 #include "testdata/uDMorvex.h"
 #include "views/OrvexApplication.h"
 #include "views/uFoAuswertungUebersicht.h"
+#include "views/uFoSetupcharts.h"
 
 #include <QTimer>
 
@@ -30,10 +32,12 @@ int main(int argc, char** argv)
 
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
     FOOrvexAuswertung = new TFOOrvexAuswertung;
+    FoSetupCharts = new TFoSetupCharts;
 
     // The data module comes last: a failed connection is reported, and the window
     // stays without runs.
     DMorvex = std::make_unique<TDMorvex>();
+    FOOrvexAuswertung->DatenquellenZuordnen();
     try {
         DMorvex->DataModuleCreate();
     } catch (const std::exception& e) {
@@ -42,15 +46,33 @@ int main(int argc, char** argv)
 
     FOOrvexAuswertung->show();
 
-    // Without a screen, ORVEX_SCREENSHOT names a PNG: the window is drawn into it once
-    // the start has settled, and the program then ends the orderly way.
-    if (const QString shot = qEnvironmentVariable("ORVEX_SCREENSHOT"); !shot.isEmpty())
-        QTimer::singleShot(1500, FOOrvexAuswertung, [shot] {
-            FOOrvexAuswertung->grab().save(shot);
+    // For people and scripts without a screen: --versuch NR selects a run as the
+    // drop-down would, --screenshot FILE draws the window at 1600 x 1000 once the run
+    // is loaded and then ends the program the orderly way.
+    QString versuch, shot;
+    const QStringList args = QCoreApplication::arguments();
+    for (int i = 1; i + 1 < args.size(); ++i) {
+        if (args[i] == QLatin1String("--versuch"))
+            versuch = args[++i];
+        else if (args[i] == QLatin1String("--screenshot"))
+            shot = args[++i];
+    }
+    if (!versuch.isEmpty() || !shot.isEmpty())
+        QTimer::singleShot(0, FOOrvexAuswertung, [versuch, shot] {
+            if (!versuch.isEmpty() && !FOOrvexAuswertung->VersuchWaehlen(versuch))
+                ShowMessage(QStringLiteral("Versuch \"%1\" ist nicht vorhanden.").arg(versuch));
+            if (shot.isEmpty())
+                return;
+            FOOrvexAuswertung->setWindowState(Qt::WindowNoState);
+            FOOrvexAuswertung->resize(1600, 1000);
+            QCoreApplication::processEvents();
+            if (!FOOrvexAuswertung->grab().save(shot))
+                ShowMessage(QStringLiteral("Das Bild \"%1\" konnte nicht geschrieben werden.").arg(shot));
             FOOrvexAuswertung->ProgrammBeenden();
         });
     const int rc = QApplication::exec();
 
+    delete FoSetupCharts;
     delete FOOrvexAuswertung;
     DMorvex.reset();
     uDMorvex_Finalize();

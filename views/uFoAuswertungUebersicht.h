@@ -1,11 +1,30 @@
 #pragma once
-// The program's main window: the evaluation window. It owns all evaluation state;
-// here it takes its place in the start and end sequence of the program.
+// The program's main window, the evaluation window: the run selector and its
+// header data on the left, the curve and channel lists beside them, and the two
+// stacked, coupled charts. It owns all evaluation state: the twelve value arrays
+// of the selected run, the series that share them, and the look of the charts.
+
+#include "chart/Chart.h"
+#include "chart/Series.h"
+#include "frame/ZELBase.h"
 
 #include <QWidget>
+#include <array>
+#include <functional>
+#include <memory>
 
 class QFrame;
+class QLabel;
+class QMenu;
+class QAction;
 class QPushButton;
+class TdxLookupEdit;
+class TdxDBEdit;
+class TdxDBCurrencyEdit;
+class TdxDBMemo;
+class TCheckListBox;
+class TdxCheckEdit;
+class THTMLabel;
 
 class TFOOrvexAuswertung : public QWidget {
     Q_OBJECT
@@ -13,7 +32,7 @@ public:
     explicit TFOOrvexAuswertung(QWidget* parent = nullptr);
     ~TFOOrvexAuswertung() override;
 
-    // Regions, top to bottom and left to right.
+    // ---- Regions and buttons
     QFrame* Bedienpanel = nullptr;
     QFrame* KopfdatenPanel = nullptr;
     QFrame* Panel3 = nullptr;
@@ -22,24 +41,141 @@ public:
     QPushButton* BtnRohdaten = nullptr;
     QPushButton* BtnRefresh = nullptr;
 
-    bool fRefreshLaeuft = false;
-    bool fErsterStart = true;
-    bool fXAchseGeaendert = false;
+    // ---- Header controls
+    TdxLookupEdit* LookupAuftrag = nullptr;
+    TdxDBEdit* dxDBEdit1 = nullptr;
+    TdxDBEdit* Charge = nullptr;
+    TdxDBEdit* Bediener = nullptr;
+    TdxDBEdit* Strang = nullptr;
+    TdxDBEdit* Datum = nullptr;
+    TdxDBCurrencyEdit* Laufzeit = nullptr;
+    TdxDBCurrencyEdit* Restlaufzeit = nullptr;
+    TdxDBEdit* dxDBEdit2 = nullptr;
+    THTMLabel* HTMLabel1 = nullptr;
+    TdxDBCurrencyEdit* ED_U_SOLL = nullptr;
+    THTMLabel* HTMLabel5 = nullptr;
+    TdxDBCurrencyEdit* Ed_I_BT_MAX = nullptr;
+    TdxDBMemo* Kommentar = nullptr;
 
+    // ---- Curve and channel lists
+    QLabel* Label1 = nullptr;
+    TCheckListBox* Kurven = nullptr;
+    QPushButton* BtnAlleKurvenan = nullptr;
+    QLabel* Label2 = nullptr;
+    TCheckListBox* Kanaele = nullptr;
+    QPushButton* Button4 = nullptr;
+    TdxCheckEdit* togglemode = nullptr;
+    QPushButton* Button3 = nullptr;
+
+    // ---- Charts, series, menu
+    TChart* chart_U_I = nullptr;
+    TChart* Chart_T_RF = nullptr;
+    std::array<std::unique_ptr<TFastLineSeries>, 10> fSerIStore;   // 1..9
+    TFastLineSeries* Ser_I1 = nullptr;
+    TFastLineSeries* Ser_I2 = nullptr;
+    TFastLineSeries* Ser_I3 = nullptr;
+    TFastLineSeries* Ser_I4 = nullptr;
+    TFastLineSeries* Ser_I5 = nullptr;
+    TFastLineSeries* Ser_I6 = nullptr;
+    TFastLineSeries* Ser_I7 = nullptr;
+    TFastLineSeries* Ser_I8 = nullptr;
+    TFastLineSeries* Ser_I9 = nullptr;
+    std::unique_ptr<TFastLineSeries> Ser_U;
+    std::unique_ptr<TFastLineSeries> Ser_T;
+    std::unique_ptr<TFastLineSeries> Ser_rF;
+    QMenu* PopupMenu1 = nullptr;
+    QAction* Bearbeiten1 = nullptr;
+
+    // ---- Evaluation state; arrays of the 1-based kind keep index 0 unused
+    std::array<QString, 10> fBauteil;
+    std::array<TChartAxis*, 5> fAchsen{};
+    std::array<TChart*, 3> fCharts{};
+    std::array<bool, 3> fChartAktiv{};
+    std::array<TChartValuesPtr, 10> fWerteI;
+    TChartValuesPtr fWerteT, fWerteRF, fWerteU, fWerteStd, fWerteZeit;
+    std::array<TFastLineSeries*, 10> fSerI{};
+    std::array<bool, 10> fKanalAktiv{};
+    QString fEinheitI = QStringLiteral("[µA]");
+    int fNachkommaI = 3;
+    int fTeilerI = 1;
+    TColor fFarbeRF = 0, fFarbeU = 0, fFarbeT = 0, fFarbeI = 0, fFarbeChart = 0;
+    bool fRefreshLaeuft = false;
+    bool fXAchseGeaendert = false;
+    bool fZeitstempel = false;
+    bool fStufenAnzeige = true, fStufenInvertiert = true;
+    TChartAxis* fKlickAchse = nullptr;
+    TChart* fKlickChart = nullptr;
+    TRect fRand;
+    bool fZoomLaeuft = false;
+    int fAnzahlSaetze = 0;
+    bool fErsterStart = true;
+
+    // ---- Start and end
     void FormCreate();
     void FormActivate();
+    void FormResize();
     void FormKeyDown(int key);
     void BitBtn1Click();
-    // The orderly end: everything goes down, then the window closes.
+    // The orderly end: datasets and connection go down, then the window closes.
     void ProgrammBeenden();
     void FormCloseQuery(bool& canClose);
     void FormClose();
 
+    // ---- Selection and loading
+    void LookupAuftragSelectionChange(QObject* Sender);
+    void BtnRefreshClick();
+    void BtnRohdatenClick();
+    void VersuchAnzeigen();
+    void DatenLaden();
+    void SerienZuweisen();
+    void SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X, bool IstDatum,
+                      int Anzahl);
+    void Chart_SummenMouseMove(TChart* Sender, Qt::KeyboardModifiers Shift, int X, int Y);
+
+    // ---- Curves and channels
+    void KurvenClickCheck();
+    void KanaeleClickCheck();
+    void BtnAlleKurvenanClick();
+    void Button4Click();
+    void Button3Click();
+    void KurvenAuswerten();
+    void ChartsAktualisieren();
+    void ChartsAnordnen();
+    void RandSetzen(TChart* Chart, const TRect& Rand);
+    void AchseUebertragen(TChartAxis* Quelle, TChartAxis* Ziel);
+
+    // ---- Settings kept between runs of the program
+    void EinstellungenLaden();
+    void EinstellungenSpeichern();
+
+    // ---- Chart settings dialog and zoom coupling
+    void Bearbeiten1Click();
+    void charts_Zoom(TCustomChart* Sender);
+    void charts_UndoZoom(TCustomChart* Sender);
+
+    // Shows the raw data window modally; set where that window is made.
+    std::function<void()> RohdatenAnzeigen;
+
+    // Binds the run selector and the header controls to the data module's sources;
+    // called once the module exists.
+    void DatenquellenZuordnen();
+
+    // Selects a run by its number as if the user had picked it; false when there is none.
+    bool VersuchWaehlen(const QString& nummer);
+
 protected:
     bool event(QEvent* e) override;
     void showEvent(QShowEvent* e) override;
+    void resizeEvent(QResizeEvent* e) override;
     void closeEvent(QCloseEvent* e) override;
     bool eventFilter(QObject* watched, QEvent* e) override;
+
+private:
+    void BuildHeaderPanel();
+    void BuildCurvePanel();
+    void BuildCharts();
+    TChart* MakeChart(const QString& name, const QString& title);
+    std::unique_ptr<TFastLineSeries> MakeSeries(TChart* chart, TChartAxis* axis, const QString& title, TColor color);
 };
 
 extern TFOOrvexAuswertung* FOOrvexAuswertung;

@@ -1,0 +1,148 @@
+// The evaluation window's main job on a large run: from the selection to the first
+// painted frame of both charts, next to its two floors measured in the same run:
+// a plain fetch loop over the measurement query (the server's work plus the
+// client's decoding) and one paint of both charts with the loaded curves.
+// Also the start: window, data module and connection until the window is shown.
+//   evaluation_bench DATABASE [VERSUCHSNR [PASSWORD]]
+// DATABASE: tools/orvexDemo create FILE --rows 1000000; the run defaults to 'BENCH-GROSS'.
+
+#include "dbaccess/FIBQuery.h"
+#include "frame/ZELInit.h"
+#include "frame/ZELLIB_INI.h"
+#include "testdata/uDMorvex.h"
+#include "views/uFoAuswertungUebersicht.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+long StatusKb(const char* key)
+{
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray all = f.readAll();
+    const int at = all.indexOf(key);
+    if (at < 0)
+        return -1;
+    return all.mid(at + static_cast<int>(std::strlen(key))).trimmed().split(' ').front().toLong();
+}
+
+// The floor of the load: the module's own statement run by a bare query, the twelve
+// float columns read from the client's row buffers into arrays.
+double PlainFetch(TDMorvex& dm, int key, long long& rows)
+{
+    std::vector<std::vector<double>> values(12);
+    TFIBQuery q;
+    q.SetDatabase(dm.orvexDB.get());
+    q.SetTransaction(dm.TaMessdaten.get());
+    if (!dm.TaMessdaten->InTransaction())
+        dm.TaMessdaten->StartTransaction();
+    q.SQL().SetText(OrvexSQL::MessdatenSelect());
+    q.Prepare();
+    q.ParamByName(QStringLiteral("AUFTRAGKEY")).SetAsInteger(key);
+    const char* names[12] = {"ZEIT_STD", "T", "RF", "U", "I_01", "I_02", "I_03", "I_04", "I_05", "I_06", "I_07", "I_08"};
+    int cols[12];
+    for (int i = 0; i < 12; ++i)
+        cols[i] = q.Current().IndexOf(QString::fromLatin1(names[i]));
+    QElapsedTimer t;
+    t.start();
+    q.ExecQuery();
+    rows = 0;
+    while (!q.Eof()) {
+        TFIBXSQLDA& row = q.Current();
+        for (int i = 0; i < 12; ++i)
+            values[static_cast<std::size_t>(i)].push_back(row[cols[i]].AsDouble());
+        ++rows;
+        q.Next();
+    }
+    q.Close();
+    return t.nsecsElapsed() / 1e9;
+}
+}
+
+int main(int argc, char** argv)
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: evaluation_bench DATABASE [VERSUCHSNR [PASSWORD]]\n");
+        return 2;
+    }
+    const QString run = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("BENCH-GROSS");
+    QTemporaryDir ini;
+    IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
+    QFile f(IniFileName);
+    if (!f.open(QIODevice::WriteOnly))
+        return 1;
+    f.write("[Path]\r\nServer name=" + QByteArray(argv[1]) + "\r\n");
+    f.close();
+    uDMorvex_Initialize();
+
+    // The start: window, data module, connection, list of runs, shown.
+    QElapsedTimer t;
+    t.start();
+    FOOrvexAuswertung = new TFOOrvexAuswertung;
+    DMorvex = std::make_unique<TDMorvex>();
+    if (argc > 3)
+        DMorvex->orvexDB->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") +
+                                             QString::fromLocal8Bit(argv[3]) +
+                                             QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
+    FOOrvexAuswertung->DatenquellenZuordnen();
+    DMorvex->DataModuleCreate();
+    FOOrvexAuswertung->setWindowState(Qt::WindowNoState);
+    FOOrvexAuswertung->resize(1600, 1000);
+    FOOrvexAuswertung->show();
+    QApplication::processEvents();
+    const double startSec = t.nsecsElapsed() / 1e9;
+
+    TVersuchDaten probe;
+    if (!DMorvex->VersuchLaden(run, probe)) {
+        std::fprintf(stderr, "no run %s\n", qPrintable(run));
+        return 1;
+    }
+    // Selection to the first painted frame of both charts.
+    const long rssBefore = StatusKb("VmRSS:");
+    t.restart();
+    if (!FOOrvexAuswertung->VersuchWaehlen(run))
+        return 1;
+    FOOrvexAuswertung->chart_U_I->repaint();
+    FOOrvexAuswertung->Chart_T_RF->repaint();
+    const double selectSec = t.nsecsElapsed() / 1e9;
+    const long rssLoaded = StatusKb("VmRSS:");
+    // The peak of the program itself, before the bench's own loops add theirs.
+    const long peakLoaded = StatusKb("VmHWM:");
+
+    // One more paint of both charts over the same curves: the paint floor.
+    t.restart();
+    FOOrvexAuswertung->chart_U_I->Invalidate();
+    FOOrvexAuswertung->Chart_T_RF->Invalidate();
+    FOOrvexAuswertung->chart_U_I->repaint();
+    FOOrvexAuswertung->Chart_T_RF->repaint();
+    const double paintSec = t.nsecsElapsed() / 1e9;
+    // The floor afterwards, twice; the faster run counts (the selection ran cold).
+    long long plainRows = 0;
+    const double plainFirst = PlainFetch(*DMorvex, probe.AuftragKey, plainRows);
+    const double plainSecond = PlainFetch(*DMorvex, probe.AuftragKey, plainRows);
+    const double plainSec = std::min(plainFirst, plainSecond);
+
+    std::printf("rows                          %d (plain loop %lld)\n", FOOrvexAuswertung->fAnzahlSaetze, plainRows);
+    std::printf("start to shown window         %.3f s\n", startSec);
+    std::printf("plain fetch loop              %.3f s, %.3f s\n", plainFirst, plainSecond);
+    std::printf("paint of both charts          %.3f s\n", paintSec);
+    std::printf("selection to painted charts   %.3f s\n", selectSec);
+    std::printf("ratio to (plain + paint)      %.2f\n", selectSec / (plainSec + paintSec));
+    std::printf("RSS added by the load         %.1f MB\n", (rssLoaded - rssBefore) / 1024.0);
+    std::printf("peak after the load (VmHWM)   %.1f MB\n", peakLoaded / 1024.0);
+
+    ProgrammEndet = true;
+    delete FOOrvexAuswertung;
+    DMorvex.reset();
+    uDMorvex_Finalize();
+    return 0;
+}

@@ -1,0 +1,425 @@
+// The evaluation window over a real demo database: selection, loading, refresh
+// while the acquisition side writes, curve and channel switching, the stacking of
+// the charts, the settings file, and the zoom coupling.
+
+#include "views/uFoAuswertungUebersicht.h"
+
+#include "dbcontrols/TCheckListBox.h"
+#include "dbcontrols/TdxCheckEdit.h"
+#include "dbcontrols/TdxDBEdit.h"
+#include "dbcontrols/TdxLookupEdit.h"
+#include "frame/MemIniFile.h"
+#include "frame/ZELInit.h"
+#include "frame/ZELLIB_INI.h"
+#include "testdata/uDMorvex.h"
+#include "tools/OrvexDemoDb.h"
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QPushButton>
+#include <QTemporaryDir>
+
+namespace {
+const QString Finished = QStringLiteral("HTRB-2026-017");
+const QString Active = QStringLiteral("H3TRB 2026/021");
+const QString Milliamps = QStringLiteral("HTRB-2026-019");
+const QString Empty = QStringLiteral("HTRB-2026-023");
+
+const TDemoRun& RunNamed(const QString& nr)
+{
+    static const std::vector<TDemoRun> runs = DemoRuns();
+    for (const TDemoRun& r : runs)
+        if (r.Versuchsnr == nr)
+            return r;
+    throw std::runtime_error("no such demo run");
+}
+
+class EvaluationWindowTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        data = new QTemporaryDir;
+        TDemoDbLogin login;
+        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+        CreateDemoDatabase(login);
+        // Runs on the edges of the unit rule, without rows.
+        auto db = ConnectOrvex(login);
+        TpFIBTransaction tr;
+        tr.SetDefaultDatabase(db.get());
+        tr.StartTransaction();
+        TpFIBQuery q;
+        q.SetDatabase(db.get());
+        q.SetTransaction(&tr);
+        const std::pair<const char*, double> edges[] = {{"GRENZE-1000", 1000.0}, {"GRENZE-999", 999.9},
+                                                        {"GRENZE-4", 4.0}};
+        int key = 800;
+        for (const auto& [nr, imax] : edges) {
+            q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                                           "values ('%1', 'X', %2, %3, 'Angelegt')")
+                                .arg(QLatin1String(nr))
+                                .arg(++key)
+                                .arg(imax));
+            q.ExecQuery();
+        }
+        tr.Commit();
+        db->Close();
+    }
+    static void TearDownTestSuite()
+    {
+        delete data;
+        data = nullptr;
+    }
+
+    void SetUp() override
+    {
+        ProgrammEndet = false;
+        savedDecimal = FormatSettings.DecimalSeparator;
+        FormatSettings.DecimalSeparator = u',';
+        IniStore.reset();
+        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
+        Datapath = data->path();
+        AktVersuch = std::make_unique<TVersuchDaten>();
+        Start();
+    }
+    void TearDown() override
+    {
+        Stop();
+        AktVersuch.reset();
+        IniStore.reset();
+        FormatSettings.DecimalSeparator = savedDecimal;
+        ProgrammEndet = false;
+    }
+    // The start sequence: window, data module, sources, connection.
+    void Start()
+    {
+        ProgrammEndet = false;
+        w = new TFOOrvexAuswertung;
+        DMorvex = std::make_unique<TDMorvex>();
+        w->DatenquellenZuordnen();
+        DMorvex->DataModuleCreate();
+        w->resize(1200, 800);
+        w->show();
+        QApplication::processEvents();
+    }
+    // The orderly end, settings saved on the way.
+    void Stop()
+    {
+        if (!w)
+            return;
+        w->ProgrammBeenden();
+        delete w;
+        w = nullptr;
+        DMorvex.reset();
+        IniStore.reset();
+    }
+    void Select(const QString& nr) { ASSERT_TRUE(w->VersuchWaehlen(nr)) << nr.toStdString(); }
+    // Clicks channel box i (0-based) the way a user does: the state flips, then the handler runs.
+    void ClickChannel(int i)
+    {
+        w->Kanaele->SetChecked(i, !w->Kanaele->Checked(i));
+        w->KanaeleClickCheck();
+    }
+    std::vector<bool> ActiveCurrents() const
+    {
+        std::vector<bool> a;
+        for (int k = 1; k <= 9; ++k)
+            a.push_back(w->fSerI[k]->Active());
+        return a;
+    }
+
+    static inline QTemporaryDir* data = nullptr;
+    QTemporaryDir ini;
+    QChar savedDecimal;
+    TFOOrvexAuswertung* w = nullptr;
+};
+}
+
+TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStoredRows)
+{
+    EXPECT_FALSE(w->BtnRefresh->isEnabled());
+    EXPECT_TRUE(w->dxDBEdit1->Text().isEmpty());   // the header is dark before the first choice
+    Select(Finished);
+    const TDemoRun& run = RunNamed(Finished);
+    EXPECT_TRUE(w->BtnRefresh->isEnabled());
+    EXPECT_TRUE(w->BtnRohdaten->isEnabled());
+    EXPECT_EQ(w->dxDBEdit1->Text(), run.Teilenr);
+    EXPECT_EQ(w->dxDBEdit2->Text(), run.Status);
+    EXPECT_EQ(AktVersuch->Versuchsnr, Finished);
+    EXPECT_EQ(ReadIniString(QStringLiteral("Variablen"), QStringLiteral("AktAuftrag"), QString()), QString())
+        << "AktAuftrag is a variable of the store, not a key of the file";
+
+    ASSERT_EQ(w->fAnzahlSaetze, run.Zeilen);
+    const TDemoRowGenerator gen(run);
+    std::vector<TFastLineSeries*> all{w->Ser_U.get(), w->Ser_T.get(), w->Ser_rF.get()};
+    for (int k = 1; k <= 9; ++k)
+        all.push_back(w->fSerI[k]);
+    for (TFastLineSeries* s : all)
+        ASSERT_EQ(s->Count(), run.Zeilen) << s->Title().toStdString();
+    // Every series reads the window's arrays themselves, not a copy.
+    EXPECT_EQ(w->Ser_T->YValues()->Value, w->fWerteT);
+    EXPECT_EQ(w->fSerI[4]->XValues()->Value, w->fWerteStd);
+    for (int row : {0, 1, 1439, 1440, run.Zeilen / 2, run.Zeilen - 1}) {
+        SCOPED_TRACE(row);
+        const TDemoRow r = gen.Row(row);
+        EXPECT_DOUBLE_EQ(w->Ser_T->XValues()->Value->at(row), r.Zeit_Std);
+        EXPECT_DOUBLE_EQ(w->Ser_T->YValues()->Value->at(row), r.T);
+        EXPECT_DOUBLE_EQ(w->Ser_rF->YValues()->Value->at(row), r.RF);
+        EXPECT_DOUBLE_EQ(w->Ser_U->YValues()->Value->at(row), r.U);
+        for (int k = 1; k <= 9; ++k)
+            EXPECT_DOUBLE_EQ(w->fSerI[k]->YValues()->Value->at(row), r.I[k - 1]) << k;
+        EXPECT_NEAR(w->fWerteZeit->at(row), r.Zeitpunkt, 1e-6);
+    }
+    EXPECT_EQ(w->fBauteil[1], run.BT[0]);
+}
+
+TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
+{
+    struct TCase {
+        QString nr;
+        QString unit;
+        int divisor;
+        double top;
+    };
+    const TCase cases[] = {{Active, "[µA]", 1, 50.0},
+                           {Milliamps, "[mA]", 1000, 10.0},   // 12000 is limited to 10000
+                           {"GRENZE-1000", "[mA]", 1000, 1.0},
+                           {"GRENZE-999", "[µA]", 1, 1000.0},  // rounds to 1000 before the tens
+                           {"GRENZE-4", "[µA]", 1, 1.0}};
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.nr.toStdString());
+        Select(c.nr);
+        TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
+        EXPECT_EQ(w->fEinheitI, c.unit);
+        EXPECT_EQ(axis->Title().Caption(), c.unit);
+        EXPECT_EQ(w->fTeilerI, c.divisor);
+        EXPECT_DOUBLE_EQ(axis->Minimum(), 0.0);
+        EXPECT_DOUBLE_EQ(axis->Maximum(), c.top);
+        EXPECT_DOUBLE_EQ(axis->Increment(), c.top / 20.0);
+        EXPECT_FALSE(axis->Automatic());
+    }
+    // Currents of a milliampere run are shown divided.
+    Select(Milliamps);
+    const TDemoRow r = TDemoRowGenerator(RunNamed(Milliamps)).Row(10);
+    EXPECT_DOUBLE_EQ(w->fSerI[2]->YValues()->Value->at(10), static_cast<double>(r.I[1] / 1000.0L));
+}
+
+TEST_F(EvaluationWindowTest, ARunWithoutRowsShowsItsHeaderAndEmptyCharts)
+{
+    Select(Active);
+    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
+    Select(Empty);
+    EXPECT_EQ(w->fAnzahlSaetze, 0);
+    EXPECT_EQ(w->Ser_T->Count(), 0);
+    EXPECT_EQ(w->fSerI[1]->Count(), 0);
+    EXPECT_TRUE(w->BtnRefresh->isEnabled());
+    EXPECT_EQ(w->dxDBEdit1->Text(), RunNamed(Empty).Teilenr);
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 200.0);   // I_MAX 200 of the empty run
+    // Both charts draw without points.
+    EXPECT_FALSE(w->chart_U_I->grab().isNull());
+    EXPECT_FALSE(w->Chart_T_RF->grab().isNull());
+
+    // Clearing the drop-down disables the buttons and leaves the charts as they are.
+    Select(Finished);
+    const int points = w->Ser_T->Count();
+    w->LookupAuftrag->setEditText(QString());
+    w->LookupAuftragSelectionChange(w->LookupAuftrag);
+    EXPECT_FALSE(w->BtnRefresh->isEnabled());
+    EXPECT_FALSE(w->BtnRohdaten->isEnabled());
+    EXPECT_EQ(w->Ser_T->Count(), points);
+}
+
+TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)
+{
+    Select(Active);
+    const TDemoRun& run = RunNamed(Active);
+    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
+    axis->SetMinMax(2, 7);   // a range the user chose
+    const int before = w->fAnzahlSaetze;
+    ASSERT_EQ(before, run.Zeilen);
+    {
+        // The acquisition side on a connection of its own.
+        TDemoDbLogin login;
+        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+        auto db = ConnectOrvex(login);
+        TAcquisitionSimulator sim(db.get(), Active);
+        for (int i = 0; i < 5; ++i)
+            sim.AppendRow();
+        db->Close();
+    }
+    w->BtnRefresh->click();
+    EXPECT_FALSE(w->fRefreshLaeuft);
+    EXPECT_EQ(w->fAnzahlSaetze, before + 5);
+    EXPECT_EQ(w->Ser_U->Count(), before + 5);
+    const TDemoRow last = TDemoRowGenerator(run).Row(before + 4);
+    EXPECT_DOUBLE_EQ(w->Ser_T->YValues()->Value->at(before + 4), last.T);
+    EXPECT_DOUBLE_EQ(w->fSerI[1]->YValues()->Value->at(before + 4), last.I[0]);
+    EXPECT_EQ(w->fEinheitI, QStringLiteral("[µA]"));
+    EXPECT_DOUBLE_EQ(axis->Minimum(), 2.0);
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 7.0);
+    // The list was reopened and still stands on the chosen run, with its new count.
+    EXPECT_EQ(DMorvex->AuftraegeVERSUCHSNR->AsString(), Active);
+    EXPECT_EQ(DMorvex->AuftraegeANZAHLDATENSAETZE->AsInteger(), before + 5);
+    EXPECT_EQ(w->LookupAuftrag->Text(), Active);
+}
+
+TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesIncludingToggleMode)
+{
+    Select(Finished);
+    const std::vector<bool> all(9, true);
+    EXPECT_EQ(ActiveCurrents(), all);
+    // Toggle mode: unchecking one leaves the others on, checking it again leaves it alone.
+    w->togglemode->SetChecked(true);
+    ClickChannel(2);
+    std::vector<bool> expected = all;
+    expected[2] = false;
+    EXPECT_EQ(ActiveCurrents(), expected);
+    ClickChannel(2);
+    expected.assign(9, false);
+    expected[2] = true;
+    EXPECT_EQ(ActiveCurrents(), expected);
+    // "Alle ein" does not toggle.
+    w->Button4->click();
+    EXPECT_EQ(ActiveCurrents(), all);
+    w->Button3->click();
+    EXPECT_EQ(ActiveCurrents(), std::vector<bool>(9, false));
+    w->togglemode->SetChecked(false);
+    ClickChannel(5);
+    expected.assign(9, false);
+    expected[5] = true;
+    EXPECT_EQ(ActiveCurrents(), expected);
+
+    // Unchecking the currents keeps the channel choice for later.
+    w->Kurven->SetChecked(1, false);
+    w->KurvenClickCheck();
+    EXPECT_EQ(ActiveCurrents(), std::vector<bool>(9, false));
+    EXPECT_TRUE(w->Kanaele->Checked(5));
+    EXPECT_TRUE(w->Ser_U->Active());   // "U" alone keeps the upper chart
+    EXPECT_TRUE(w->chart_U_I->isVisible());
+    w->Kurven->SetChecked(1, true);
+    w->KurvenClickCheck();
+    EXPECT_EQ(ActiveCurrents(), expected);
+    // Only the first current follows the colour setting.
+    EXPECT_EQ(w->Ser_I1->SeriesColor(), w->fFarbeI);
+    EXPECT_EQ(w->Ser_I2->SeriesColor(), clBlue);
+}
+
+TEST_F(EvaluationWindowTest, ChartsStackInThePanelAndOnlyTheLowestCarriesTheScale)
+{
+    const int panel = w->ChartPanel->height();
+    ASSERT_GT(panel, 200);
+    const int h = panel / 2 - 10;
+    EXPECT_EQ(w->chart_U_I->geometry(), QRect(0, 0, w->ChartPanel->width(), h));
+    EXPECT_EQ(w->Chart_T_RF->y(), h);
+    EXPECT_EQ(w->Chart_T_RF->height(), panel - h);   // the lower one fills what is left
+    EXPECT_FALSE(w->chart_U_I->BottomAxis()->Labels());
+    EXPECT_TRUE(w->Chart_T_RF->BottomAxis()->Labels());
+    EXPECT_EQ(w->fKlickAchse, w->Chart_T_RF->BottomAxis());
+
+    // Without "U" and "I1-9" the lower chart fills the panel alone.
+    w->Kurven->SetChecked(0, false);
+    w->Kurven->SetChecked(1, false);
+    w->KurvenClickCheck();
+    EXPECT_FALSE(w->chart_U_I->isVisible());
+    EXPECT_EQ(w->Chart_T_RF->geometry(), QRect(0, 0, w->ChartPanel->width(), panel - 1));
+    // Nothing checked: both hidden, the clicked axis stays.
+    w->Kurven->SetChecked(2, false);
+    w->Kurven->SetChecked(3, false);
+    w->KurvenClickCheck();
+    EXPECT_FALSE(w->Chart_T_RF->isVisible());
+    EXPECT_EQ(w->fKlickAchse, w->Chart_T_RF->BottomAxis());
+    // Only the upper chart: it carries the scale now, and follows a resize.
+    w->Kurven->SetChecked(0, true);
+    w->KurvenClickCheck();
+    EXPECT_TRUE(w->chart_U_I->BottomAxis()->Labels());
+    w->resize(1000, 700);
+    QApplication::processEvents();
+    EXPECT_EQ(w->chart_U_I->height(), w->ChartPanel->height() - 1);
+    EXPECT_EQ(w->chart_U_I->width(), w->ChartPanel->width());
+}
+
+TEST_F(EvaluationWindowTest, SettingsAreWrittenAtCloseAndReadAtTheNextStart)
+{
+    Select(Active);
+    w->Kurven->SetChecked(2, false);
+    w->KurvenClickCheck();
+    w->fFarbeChart = clWhite;
+    w->fFarbeU = clGreen;
+    w->fRand = TRect{30, 2, 40, 3};
+    w->fZeitstempel = true;
+    w->fAchsen[2]->SetMinMax(0, 150);
+    w->fAchsen[4]->Title().SetCaption(QStringLiteral("[%rF]"));
+    Stop();
+
+    TMemIniFile file(IniFileName);
+    EXPECT_EQ(file.ReadString("Kurven", "Aktiv_T", ""), QStringLiteral("false"));
+    EXPECT_EQ(file.ReadString("Kurven", "Aktiv_I1-9", ""), QStringLiteral("true"));
+    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("50,00"));   // set by the selection
+    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_02high", ""), QStringLiteral("150,00"));
+    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_04Title", ""), QStringLiteral("%rF"));
+    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01auto", ""), QStringLiteral("false"));
+    EXPECT_EQ(file.ReadString("Chartsettings", "Zeitspempel", ""), QStringLiteral("true"));
+    EXPECT_EQ(file.ReadString("Chartsettings", "Rand", ""), QStringLiteral("30,2,40,3"));
+    // Keys only read are in the file as well, since reads write their defaults back.
+    EXPECT_EQ(file.ReadString("Chartsettings", "StufenAnzeige", ""), QStringLiteral("true"));
+
+    Start();
+    EXPECT_FALSE(w->Kurven->Checked(2));
+    EXPECT_FALSE(w->Ser_T->Active());
+    EXPECT_EQ(w->fFarbeChart, clWhite);
+    EXPECT_EQ(w->chart_U_I->Color(), clWhite);
+    EXPECT_EQ(w->fFarbeU, clGreen);
+    EXPECT_EQ(w->Ser_U->SeriesColor(), clGreen);
+    EXPECT_EQ(w->fRand.Left, 30);
+    EXPECT_EQ(w->Chart_T_RF->MarginRight(), 40);
+    EXPECT_TRUE(w->fZeitstempel);
+    EXPECT_DOUBLE_EQ(w->fAchsen[2]->Maximum(), 150.0);
+    EXPECT_EQ(w->fAchsen[4]->Title().Caption(), QStringLiteral("[%rF]"));
+    // Channels are not kept: every start begins with all on.
+    for (int i = 0; i < 9; ++i)
+        EXPECT_TRUE(w->Kanaele->Checked(i));
+    // With time stamps the series take the time array.
+    Select(Active);
+    EXPECT_EQ(w->Ser_T->XValues()->Value, w->fWerteZeit);
+    EXPECT_TRUE(w->Ser_T->XValues()->DateTime());
+}
+
+TEST_F(EvaluationWindowTest, ZoomingOneChartZoomsTheOtherAndUndoesBothWithoutALoop)
+{
+    Select(Finished);
+    w->repaint();
+    int zooms = 0, undos = 0;
+    auto zoom = w->chart_U_I->OnZoom, undo = w->chart_U_I->OnUndoZoom;
+    w->chart_U_I->OnZoom = [&](TCustomChart* s) { ++zooms; zoom(s); };
+    w->chart_U_I->OnUndoZoom = [&](TCustomChart* s) { ++undos; undo(s); };
+    TChartAxis* upper = w->chart_U_I->BottomAxis();
+    TChartAxis* lower = w->Chart_T_RF->BottomAxis();
+    const double fullMax = lower->Maximum();
+
+    const TRect& r = w->Chart_T_RF->ChartRect();
+    w->Chart_T_RF->Zoom().Animated = false;
+    w->chart_U_I->Zoom().Animated = false;
+    w->Chart_T_RF->ZoomRect(TRect{r.Left + r.Width() / 4, r.Top + 10, r.Left + r.Width() / 2, r.Bottom - 10});
+    EXPECT_LT(lower->Maximum(), fullMax);
+    // The same pixels on both: the ranges agree as far as the scales' label widths do.
+    EXPECT_NEAR(upper->Minimum(), lower->Minimum(), fullMax * 0.02);
+    EXPECT_NEAR(upper->Maximum(), lower->Maximum(), fullMax * 0.02);
+    EXPECT_LE(zooms, 1);   // the echo stops at the guard
+    EXPECT_FALSE(w->fZoomLaeuft);
+
+    w->chart_U_I->UndoZoom();
+    EXPECT_EQ(undos, 1);
+    EXPECT_DOUBLE_EQ(lower->Maximum(), fullMax);
+    EXPECT_DOUBLE_EQ(upper->Maximum(), fullMax);
+
+    // A hidden chart follows as well and shows the zoom when it returns.
+    w->Kurven->SetChecked(2, false);
+    w->Kurven->SetChecked(3, false);
+    w->KurvenClickCheck();
+    const TRect& u = w->chart_U_I->ChartRect();
+    w->chart_U_I->ZoomRect(TRect{u.Left + u.Width() / 2, u.Top + 10, u.Right - 10, u.Bottom - 10});
+    EXPECT_LT(fullMax - lower->Minimum(), fullMax);
+    EXPECT_GT(lower->Minimum(), 0.0);
+}
