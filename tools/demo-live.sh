@@ -29,7 +29,7 @@ if [ ! -f "$live/Config/KELMAR.INI" ]; then
   # The chart look of a lab on a first start, as in demo/.
   printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' >> "$live/Config/KELMAR.INI.new"
 else
-  grep -v -i -e '^Server name=' -e '^Datapath=' -e '^\[PATH\]' "$live/Config/KELMAR.INI" >> "$live/Config/KELMAR.INI.new" || true
+  grep -a -v -i -e '^Server name=' -e '^Datapath=' -e '^\[PATH\]' "$live/Config/KELMAR.INI" >> "$live/Config/KELMAR.INI.new" || true
 fi
 mv "$live/Config/KELMAR.INI.new" "$live/Config/KELMAR.INI"
 
