@@ -9,6 +9,8 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   fonts-dejavu-core python3
   firebird-dev libfbclient2 firebird3.0-server-core firebird3.0-server firebird3.0-utils
+  # Independent readers of the export files in the tests.
+  python3-xlrd libreoffice-calc-nogui
 )
 
 missing=()

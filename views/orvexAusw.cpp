@@ -9,6 +9,7 @@
 #include "testdata/uDMorvex.h"
 #include "views/OrvexApplication.h"
 #include "views/uFoAuswertungUebersicht.h"
+#include "views/uFoRohdatenansicht.h"
 #include "views/uFoSetupcharts.h"
 
 #include <QTimer>
@@ -32,12 +33,14 @@ int main(int argc, char** argv)
 
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
     FOOrvexAuswertung = new TFOOrvexAuswertung;
+    FoRohdatenansicht = new TFoRohdatenansicht;
     FoSetupCharts = new TFoSetupCharts;
 
     // The data module comes last: a failed connection is reported, and the window
     // stays without runs.
     DMorvex = std::make_unique<TDMorvex>();
     FOOrvexAuswertung->DatenquellenZuordnen();
+    FoRohdatenansicht->DatenquellenZuordnen();
     try {
         DMorvex->DataModuleCreate();
     } catch (const std::exception& e) {
@@ -73,6 +76,7 @@ int main(int argc, char** argv)
     const int rc = QApplication::exec();
 
     delete FoSetupCharts;
+    delete FoRohdatenansicht;
     delete FOOrvexAuswertung;
     DMorvex.reset();
     uDMorvex_Finalize();

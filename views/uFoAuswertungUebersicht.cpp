@@ -10,6 +10,7 @@
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "testdata/uDMorvex.h"
+#include "views/uFoRohdatenansicht.h"
 #include "views/uFoSetupcharts.h"
 
 #include <QApplication>
@@ -456,8 +457,8 @@ void TFOOrvexAuswertung::BtnRefreshClick()
 
 void TFOOrvexAuswertung::BtnRohdatenClick()
 {
-    if (RohdatenAnzeigen)
-        RohdatenAnzeigen();
+    if (FoRohdatenansicht)
+        FoRohdatenansicht->exec();
 }
 
 void TFOOrvexAuswertung::VersuchAnzeigen()

@@ -153,9 +153,6 @@ public:
     void charts_Zoom(TCustomChart* Sender);
     void charts_UndoZoom(TCustomChart* Sender);
 
-    // Shows the raw data window modally; set where that window is made.
-    std::function<void()> RohdatenAnzeigen;
-
     // Binds the run selector and the header controls to the data module's sources;
     // called once the module exists.
     void DatenquellenZuordnen();

@@ -1,0 +1,624 @@
+// The raw data window over a real demo database: the grid reading rows on demand
+// and following the cursor, the navigator, the refresh, and both exports read back
+// by readers that share no code with ours (xlrd and LibreOffice).
+
+#include "views/uFoRohdatenansicht.h"
+
+#include "dbcontrols/TSMDBNavigator.h"
+#include "dbcontrols/TdxDBGrid.h"
+#include "dbcontrols/TdxLookupEdit.h"
+#include "frame/ZELFormat.h"
+#include "frame/ZELInit.h"
+#include "frame/ZELLIB_INI.h"
+#include "frame/ZELLIB_STR.h"
+#include "frame/zellib_msg.h"
+#include "testdata/uDMorvex.h"
+#include "tools/OrvexDemoDb.h"
+#include "views/TdxDBGridExport.h"
+#include "views/uFoAuswertungUebersicht.h"
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QScrollBar>
+#include <QStandardPaths>
+#include <QStringDecoder>
+#include <QTemporaryDir>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+const QString Finished = QStringLiteral("HTRB-2026-017");
+const QString Empty = QStringLiteral("HTRB-2026-023");
+const QString Large = QStringLiteral("BENCH-GROSS");
+const QString Slash = QStringLiteral("A/B 1");
+constexpr int LargeRows = 70000;
+
+const QString Python = QStringLiteral("/usr/bin/python3");
+
+QByteArray ReadAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Lines of a Windows-1252 text file split at CR LF; a lone LF would stay in a line.
+QStringList CsvLines(const QString& path)
+{
+    QStringDecoder dec("windows-1252");
+    QString text = dec.decode(ReadAll(path));
+    QStringList lines = text.split(QStringLiteral("\r\n"));
+    if (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
+// Fields of one line as a spreadsheet writes them: ";" between, quotes around texts.
+QStringList ParseCsv(const QString& line)
+{
+    QStringList fields;
+    QString cur;
+    bool quoted = false;
+    for (int i = 0; i < line.size(); ++i) {
+        const QChar c = line[i];
+        if (quoted) {
+            if (c == u'"' && i + 1 < line.size() && line[i + 1] == u'"') {
+                cur += u'"';
+                ++i;
+            } else if (c == u'"') {
+                quoted = false;
+            } else {
+                cur += c;
+            }
+        } else if (c == u'"') {
+            quoted = true;
+        } else if (c == u';') {
+            fields << cur;
+            cur.clear();
+        } else {
+            cur += c;
+        }
+    }
+    fields << cur;
+    return fields;
+}
+
+class RohdatenansichtTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        data = new QTemporaryDir;
+        TDemoDbLogin login;
+        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+        CreateDemoDatabase(login, LargeRows);
+        // A run whose number is no file name, with a separator inside a text and a
+        // value that has no exact binary form.
+        auto db = ConnectOrvex(login);
+        TpFIBTransaction tr;
+        tr.SetDefaultDatabase(db.get());
+        tr.StartTransaction();
+        TpFIBQuery q;
+        q.SetDatabase(db.get());
+        q.SetTransaction(&tr);
+        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                                       "values ('A/B 1', 'X', 810, 100, 'Versuch aktiv')"));
+        q.ExecQuery();
+        q.SQL().SetText(QStringLiteral(
+            "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, I_01, "
+            "I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 05:06:07', 1, 0.5, 'Tür auf;zu', "
+            "null, '4', 25, 45.25, 1234.5, cast(0.1 as double precision) + cast(0.2 as double precision), "
+            "0, 0, 0, 0, 0, 0, 0, 0)"));
+        q.ExecQuery();
+        q.SQL().SetText(QStringLiteral(
+            "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, I_01, "
+            "I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 06:06:07', 2, null, null, "
+            "'Kanal 3 µA', '5', -12.75, 0, -1e-300, 123.456, 7, 7, 7, 7, 7, 7, 7, 7)"));
+        q.ExecQuery();
+        tr.Commit();
+        db->Close();
+    }
+    static void TearDownTestSuite()
+    {
+        // The message window and its timer thread must go while the application still exists.
+        zellib_msg_Finalize();
+        delete data;
+        data = nullptr;
+    }
+
+    void SetUp() override
+    {
+        ProgrammEndet = false;
+        savedFormat = FormatSettings;
+        FormatSettings.DecimalSeparator = u',';
+        FormatSettings.ThousandSeparator = u'.';
+        IniStore.reset();
+        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
+        // The database stays in the suite's folder; each test exports into a fresh one.
+        QFile iniFile(IniFileName);
+        if (iniFile.open(QIODevice::WriteOnly))
+            iniFile.write("[PATH]\r\nServer name=" + data->filePath(QStringLiteral("Orvex.fdb")).toUtf8() + "\r\n");
+        iniFile.close();
+        Datapath = out.path();
+        AktVersuch = std::make_unique<TVersuchDaten>();
+        w = new TFOOrvexAuswertung;
+        FOOrvexAuswertung = w;
+        r = new TFoRohdatenansicht;
+        FoRohdatenansicht = r;
+        DMorvex = std::make_unique<TDMorvex>();
+        w->DatenquellenZuordnen();
+        r->DatenquellenZuordnen();
+        DMorvex->DataModuleCreate();
+        w->resize(1200, 800);
+        w->show();
+        QApplication::processEvents();
+    }
+    void TearDown() override
+    {
+        MsgClear();
+        r->hide();
+        w->ProgrammBeenden();
+        delete r;
+        delete w;
+        FOOrvexAuswertung = nullptr;
+        DMorvex.reset();
+        AktVersuch.reset();
+        IniStore.reset();
+        FormatSettings = savedFormat;
+        ProgrammEndet = false;
+    }
+
+    void Select(const QString& nr) { ASSERT_TRUE(w->VersuchWaehlen(nr)) << nr.toStdString(); }
+    // Shows the window as the button does, without the modal loop.
+    void Open()
+    {
+        r->show();
+        QApplication::processEvents();
+    }
+    // The dialog answers with the proposed name (or another one); records what it was offered.
+    void Answer(bool accept, const QString& other = {})
+    {
+        r->SaveDialog_Rohdaten.Runner = [this, accept, other](TSaveDialog& d) {
+            offeredDir = d.InitialDir;
+            offeredName = d.FileName;
+            dirExistedWhenAsked = QDir(d.InitialDir).exists();
+            if (!other.isEmpty())
+                d.FileName = other;
+            return accept;
+        };
+    }
+    TpFIBDataSet* Md() const { return DMorvex->Messdaten.get(); }
+
+    // What the dataset holds, walked independently of the export: per row, the
+    // float bits, integers and display texts of the shown columns.
+    struct TExpectedCell {
+        enum { Number, Integer, Text } Kind;
+        double Value = 0;
+        QString Shown;
+    };
+    std::vector<std::vector<TExpectedCell>> DatasetRows()
+    {
+        std::vector<std::vector<TExpectedCell>> rows;
+        TpFIBDataSet* md = Md();
+        md->DisableControls();
+        md->First();
+        const std::vector<TdxDBGridColumn*> cols = r->Rohdatengrid->VisibleColumns();
+        while (!md->Eof()) {
+            std::vector<TExpectedCell> row;
+            for (TdxDBGridColumn* c : cols) {
+                TField* f = md->FieldByName(c->FieldName());
+                if (f->DataType() == ftFloat)
+                    row.push_back({TExpectedCell::Number, f->AsFloat(), f->DisplayText()});
+                else if (f->DataType() == ftInteger || f->DataType() == ftSmallint)
+                    row.push_back({TExpectedCell::Integer, double(f->AsInteger()), f->DisplayText()});
+                else
+                    row.push_back({TExpectedCell::Text, 0, f->DisplayText()});
+            }
+            rows.push_back(row);
+            md->Next();
+        }
+        md->Last();
+        md->EnableControls();
+        return rows;
+    }
+
+    // The sheet as xlrd reads it: one line per row, cells tab-separated as
+    // "n:<float.hex>" or "t:<text>"; the first line is rows and columns.
+    QStringList ReadWithXlrd(const QString& path)
+    {
+        QProcess p;
+        const QString script = QStringLiteral(
+            "import sys, xlrd\n"
+            "b = xlrd.open_workbook(sys.argv[1], encoding_override='cp1252')\n"
+            "s = b.sheet_by_index(0)\n"
+            "out = [str(b.biff_version) + '\\t' + str(s.nrows) + '\\t' + str(s.ncols)]\n"
+            "for r in range(s.nrows):\n"
+            "    cells = []\n"
+            "    for c in range(s.ncols):\n"
+            "        cell = s.cell(r, c)\n"
+            // Without number format records xlrd files number cells under the text type,
+            // but hands out the stored double; the value's type tells them apart.
+            "        if isinstance(cell.value, float): cells.append('n:' + cell.value.hex())\n"
+            "        elif cell.ctype == xlrd.XL_CELL_EMPTY: cells.append('e:')\n"
+            "        elif cell.ctype == xlrd.XL_CELL_TEXT: cells.append('t:' + cell.value)\n"
+            "        else: cells.append('x%d:%r' % (cell.ctype, cell.value))\n"
+            "    out.append('\\t'.join(cells))\n"
+            "sys.stdout.buffer.write('\\n'.join(out).encode('utf-8'))\n");
+        p.start(Python, {QStringLiteral("-c"), script, path});
+        p.waitForFinished(120000);
+        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+        return QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
+    }
+
+    static inline QTemporaryDir* data = nullptr;
+    QTemporaryDir ini;
+    QTemporaryDir out;
+    TFormatSettings savedFormat;
+    TFOOrvexAuswertung* w = nullptr;
+    TFoRohdatenansicht* r = nullptr;
+    QString offeredDir, offeredName;
+    bool dirExistedWhenAsked = false;
+};
+
+const QStringList Captions = {"ZEITPUNKT", "SATZNR",    "ZEIT_STD",  "EREIGNIS",  "Fehler",    "STATUS",
+                              "T [°C]",    "RF [%]",    "U [V]",     "I_01 [µA]", "I_02 [µA]", "I_03 [µA]",
+                              "I_04 [µA]", "I_05 [µA]", "I_06 [µA]", "I_07 [µA]", "I_08 [µA]", "I_09 [µA]"};
+}
+
+TEST_F(RohdatenansichtTest, OpeningShowsTheRunInTheBandAndTheNewestRowSelected)
+{
+    Select(Finished);
+    Open();
+    EXPECT_EQ(r->windowTitle(), QStringLiteral("Ansicht Rohdaten"));
+    EXPECT_EQ(r->size(), QSize(1502, 811));
+    EXPECT_EQ(r->Rohdatengrid->BandCaption(), QStringLiteral("Versuch ") + Finished);
+    TdxDBGrid* g = r->Rohdatengrid;
+    const int rows = Md()->RecordCount();
+    EXPECT_GT(rows, 7000);
+    EXPECT_EQ(Md()->RecNo(), rows);
+    EXPECT_EQ(g->currentIndex().row(), rows - 1);
+    EXPECT_TRUE(g->isColumnHidden(0)) << "AUFTRAGKEY";
+    EXPECT_EQ(g->model()->headerData(4, Qt::Horizontal, Qt::DisplayRole).toString(), QStringLiteral("EREIGNIS"));
+    EXPECT_EQ(g->model()->headerData(5, Qt::Horizontal, Qt::DisplayRole).toString(), QStringLiteral("Fehler"));
+
+    // A cell of another row is read without moving the cursor; formats as the columns say.
+    Md()->DisableControls();
+    Md()->First();
+    const QString zeit0 = DMorvex->MessdatenZEITPUNKT->DisplayText();
+    const double t0 = DMorvex->MessdatenT->AsFloat();
+    const QString status0 = DMorvex->MessdatenSTATUS->DisplayText();
+    Md()->Last();
+    Md()->EnableControls();
+    QAbstractItemModel* m = g->model();
+    EXPECT_EQ(m->data(m->index(0, 1)).toString(), zeit0);
+    EXPECT_EQ(m->data(m->index(0, 6)).toString(), QStringLiteral("Vorlauf aktiv"));
+    EXPECT_EQ(status0, QStringLiteral("Vorlauf aktiv"));
+    EXPECT_EQ(m->data(m->index(0, 7)).toString(), FormatFloat(QStringLiteral(",0.000"), t0));
+    EXPECT_EQ(m->data(m->index(0, 7), Qt::TextAlignmentRole).value<Qt::Alignment>() & Qt::AlignRight, Qt::AlignRight);
+    EXPECT_EQ(m->data(m->index(0, 6), Qt::TextAlignmentRole).value<Qt::Alignment>() & Qt::AlignLeft, Qt::AlignLeft);
+    EXPECT_EQ(Md()->RecNo(), rows);
+
+    // The selection moves the cursor, the cursor moves the selection.
+    g->setCurrentIndex(m->index(10, 3));
+    EXPECT_EQ(Md()->RecNo(), 11);
+    Md()->MoveBy(5);
+    EXPECT_EQ(g->currentIndex().row(), 15);
+
+    // The navigator is enabled by position.
+    TSMDBNavigator* nav = r->SMDBNavigator1;
+    nav->BtnClick(TSMDBNavigator::nbFirst);
+    EXPECT_EQ(Md()->RecNo(), 1);
+    EXPECT_EQ(g->currentIndex().row(), 0);
+    EXPECT_FALSE(nav->Button(TSMDBNavigator::nbFirst)->isEnabled());
+    EXPECT_FALSE(nav->Button(TSMDBNavigator::nbPrior)->isEnabled());
+    EXPECT_TRUE(nav->Button(TSMDBNavigator::nbNext)->isEnabled());
+    nav->Button(TSMDBNavigator::nbNext)->click();
+    EXPECT_EQ(Md()->RecNo(), 2);
+    EXPECT_TRUE(nav->Button(TSMDBNavigator::nbPrior)->isEnabled());
+    nav->Button(TSMDBNavigator::nbLast)->click();
+    EXPECT_EQ(Md()->RecNo(), rows);
+    EXPECT_FALSE(nav->Button(TSMDBNavigator::nbNext)->isEnabled());
+    EXPECT_FALSE(nav->Button(TSMDBNavigator::nbLast)->isEnabled());
+    EXPECT_TRUE(nav->Button(TSMDBNavigator::nbFirst)->isEnabled());
+
+    // "aktualisieren" ends on the last row and keeps the run chosen in the list.
+    nav->BtnClick(TSMDBNavigator::nbFirst);
+    r->BitBtn4Click();
+    EXPECT_EQ(Md()->RecNo(), Md()->RecordCount());
+    EXPECT_EQ(g->currentIndex().row(), Md()->RecordCount() - 1);
+    EXPECT_EQ(DMorvex->AuftraegeVERSUCHSNR->AsString(), Finished);
+
+    r->grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/rohdatenansicht.png"));
+}
+
+TEST_F(RohdatenansichtTest, TheGridFetchesRowsOnlyAsItScrolls)
+{
+    Select(Large);
+    Open();
+    // Opened afresh, the dataset has fetched only what the cursor needed.
+    Md()->CloseOpen(false);
+    QApplication::processEvents();
+    TdxDBGrid* g = r->Rohdatengrid;
+    const int fetched = Md()->RecordsFetched();
+    EXPECT_LT(fetched, 1000);
+    EXPECT_EQ(g->model()->rowCount(), fetched);
+    EXPECT_EQ(g->currentIndex().row(), 0);
+
+    // Scrolling to the bottom fetches a chunk, not the run.
+    QScrollBar* bar = g->verticalScrollBar();
+    for (int i = 0; i < 3; ++i) {
+        bar->setValue(bar->maximum());
+        QApplication::processEvents();
+    }
+    EXPECT_GT(g->model()->rowCount(), fetched);
+    EXPECT_EQ(g->model()->rowCount(), Md()->RecordsFetched());
+    EXPECT_LT(Md()->RecordsFetched(), 5000);
+    EXPECT_FALSE(Md()->AllFetched());
+    EXPECT_EQ(Md()->RecNo(), 1) << "scrolling the view does not move the cursor";
+
+    // A jump to the end makes every row a row of the grid.
+    Md()->Last();
+    EXPECT_EQ(g->model()->rowCount(), LargeRows);
+    EXPECT_EQ(g->currentIndex().row(), LargeRows - 1);
+    QAbstractItemModel* m = g->model();
+    EXPECT_EQ(m->data(m->index(LargeRows - 1, 2)).toString(), QString::number(LargeRows));
+}
+
+TEST_F(RohdatenansichtTest, CsvExportWritesCaptionsEmptyLineAndDisplayTextsIntoTheRunsFolder)
+{
+    Select(Finished);
+    Open();
+    Md()->MoveBy(-100);
+    const int recNo = Md()->RecNo();
+    Answer(true);
+    r->BitBtn2Click();
+    const QString folder = Datapath + QStringLiteral("/HTRB-2026-017/");
+    EXPECT_EQ(offeredDir, folder);
+    EXPECT_EQ(offeredName, folder + QStringLiteral("HTRB-2026-017.csv"));
+    EXPECT_TRUE(dirExistedWhenAsked);
+    EXPECT_TRUE(FoMsg == nullptr || !FoMsg->isVisible()) << "the wait note is cleared";
+    EXPECT_EQ(Md()->RecNo(), recNo);
+    EXPECT_FALSE(Md()->ControlsDisabled());
+
+    const QByteArray bytes = ReadAll(offeredName);
+    const QByteArray head = QByteArray("ZEITPUNKT;SATZNR;ZEIT_STD;EREIGNIS;Fehler;STATUS;T [\xB0" "C];RF [%];U [V];"
+                                       "I_01 [\xB5" "A];");
+    ASSERT_TRUE(bytes.startsWith(head)) << bytes.left(120).toStdString();
+    EXPECT_EQ(bytes.count("\r\n"), bytes.count('\n')) << "every line ends in CR LF";
+    const QStringList lines = CsvLines(offeredName);
+    const auto expected = DatasetRows();
+    ASSERT_EQ(lines.size(), static_cast<int>(expected.size()) + 2);
+    EXPECT_EQ(lines[0], Captions.join(u';'));
+    EXPECT_EQ(lines[1], QString());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        QStringList want;
+        for (const TExpectedCell& c : expected[i])
+            want << c.Shown;
+        ASSERT_EQ(lines[static_cast<int>(i) + 2], want.join(u';')) << i;
+    }
+    // The texts as the user reads them.
+    const QStringList first = lines[2].split(u';');
+    EXPECT_TRUE(QDateTime::fromString(first[0], QStringLiteral("dd.MM.yyyy HH:mm:ss")).isValid()) << first[0].toStdString();
+    EXPECT_EQ(first[5], QStringLiteral("Vorlauf aktiv"));
+    EXPECT_TRUE(first[6].contains(QRegularExpression(QStringLiteral("^-?\\d+,\\d$")))) << first[6].toStdString();
+    EXPECT_TRUE(first[9].contains(QRegularExpression(QStringLiteral("^-?\\d+,\\d{3}$")))) << first[9].toStdString();
+}
+
+TEST_F(RohdatenansichtTest, XlsExportGivesXlrdEveryFloatBitForBitAndEveryText)
+{
+    Select(Finished);
+    Open();
+    Answer(true);
+    r->BitBtn7Click();
+    const QString file = Datapath + QStringLiteral("/HTRB-2026-017/HTRB-2026-017.xls");
+    ASSERT_EQ(offeredName, file);
+    const QByteArray bytes = ReadAll(file);
+    EXPECT_TRUE(bytes.startsWith(QByteArray::fromHex("09040600000010000000800008000000000000000000")));
+    EXPECT_TRUE(bytes.endsWith(QByteArray::fromHex("0a000000")));
+
+    const QStringList sheet = ReadWithXlrd(file);
+    const auto expected = DatasetRows();
+    ASSERT_EQ(sheet.size(), static_cast<int>(expected.size()) + 3);
+    EXPECT_EQ(sheet[0], QStringLiteral("40\t%1\t18").arg(expected.size() + 2));
+    EXPECT_TRUE(sheet[1].startsWith(QStringLiteral("t:Versuch HTRB-2026-017\t"))) << sheet[1].toStdString();
+    EXPECT_EQ(sheet[2], QStringLiteral("t:") + Captions.join(QStringLiteral("\tt:")));
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        const QStringList cells = sheet[static_cast<int>(i) + 3].split(u'\t');
+        ASSERT_EQ(cells.size(), 18);
+        for (std::size_t c = 0; c < expected[i].size(); ++c) {
+            const TExpectedCell& e = expected[i][c];
+            const QString& got = cells[static_cast<int>(c)];
+            if (e.Kind == TExpectedCell::Text) {
+                ASSERT_EQ(got, QStringLiteral("t:") + e.Shown) << i << "/" << c;
+            } else {
+                ASSERT_TRUE(got.startsWith(QStringLiteral("n:"))) << i << "/" << c << " " << got.toStdString();
+                const double v = std::strtod(got.mid(2).toLatin1().constData(), nullptr);
+                ASSERT_EQ(std::memcmp(&v, &e.Value, sizeof v), 0) << i << "/" << c << " " << got.toStdString();
+            }
+        }
+    }
+}
+
+TEST_F(RohdatenansichtTest, LibreOfficeReadsTheSheetsTextsAndNumbers)
+{
+    const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    if (soffice.isEmpty())
+        GTEST_SKIP() << "soffice is not installed; the LibreOffice reading is skipped";
+    Select(Slash);
+    Open();
+    Answer(true);
+    r->BitBtn7Click();
+    const QString file = Datapath + QStringLiteral("/A_B_1/A_B_1.xls");
+    ASSERT_TRUE(QFileInfo::exists(file));
+
+    QTemporaryDir profile;
+    QTemporaryDir conv;
+    QProcess p;
+    p.start(soffice, {QStringLiteral("-env:UserInstallation=file://") + profile.path(), QStringLiteral("--headless"),
+                      QStringLiteral("--convert-to"), QStringLiteral("csv:Text - txt - csv (StarCalc):59,34,76,1"),
+                      QStringLiteral("--outdir"), conv.path(), file});
+    ASSERT_TRUE(p.waitForFinished(180000));
+    const QString csv = conv.filePath(QStringLiteral("A_B_1.csv"));
+    ASSERT_TRUE(QFileInfo::exists(csv)) << p.readAllStandardError().toStdString()
+                                        << p.readAllStandardOutput().toStdString();
+    QStringList lines = QString::fromUtf8(ReadAll(csv)).split(QRegularExpression(QStringLiteral("\r?\n")));
+    while (!lines.isEmpty() && lines.last().isEmpty())
+        lines.removeLast();
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(ParseCsv(lines[0]).value(0), QStringLiteral("Versuch A/B 1"));
+    EXPECT_EQ(ParseCsv(lines[1]), Captions);
+    const QStringList a = ParseCsv(lines[2]);
+    ASSERT_EQ(a.size(), 18);
+    EXPECT_EQ(a[0], QStringLiteral("04.03.2026 05:06:07"));
+    EXPECT_EQ(a[1], QStringLiteral("1"));
+    EXPECT_EQ(a[3], QStringLiteral("Tür auf;zu"));
+    EXPECT_EQ(a[4], QString());
+    EXPECT_EQ(a[5], QStringLiteral("Versuch aktiv"));
+    EXPECT_DOUBLE_EQ(a[7].toDouble(), 45.25);
+    EXPECT_DOUBLE_EQ(a[8].toDouble(), 1234.5);
+    EXPECT_NEAR(a[9].toDouble(), 0.3, 1e-12);
+    const QStringList b = ParseCsv(lines[3]);
+    ASSERT_EQ(b.size(), 18);
+    EXPECT_EQ(b[0], QStringLiteral("04.03.2026 06:06:07"));
+    EXPECT_EQ(b[2], QStringLiteral("0")) << "a null number is 0";
+    EXPECT_EQ(b[4], QStringLiteral("Kanal 3 µA"));
+    EXPECT_EQ(b[5], QStringLiteral("Nachlauf aktiv"));
+    EXPECT_DOUBLE_EQ(b[6].toDouble(), -12.75);
+    EXPECT_DOUBLE_EQ(b[9].toDouble(), 123.456);
+}
+
+TEST_F(RohdatenansichtTest, ANumberThatIsNoFileNameAndItsValuesInBothFormats)
+{
+    Select(Slash);
+    Open();
+    Answer(true);
+    r->BitBtn2Click();
+    const QString folder = Datapath + QStringLiteral("/A_B_1/");
+    EXPECT_EQ(offeredName, folder + QStringLiteral("A_B_1.csv"));
+    const QStringList lines = CsvLines(offeredName);
+    ASSERT_EQ(lines.size(), 4);
+    // No quoting: the separator in EREIGNIS stands as it is.
+    EXPECT_EQ(lines[2], QStringLiteral("04.03.2026 05:06:07;1;0,5;Tür auf;zu;;Versuch aktiv;25,0;45,3;1234,5;0,300;"
+                                       "0,000;0,000;0,000;0,000;0,000;0,000;0,000;0,000"));
+    EXPECT_EQ(lines[3].section(u';', 2, 6), QStringLiteral(";;Kanal 3 µA;Nachlauf aktiv;-12,8")) << "null ZEIT_STD is empty";
+
+    r->BitBtn7Click();
+    const QStringList sheet = ReadWithXlrd(folder + QStringLiteral("A_B_1.xls"));
+    ASSERT_EQ(sheet.size(), 5);
+    const QStringList a = sheet[3].split(u'\t');
+    EXPECT_EQ(a[1], QStringLiteral("n:0x1.0000000000000p+0")) << "SATZNR";
+    EXPECT_EQ(a[3], QStringLiteral("t:Tür auf;zu"));
+    EXPECT_EQ(a[4], QStringLiteral("t:"));
+    EXPECT_EQ(a[8], QStringLiteral("n:0x1.34a0000000000p+10"));   // 1234.5
+    EXPECT_EQ(a[9], QStringLiteral("n:0x1.3333333333334p-2"));    // 0.1 + 0.2, not 0.3
+    const QStringList b = sheet[4].split(u'\t');
+    EXPECT_EQ(b[2], QStringLiteral("n:0x0.0p+0"));                // a null ZEIT_STD as 0
+    EXPECT_EQ(b[8], QStringLiteral("n:-0x1.56e1fc2f8f359p-997"));  // -1e-300
+}
+
+TEST_F(RohdatenansichtTest, ARunWithoutRowsAndAHiddenColumn)
+{
+    Select(Empty);
+    Open();
+    Answer(true);
+    r->BitBtn2Click();
+    const QString base = Datapath + QStringLiteral("/HTRB-2026-023/HTRB-2026-023");
+    QStringEncoder cp1252("windows-1252");
+    const QByteArray captions = cp1252.encode(Captions.join(u';'));
+    EXPECT_EQ(ReadAll(base + QStringLiteral(".csv")), captions + QByteArray("\r\n\r\n"));
+    r->BitBtn7Click();
+    QStringList sheet = ReadWithXlrd(base + QStringLiteral(".xls"));
+    ASSERT_EQ(sheet.size(), 3);
+    EXPECT_EQ(sheet[0], QStringLiteral("40\t2\t18"));
+
+    // A column the user hides takes no place in either file.
+    r->RohdatengridSATZNR->SetVisible(false);
+    r->BitBtn2Click();
+    QStringList hidden = Captions;
+    hidden.removeAt(1);
+    EXPECT_EQ(CsvLines(base + QStringLiteral(".csv")).value(0), hidden.join(u';'));
+    r->BitBtn7Click();
+    sheet = ReadWithXlrd(base + QStringLiteral(".xls"));
+    EXPECT_EQ(sheet[0], QStringLiteral("40\t2\t17"));
+    EXPECT_EQ(sheet[2], QStringLiteral("t:") + hidden.join(QStringLiteral("\tt:")));
+
+    Select(Slash);
+    r->BitBtn7Click();
+    sheet = ReadWithXlrd(Datapath + QStringLiteral("/A_B_1/A_B_1.xls"));
+    ASSERT_EQ(sheet.size(), 5);
+    EXPECT_EQ(sheet[3].split(u'\t').value(1), QStringLiteral("n:0x1.0000000000000p-1")) << "ZEIT_STD moved left";
+}
+
+TEST_F(RohdatenansichtTest, CancelKeepsTheNewFolderAndAFailedFileLeavesTheWaitNote)
+{
+    Select(Slash);
+    Open();
+    Answer(false);
+    r->BitBtn2Click();
+    EXPECT_TRUE(QDir(Datapath + QStringLiteral("/A_B_1")).exists());
+    EXPECT_TRUE(QDir(Datapath + QStringLiteral("/A_B_1")).isEmpty());
+
+    const int recNo = Md()->RecNo();
+    const QString bad = Datapath + QStringLiteral("/fehlt/A_B_1.csv");
+    Answer(true, bad);
+    try {
+        r->BitBtn2Click();
+        FAIL() << "no failure";
+    } catch (const EdxGridExportError& e) {
+        EXPECT_TRUE(e.Message().contains(bad)) << e.Message().toStdString();
+    }
+    ASSERT_NE(FoMsg, nullptr);
+    EXPECT_TRUE(FoMsg->isVisible());
+    EXPECT_TRUE(FoMsg->MsgLabel->text().contains(QStringLiteral("wird erzeugt"))) << FoMsg->MsgLabel->text().toStdString();
+    EXPECT_TRUE(FoMsg->MsgLabel->text().contains(bad));
+    EXPECT_FALSE(Md()->ControlsDisabled());
+    EXPECT_EQ(Md()->RecNo(), recNo);
+    MsgClear();
+
+    // A failure inside the rows still brings the cursor back and enables the controls.
+    Select(Finished);
+    Md()->MoveBy(-50);
+    const int before = Md()->RecNo();
+    auto saved = DMorvex->MessdatenSTATUS->OnGetText;
+    DMorvex->MessdatenSTATUS->OnGetText = [](TField* f, QString&, bool) {
+        if (f->DataSet()->RecNo() == 300)
+            throw Exception(QStringLiteral("Lesefehler"));
+    };
+    EXPECT_THROW(SaveToText(*r->Rohdatengrid, Datapath + QStringLiteral("/x.csv"), true, QStringLiteral(";"), {}, {}),
+                 Exception);
+    DMorvex->MessdatenSTATUS->OnGetText = saved;
+    EXPECT_FALSE(Md()->ControlsDisabled());
+    EXPECT_EQ(Md()->RecNo(), before);
+    EXPECT_EQ(r->Rohdatengrid->currentIndex().row(), before - 1);
+}
+
+TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritten)
+{
+    Select(Large);
+    Open();
+    bool asked = false;
+    r->SaveDialog_Rohdaten.Runner = [&asked](TSaveDialog&) { return asked = true; };
+    try {
+        r->BitBtn7Click();
+        FAIL() << "no refusal";
+    } catch (const EdxGridExportRowLimit& e) {
+        EXPECT_EQ(e.Rows(), LargeRows);
+        EXPECT_TRUE(e.Message().contains(QStringLiteral("70.000"))) << e.Message().toStdString();
+        EXPECT_TRUE(e.Message().contains(QStringLiteral("CSV"))) << e.Message().toStdString();
+    }
+    EXPECT_FALSE(asked);
+    EXPECT_TRUE(FoMsg == nullptr || !FoMsg->isVisible());
+    // Called directly, the writer refuses as well and makes no file.
+    const QString file = Datapath + QStringLiteral("/gross.xls");
+    EXPECT_THROW(SaveToXLS(*r->Rohdatengrid, file, true), EdxGridExportRowLimit);
+    EXPECT_FALSE(QFileInfo::exists(file));
+    EXPECT_EQ(TdxDBGridExportExcel::MaxDataRows(*r->Rohdatengrid), 65534);
+    // The text export takes the whole run.
+    Answer(true);
+    r->BitBtn2Click();
+    EXPECT_EQ(CsvLines(Datapath + QStringLiteral("/BENCH-GROSS/BENCH-GROSS.csv")).size(), LargeRows + 2);
+}

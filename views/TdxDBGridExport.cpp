@@ -1,0 +1,487 @@
+#include "views/TdxDBGridExport.h"
+
+#include "dbaccess/FIBDataSet.h"
+
+#include <QFile>
+#include <QLocale>
+#include <QtEndian>
+#include <cstring>
+
+namespace {
+constexpr qsizetype FlushSize = 1 << 16;
+
+// The rows to write: all of them, or the grid's selected rows (0-based).
+bool ExportsAllRows(const TdxDBGrid& grid, bool saveAll)
+{
+    return saveAll || grid.SelectedRows().empty();
+}
+
+// Back on the row of before, controls enabled again.
+void RestorePosition(TDataSet* ds, const TBookmark& bookmark)
+{
+    try {
+        if (ds->Active() && !bookmark.isEmpty() && ds->BookmarkValid(bookmark))
+            ds->GotoBookmark(bookmark);
+    } catch (...) {
+        ds->EnableControls();
+        throw;
+    }
+    ds->EnableControls();
+}
+
+void Put16(QByteArray& b, std::uint16_t v)
+{
+    b.append(static_cast<char>(v & 0xFF));
+    b.append(static_cast<char>(v >> 8));
+}
+
+void Put32(QByteArray& b, std::uint32_t v)
+{
+    Put16(b, static_cast<std::uint16_t>(v & 0xFFFF));
+    Put16(b, static_cast<std::uint16_t>(v >> 16));
+}
+
+QByteArray Bytes(std::initializer_list<int> bytes)
+{
+    QByteArray b;
+    for (int v : bytes)
+        b.append(static_cast<char>(v));
+    return b;
+}
+
+// The grid's look as palette entries 8 onwards.
+enum TPaletteEntry {
+    palText, palWindow, palPreview, palHeader, palBand, palGridLine, palHighlight,
+    palHighlightText, palGroup, palFooter, palShadow, palRed, palInfo, palCount
+};
+constexpr int ColourIndex(TPaletteEntry e) { return 8 + e; }
+constexpr int SystemWindowText = 24;
+constexpr int SystemWindow = 25;
+
+// Font numbers as a reader counts them: index 4 does not exist in this format.
+constexpr int FontContent = 5, FontHeader = 6, FontBand = 7, FontPreview = 8, FontGroup = 9, FontFooter = 10;
+
+enum THorz { hGeneral = 0, hLeft = 1, hCentre = 2, hRight = 3 };
+
+// One BIFF4 XF body. Style XFs have no parent; cell XFs take the Normal style (0).
+QByteArray XF(int font, bool style, THorz horz, int patternColour, int backColour, bool solid, bool borders)
+{
+    QByteArray b;
+    b.append(static_cast<char>(font));
+    b.append('\0');   // number format: General
+    Put16(b, style ? 0xFFF5 : 0x0001);
+    b.append(static_cast<char>(horz | (2 << 4)));   // vertically at the bottom
+    b.append(static_cast<char>(style ? 0x00 : 0xF8));
+    Put16(b, static_cast<std::uint16_t>((solid ? 1 : 0) | (patternColour << 6) | (backColour << 11)));
+    std::uint32_t border = 0;
+    if (borders) {
+        const std::uint32_t thin = 1, colour = ColourIndex(palGridLine);
+        const std::uint32_t line = thin | (colour << 3);
+        border = line | (line << 8) | (line << 16) | (line << 24);
+    }
+    Put32(b, border);
+    return b;
+}
+
+bool IsRkType(TFieldType t)
+{
+    return t == ftSmallint || t == ftInteger || t == ftWord || t == ftAutoInc;
+}
+
+bool IsNumberType(TFieldType t)
+{
+    return t == ftFloat || t == ftCurrency || t == ftBCD;
+}
+}
+
+EdxGridExportRowLimit::EdxGridExportRowLimit(int rows, int limit)
+    : EdxGridExportError(QStringLiteral("Der Versuch hat %1 Datenzeilen. Ein XLS-Arbeitsblatt fasst höchstens %2 "
+                                        "Datenzeilen, deshalb wurde keine Datei geschrieben.<br>Bitte den CSV-Export "
+                                        "verwenden, er nimmt alle Zeilen auf.")
+                             .arg(QLocale(QLocale::German).toString(rows), QLocale(QLocale::German).toString(limit))),
+      fRows(rows)
+{
+}
+
+// ---------------------------------------------------------------- base
+
+TdxDBGridExport::TdxDBGridExport(TdxDBGrid* grid, const QString& fileName, bool saveAll)
+    : FileName(fileName), Grid(grid), SaveAll(saveAll)
+{
+}
+
+TdxDBGridExport::~TdxDBGridExport() = default;
+
+void TdxDBGridExport::Execute()
+{
+    QFile file(FileName);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        throw EdxGridExportError(
+            QStringLiteral("Die Datei \"%1\" kann nicht erzeugt werden: %2").arg(FileName, file.errorString()));
+    ExportTo(&file);
+    file.close();
+    if (file.error() != QFileDevice::NoError)
+        throw EdxGridExportError(
+            QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2").arg(FileName, file.errorString()));
+}
+
+void TdxDBGridExport::ExportTo(QIODevice* stream)
+{
+    TDataSet* ds = Grid ? Grid->DataSet() : nullptr;
+    if (!Grid || !Grid->DataSource() || !ds)
+        return;
+    const bool all = ExportsAllRows(*Grid, SaveAll);
+    const std::vector<int> selected = all ? std::vector<int>{} : Grid->SelectedRows();
+    Stream = stream;
+    fBuffer.clear();
+    struct TStreamReset {
+        TdxDBGridExport* e;
+        ~TStreamReset()
+        {
+            e->Stream = nullptr;
+            e->fBuffer.clear();
+        }
+    } streamReset{this};
+
+    // Direct mode: the dataset itself is walked, unseen by its controls.
+    ds->DisableControls();
+    const TBookmark position = ds->Active() && !ds->IsEmpty() ? ds->GetBookmark() : TBookmark();
+    try {
+        Start();
+        RowNumber = 0;
+        WriteHeader();
+        if (ds->Active()) {
+            if (all) {
+                ds->First();
+                while (!ds->Eof()) {
+                    WriteRow(nullptr);
+                    ++RowNumber;
+                    ds->Next();
+                }
+            } else {
+                for (int row : selected) {
+                    ds->SetRecNo(row + 1);
+                    WriteRow(nullptr);
+                    ++RowNumber;
+                }
+            }
+        }
+        WriteFooter();
+        Finish();
+        Flush();
+    } catch (...) {
+        // The failure that passes is the one of the rows, not one of putting things back.
+        try {
+            RestorePosition(ds, position);
+        } catch (...) {
+        }
+        throw;
+    }
+    RestorePosition(ds, position);
+}
+
+void TdxDBGridExport::Write(const char* data, qsizetype size)
+{
+    fBuffer.append(data, size);
+    if (fBuffer.size() >= FlushSize)
+        Flush();
+}
+
+void TdxDBGridExport::Flush()
+{
+    if (fBuffer.isEmpty() || !Stream)
+        return;
+    if (Stream->write(fBuffer) != fBuffer.size())
+        throw EdxGridExportError(
+            QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2").arg(FileName, Stream->errorString()));
+    fBuffer.clear();
+}
+
+// ---------------------------------------------------------------- text
+
+TdxDBGridExportText::TdxDBGridExportText(TdxDBGrid* grid, const QString& fileName, bool saveAll,
+                                         const QString& separator, const QString& beginMark, const QString& endMark)
+    : TdxDBGridExport(grid, fileName, saveAll), Separator(separator), BeginMark(beginMark), EndMark(endMark),
+      fEncoder("windows-1252")
+{
+}
+
+void TdxDBGridExportText::Start()
+{
+    if (!fEncoder.isValid())
+        throw EdxGridExportError(QStringLiteral("Die Zeichenkodierung Windows-1252 ist nicht verfügbar."));
+    fColumns = Grid->VisibleColumns();
+}
+
+void TdxDBGridExportText::WriteLine(const QString& line)
+{
+    Write(fEncoder.encode(line));
+    Write("\r\n", 2);
+}
+
+void TdxDBGridExportText::WriteHeader()
+{
+    QString line;
+    for (std::size_t i = 0; i < fColumns.size(); ++i) {
+        if (i > 0)
+            line += Separator;
+        line += fColumns[i]->DisplayCaption();
+    }
+    WriteLine(line);
+    WriteLine(QString());
+}
+
+void TdxDBGridExportText::WriteRow(TdxDBGridNode*)
+{
+    QString line;
+    for (std::size_t i = 0; i < fColumns.size(); ++i) {
+        if (i > 0)
+            line += Separator;
+        line += BeginMark;
+        if (const TField* f = fColumns[i]->Field())
+            line += f->DisplayText();
+        line += EndMark;
+    }
+    WriteLine(line);
+}
+
+// ---------------------------------------------------------------- worksheet
+
+TdxDBGridExportExcel::TdxDBGridExportExcel(TdxDBGrid* grid, const QString& fileName, bool saveAll)
+    : TdxDBGridExport(grid, fileName, saveAll), fEncoder("windows-1252")
+{
+}
+
+int TdxDBGridExportExcel::HeaderRows(const TdxDBGrid& grid)
+{
+    return grid.ShowBands() ? 2 : 1;
+}
+
+int TdxDBGridExportExcel::RowsToExport(TdxDBGrid& grid, bool saveAll)
+{
+    TDataSet* ds = grid.DataSet();
+    if (!grid.DataSource() || !ds || !ds->Active())
+        return 0;
+    if (!ExportsAllRows(grid, saveAll))
+        return static_cast<int>(grid.SelectedRows().size());
+    if (auto* fib = dynamic_cast<TFIBCustomDataSet*>(ds); fib && !fib->AllFetched()) {
+        ds->DisableControls();
+        try {
+            fib->FetchAll();
+        } catch (...) {
+            ds->EnableControls();
+            throw;
+        }
+        ds->EnableControls();
+    }
+    return ds->RecordCount();
+}
+
+void TdxDBGridExportExcel::CheckRowLimit(TdxDBGrid& grid, bool saveAll)
+{
+    const int rows = RowsToExport(grid, saveAll);
+    if (rows > MaxDataRows(grid))
+        throw EdxGridExportRowLimit(rows, MaxDataRows(grid));
+}
+
+void TdxDBGridExportExcel::Execute()
+{
+    CheckRowLimit(*Grid, SaveAll);
+    TdxDBGridExport::Execute();
+}
+
+void TdxDBGridExportExcel::Record(std::uint16_t type, const QByteArray& body)
+{
+    QByteArray head;
+    Put16(head, type);
+    Put16(head, static_cast<std::uint16_t>(body.size()));
+    Write(head);
+    Write(body);
+}
+
+void TdxDBGridExportExcel::Label(int row, int column, int xf, const QString& text)
+{
+    // A cell holds at most 255 characters in this format.
+    QByteArray bytes = fEncoder.encode(text);
+    if (bytes.size() > 255)
+        bytes.truncate(255);
+    QByteArray b;
+    Put16(b, static_cast<std::uint16_t>(row));
+    Put16(b, static_cast<std::uint16_t>(column));
+    Put16(b, static_cast<std::uint16_t>(xf));
+    Put16(b, static_cast<std::uint16_t>(bytes.size()));
+    b.append(bytes);
+    Record(0x0204, b);
+}
+
+void TdxDBGridExportExcel::Start()
+{
+    if (!fEncoder.isValid())
+        throw EdxGridExportError(QStringLiteral("Die Zeichenkodierung Windows-1252 ist nicht verfügbar."));
+    VisibleColumns.clear();
+    for (int i = 0; i < Grid->ColumnCount(); ++i)
+        if (Grid->Columns(i)->Visible())
+            VisibleColumns.push_back(i);
+    VisibleCount = static_cast<int>(VisibleColumns.size());
+    fHeaderRows = HeaderRows(*Grid);
+
+    Write(Bytes({0x09, 0x04, 0x06, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x00}));   // BOF, worksheet
+    Write(Bytes({0x80, 0x00, 0x08, 0x00, 0, 0, 0, 0, 0, 0, 0, 0}));                  // GUTS
+
+    // PALETTE: the grid's colours.
+    const QPalette& pal = Grid->palette();
+    QColor colours[palCount] = {pal.color(QPalette::Text),        pal.color(QPalette::Base),
+                                QColor(0x00, 0x00, 0x80),         pal.color(QPalette::Button),
+                                pal.color(QPalette::Mid),         QColor(0xC0, 0xC0, 0xC0),
+                                pal.color(QPalette::Highlight),   pal.color(QPalette::HighlightedText),
+                                QColor(0xE0, 0xE0, 0xE0),         pal.color(QPalette::Button),
+                                pal.color(QPalette::Dark),        QColor(0xFF, 0x00, 0x00),
+                                QColor(0xFF, 0xFF, 0xE1)};
+    QByteArray palette;
+    Put16(palette, palCount);
+    for (const QColor& c : colours) {
+        palette.append(static_cast<char>(c.red()));
+        palette.append(static_cast<char>(c.green()));
+        palette.append(static_cast<char>(c.blue()));
+        palette.append('\0');
+    }
+    Record(0x0092, palette);
+
+    // Four default fonts, Arial 10 point.
+    for (int i = 0; i < 4; ++i)
+        Write(Bytes({0x31, 0x02, 0x0C, 0x00, 0xC8, 0x00, 0x00, 0x00, 0xFF, 0x7F, 0x05, 'A', 'r', 'i', 'a', 'l'}));
+    // Six from the grid: content, header, band, preview, group, footer.
+    const QFont& base = Grid->font();
+    QFont header = Grid->horizontalHeader()->font();
+    header.setBold(true);
+    QFont band = header;
+    QFont preview = base;
+    preview.setItalic(true);
+    const std::pair<QFont, int> fonts[] = {{base, 8}, {header, 8}, {band, 8}, {preview, 10}, {base, 0}, {base, 8}};
+    for (const auto& [font, colour] : fonts) {
+        const QByteArray name = QByteArray(fEncoder.encode(font.family())).left(255);
+        const double points = font.pointSizeF() > 0 ? font.pointSizeF() : 10.0;
+        QByteArray b;
+        Put16(b, static_cast<std::uint16_t>(points * 20 + 0.5));
+        Put16(b, static_cast<std::uint16_t>((font.bold() ? 0x01 : 0) | (font.italic() ? 0x02 : 0) |
+                                            (font.underline() ? 0x04 : 0) | (font.strikeOut() ? 0x08 : 0)));
+        Put16(b, static_cast<std::uint16_t>(colour));
+        b.append(static_cast<char>(name.size()));
+        b.append(name);
+        Record(0x0231, b);
+    }
+
+    // Sixteen fixed formats: the Normal style, fifteen more styles, the default cell.
+    for (int i = 0; i < 15; ++i)
+        Record(0x0443, XF(0, true, hGeneral, SystemWindowText, SystemWindow, false, false));
+    Record(0x0443, XF(0, false, hGeneral, SystemWindowText, SystemWindow, false, false));
+    // The grid's styles, 16 to 28.
+    const struct {
+        int font;
+        THorz horz;
+        TPaletteEntry back;
+    } styles[13] = {
+        {FontContent, hGeneral, palWindow},   // 16 content
+        {FontContent, hGeneral, palHighlight},// 17 selected row
+        {FontGroup, hLeft, palGroup},         // 18 group row
+        {FontPreview, hLeft, palWindow},      // 19 preview
+        {FontFooter, hRight, palFooter},      // 20 footer panel
+        {FontFooter, hRight, palFooter},      // 21 footer cell
+        {FontHeader, hLeft, palHeader},       // 22 column captions
+        {FontHeader, hLeft, palHeader},       // 23 caption of the sorted column
+        {FontContent, hCentre, palHeader},    // 24 row indicator
+        {FontBand, hCentre, palBand},         // 25 band panel
+        {FontBand, hCentre, palHeader},       // 26 band captions
+        {FontContent, hLeft, palGroup},       // 27 group panel
+        {FontContent, hGeneral, palInfo},     // 28 hint cells
+    };
+    for (const auto& s : styles)
+        Record(0x0443, XF(s.font, false, s.horz, ColourIndex(s.back), ColourIndex(s.back), true, true));
+    // One per exported column, aligned as the column shows its cells.
+    for (int c : VisibleColumns) {
+        const Qt::Alignment a = Grid->Columns(c)->CellAlignment();
+        const THorz horz = (a & Qt::AlignRight) ? hRight : ((a & Qt::AlignHCenter) ? hCentre : hLeft);
+        Record(0x0443, XF(FontContent, false, horz, ColourIndex(palWindow), ColourIndex(palWindow), true, true));
+    }
+
+    // COLINFO: widths in 1/256 of a character of about seven pixels.
+    for (int i = 0; i < VisibleCount; ++i) {
+        const TdxDBGridColumn* col = Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)]);
+        const int pixels = std::max(col->Width(), col->MinWidth());
+        QByteArray b;
+        Put16(b, static_cast<std::uint16_t>(i));
+        Put16(b, static_cast<std::uint16_t>(i));
+        Put16(b, static_cast<std::uint16_t>(std::min(pixels * 256 / 7, 0xFFFF)));
+        Put16(b, 15);
+        Put16(b, 0);
+        Put16(b, 0);
+        Record(0x007D, b);
+    }
+    Write(Bytes({0x00, 0x02, 0x0A, 0x00, 0x00, 0x00, 0xFF, 0xFF, 0x00, 0x00, 0xFF, 0x00, 0x00, 0x00}));   // DIMENSIONS
+}
+
+void TdxDBGridExportExcel::WriteHeader()
+{
+    int row = 0;
+    if (Grid->ShowBands()) {
+        // One band over every column: its caption stands above the first.
+        if (VisibleCount > 0)
+            Label(row, 0, BandXF, Grid->BandCaption());
+        ++row;
+    }
+    for (int i = 0; i < VisibleCount; ++i)
+        Label(row, i, HeaderXF, Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->DisplayCaption());
+}
+
+void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
+{
+    const int row = fHeaderRows + RowNumber;
+    if (row > 0xFFFF)
+        throw EdxGridExportRowLimit(RowNumber + 1, MaxDataRows(*Grid));
+    for (int i = 0; i < VisibleCount; ++i) {
+        const TField* f = Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->Field();
+        const int xf = FirstColumnXF + i;
+        if (!f) {
+            Label(row, i, xf, QString());
+            continue;
+        }
+        const TFieldType type = f->DataType();
+        QByteArray b;
+        Put16(b, static_cast<std::uint16_t>(row));
+        Put16(b, static_cast<std::uint16_t>(i));
+        Put16(b, static_cast<std::uint16_t>(xf));
+        if (IsRkType(type)) {
+            Put32(b, static_cast<std::uint32_t>(f->AsInteger()) * 4u + 2u);
+            Record(0x027E, b);
+        } else if (IsNumberType(type)) {
+            const double v = f->IsNull() ? 0.0 : f->AsFloat();
+            std::uint64_t bits;
+            std::memcpy(&bits, &v, sizeof bits);
+            Put32(b, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
+            Put32(b, static_cast<std::uint32_t>(bits >> 32));
+            Record(0x0203, b);
+        } else {
+            Label(row, i, xf, f->DisplayText());
+        }
+    }
+}
+
+void TdxDBGridExportExcel::Finish()
+{
+    Write(Bytes({0x0A, 0x00, 0x00, 0x00}));   // EOF
+}
+
+// ---------------------------------------------------------------- the grid's operations
+
+void SaveToXLS(TdxDBGrid& grid, const QString& FileName, bool SaveAll)
+{
+    TdxDBGridExportExcel e(&grid, FileName, SaveAll);
+    e.Execute();
+}
+
+void SaveToText(TdxDBGrid& grid, const QString& FileName, bool SaveAll, const QString& Separator,
+                const QString& BeginMark, const QString& EndMark)
+{
+    TdxDBGridExportText e(&grid, FileName, SaveAll, Separator, BeginMark, EndMark);
+    e.Execute();
+}

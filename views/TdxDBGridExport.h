@@ -1,0 +1,126 @@
+#pragma once
+// Writes the rows of a data grid to a file: its visible columns in their order,
+// as a BIFF4 worksheet or as separated text. The grid reads its dataset directly,
+// so the export walks the dataset itself with the controls disabled and puts the
+// cursor back afterwards, also when a row fails.
+
+#include "dbcontrols/TdxDBGrid.h"
+#include "frame/ZELBase.h"
+
+#include <QByteArray>
+#include <QIODevice>
+#include <QString>
+#include <QStringEncoder>
+#include <cstdint>
+#include <vector>
+
+// A file that cannot be made or written, and the worksheet's row limit.
+class EdxGridExportError : public Exception {
+public:
+    using Exception::Exception;
+};
+
+// More rows than a BIFF4 sheet can number; nothing has been written.
+class EdxGridExportRowLimit : public EdxGridExportError {
+public:
+    EdxGridExportRowLimit(int rows, int limit);
+    int Rows() const { return fRows; }
+
+private:
+    int fRows;
+};
+
+// Rows come from the dataset; the grid keeps no node tree, so a node is never passed.
+class TdxDBGridNode;
+
+class TdxDBGridExport {
+public:
+    TdxDBGridExport(TdxDBGrid* grid, const QString& fileName, bool saveAll);
+    virtual ~TdxDBGridExport();
+    TdxDBGridExport(const TdxDBGridExport&) = delete;
+    TdxDBGridExport& operator=(const TdxDBGridExport&) = delete;
+
+    QString FileName;
+    TdxDBGrid* Grid;
+    bool SaveAll;
+    std::int32_t RowNumber = 0;
+    // The file while the export runs; nullptr outside.
+    QIODevice* Stream = nullptr;
+
+    virtual void Start() {}
+    virtual void Finish() {}
+    virtual void WriteHeader() {}
+    virtual void WriteFooter() {}
+    virtual void WriteRow(TdxDBGridNode* Node) = 0;
+    // Creates the file (replacing one of that name), exports into it and closes it.
+    virtual void Execute();
+    virtual void ExportTo(QIODevice* stream);
+
+protected:
+    void Write(const char* data, qsizetype size);
+    void Write(const QByteArray& data) { Write(data.constData(), data.size()); }
+    // Hands the buffered bytes to the stream; raises when the stream refuses them.
+    void Flush();
+
+private:
+    QByteArray fBuffer;
+};
+
+class TdxDBGridExportText : public TdxDBGridExport {
+public:
+    TdxDBGridExportText(TdxDBGrid* grid, const QString& fileName, bool saveAll, const QString& separator,
+                        const QString& beginMark, const QString& endMark);
+
+    QString Separator;
+    QString BeginMark;
+    QString EndMark;
+
+    void Start() override;
+    void WriteHeader() override;
+    void WriteRow(TdxDBGridNode* Node) override;
+
+private:
+    void WriteLine(const QString& line);
+    std::vector<TdxDBGridColumn*> fColumns;
+    QStringEncoder fEncoder;
+};
+
+class TdxDBGridExportExcel : public TdxDBGridExport {
+public:
+    TdxDBGridExportExcel(TdxDBGrid* grid, const QString& fileName, bool saveAll);
+
+    // The grid's indexes of the visible columns, in their order, and their count.
+    std::vector<int> VisibleColumns;
+    int VisibleCount = 0;
+
+    // Refuses before the file exists when the rows do not fit the sheet.
+    void Execute() override;
+    void Start() override;
+    void Finish() override;
+    void WriteHeader() override;
+    void WriteRow(TdxDBGridNode* Node) override;
+
+    // Cell format of the first data column; the others follow one by one.
+    static constexpr int FirstColumnXF = 29;
+    static constexpr int HeaderXF = 22;
+    static constexpr int BandXF = 26;
+    // Sheet rows above the data: the band row when bands are shown, and the captions.
+    static int HeaderRows(const TdxDBGrid& grid);
+    // Data rows that fit below the header rows with 16-bit row numbers.
+    static int MaxDataRows(const TdxDBGrid& grid) { return 65536 - HeaderRows(grid); }
+    // Rows an export would write (fetches the rest of a fetching dataset).
+    static int RowsToExport(TdxDBGrid& grid, bool saveAll);
+    // Raises EdxGridExportRowLimit when they do not fit.
+    static void CheckRowLimit(TdxDBGrid& grid, bool saveAll);
+
+private:
+    void Record(std::uint16_t type, const QByteArray& body);
+    void Label(int row, int column, int xf, const QString& text);
+    int fHeaderRows = 1;
+    QStringEncoder fEncoder;
+};
+
+// The grid's exports, as the raw data window calls them.
+void SaveToXLS(TdxDBGrid& grid, const QString& FileName, bool SaveAll);
+void SaveToText(TdxDBGrid& grid, const QString& FileName, bool SaveAll, const QString& Separator,
+                const QString& BeginMark, const QString& EndMark);

@@ -1,0 +1,224 @@
+#include "views/uFoRohdatenansicht.h"
+
+#include "dbcontrols/TSMDBNavigator.h"
+#include "dbcontrols/TdxDBGrid.h"
+#include "dbcontrols/TdxLookupEdit.h"
+#include "frame/ZELLIB_INI.h"
+#include "frame/ZELLIB_STR.h"
+#include "frame/zellib_msg.h"
+#include "testdata/uDMorvex.h"
+#include "views/TdxDBGridExport.h"
+#include "views/uFoAuswertungUebersicht.h"
+
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QVBoxLayout>
+
+TFoRohdatenansicht* FoRohdatenansicht = nullptr;
+
+bool TSaveDialog::Execute(QWidget* parent)
+{
+    if (Runner)
+        return Runner(*this);
+    QFileDialog dlg(parent, Title, InitialDir, Filter);
+    dlg.setAcceptMode(QFileDialog::AcceptSave);
+    dlg.setFileMode(QFileDialog::AnyFile);   // the folder of the name must exist
+    dlg.setOption(QFileDialog::DontConfirmOverwrite);
+    dlg.setSizeGripEnabled(true);
+    dlg.selectFile(FileName);
+    if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty())
+        return false;
+    const QString chosen = dlg.selectedFiles().constFirst();
+    // A name that does not exist yet is created only when the user agrees.
+    if (!QFileInfo::exists(chosen) &&
+        QMessageBox::question(parent, Title,
+                              QStringLiteral("%1\nDiese Datei ist nicht vorhanden.\nSoll sie erstellt werden?")
+                                  .arg(chosen)) != QMessageBox::Yes)
+        return false;
+    FileName = chosen;
+    return true;
+}
+
+namespace {
+QPushButton* MakeButton(const QString& name, const QString& caption, QWidget* parent)
+{
+    auto* b = new QPushButton(caption, parent);
+    b->setObjectName(name);
+    b->setMinimumSize(90, 27);
+    b->setAutoDefault(false);
+    return b;
+}
+}
+
+TFoRohdatenansicht::TFoRohdatenansicht(QWidget* parent) : QDialog(parent)
+{
+    setObjectName(QStringLiteral("FoRohdatenansicht"));
+    setWindowTitle(QStringLiteral("Ansicht Rohdaten"));
+    resize(1502, 811);
+
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->setSpacing(0);
+    Panel1 = new QFrame(this);
+    Panel1->setObjectName(QStringLiteral("Panel1"));
+    Panel1->setFrameShape(QFrame::StyledPanel);
+    Panel1->setFixedHeight(41);
+    auto* buttons = new QHBoxLayout(Panel1);
+    buttons->setContentsMargins(6, 6, 6, 6);
+    buttons->setSpacing(8);
+    BitBtn1 = MakeButton(QStringLiteral("BitBtn1"), QStringLiteral("zurück"), Panel1);
+    SMDBNavigator1 = new TSMDBNavigator(Panel1);
+    SMDBNavigator1->setObjectName(QStringLiteral("SMDBNavigator1"));
+    BitBtn4 = MakeButton(QStringLiteral("BitBtn4"), QStringLiteral("aktualisieren"), Panel1);
+    BitBtn7 = MakeButton(QStringLiteral("BitBtn7"), QStringLiteral("XLS Export"), Panel1);
+    BitBtn2 = MakeButton(QStringLiteral("BitBtn2"), QStringLiteral("CSV Export"), Panel1);
+    for (QWidget* w : {static_cast<QWidget*>(BitBtn1), static_cast<QWidget*>(SMDBNavigator1),
+                       static_cast<QWidget*>(BitBtn4), static_cast<QWidget*>(BitBtn7), static_cast<QWidget*>(BitBtn2)})
+        buttons->addWidget(w);
+    buttons->addStretch();
+    outer->addWidget(Panel1);
+
+    Rohdatengrid = new TdxDBGrid(this);
+    Rohdatengrid->setObjectName(QStringLiteral("Rohdatengrid"));
+    Rohdatengrid->SetShowBands(true);
+    outer->addWidget(Rohdatengrid, 1);
+
+    // The columns of MESSDATEN in the order the table has them.
+    RohdatengridAUFTRAGKEY = Rohdatengrid->CreateColumn<TdxDBGridMaskColumn>(QStringLiteral("AUFTRAGKEY"));
+    RohdatengridAUFTRAGKEY->SetWidth(83);
+    RohdatengridAUFTRAGKEY->SetVisible(false);
+    RohdatengridZEITPUNKT = Rohdatengrid->CreateColumn<TdxDBGridDateColumn>(QStringLiteral("ZEITPUNKT"));
+    RohdatengridZEITPUNKT->SetWidth(142);
+    RohdatengridSATZNR = Rohdatengrid->CreateColumn<TdxDBGridMaskColumn>(QStringLiteral("SATZNR"));
+    RohdatengridZEIT_STD = Rohdatengrid->CreateColumn<TdxDBGridCurrencyColumn>(QStringLiteral("ZEIT_STD"));
+    RohdatengridZEIT_STD->SetDisplayFormat(QStringLiteral(",0.00 "));
+    RohdatengridEREIGNIS = Rohdatengrid->CreateColumn<TdxDBGridMaskColumn>(QStringLiteral("EREIGNIS"));
+    RohdatengridEREIGNIS->SetWidth(136);
+    RohdatengridFEHLER = Rohdatengrid->CreateColumn<TdxDBGridMaskColumn>(QStringLiteral("FEHLER"));
+    RohdatengridFEHLER->SetCaption(QStringLiteral("Fehler"));
+    RohdatengridFEHLER->SetWidth(168);
+    RohdatengridSTATUS = Rohdatengrid->CreateColumn<TdxDBGridColumn>(QStringLiteral("STATUS"));
+    RohdatengridSTATUS->SetAlignment(Qt::AlignLeft);
+    RohdatengridSTATUS->SetMinWidth(16);
+    RohdatengridSTATUS->SetWidth(123);
+    const auto currency = [this](const char* field, const QString& caption) {
+        auto* c = Rohdatengrid->CreateColumn<TdxDBGridCurrencyColumn>(QString::fromLatin1(field));
+        c->SetCaption(caption);
+        c->SetDisplayFormat(QStringLiteral(",0.000"));
+        return c;
+    };
+    RohdatengridT = currency("T", QStringLiteral("T [°C]"));
+    RohdatengridRF = currency("RF", QStringLiteral("RF [%]"));
+    RohdatengridU = currency("U", QStringLiteral("U [V]"));
+    // The currents stay in µA here; the unit switch concerns the charts only.
+    for (int k = 1; k <= 9; ++k) {
+        const QString name = QStringLiteral("I_%1").arg(k, 2, 10, QLatin1Char('0'));
+        RohdatengridI[k] = currency(name.toLatin1().constData(), name + QStringLiteral(" [µA]"));
+    }
+    for (TdxDBGridCurrencyColumn* c :
+         {RohdatengridZEIT_STD, RohdatengridT, RohdatengridRF, RohdatengridU, RohdatengridI[1], RohdatengridI[2],
+          RohdatengridI[3], RohdatengridI[4], RohdatengridI[5], RohdatengridI[6], RohdatengridI[7], RohdatengridI[8],
+          RohdatengridI[9]})
+        c->SetNullable(false);
+
+    SaveDialog_Rohdaten.Title = QStringLiteral("Rohdaten speichern");
+
+    connect(BitBtn1, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn1Click);
+    connect(BitBtn4, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn4Click);
+    connect(BitBtn7, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn7Click);
+    connect(BitBtn2, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn2Click);
+
+    if (const QScreen* s = screen())
+        move(s->availableGeometry().center() - rect().center());
+}
+
+TFoRohdatenansicht::~TFoRohdatenansicht()
+{
+    if (FoRohdatenansicht == this)
+        FoRohdatenansicht = nullptr;
+}
+
+void TFoRohdatenansicht::DatenquellenZuordnen()
+{
+    Rohdatengrid->SetDataSource(DMorvex->DSMessdaten.get());
+    SMDBNavigator1->SetDataSource(DMorvex->DSMessdaten.get());
+}
+
+void TFoRohdatenansicht::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    FormActivate();
+}
+
+void TFoRohdatenansicht::FormActivate()
+{
+    Rohdatengrid->SetBandCaption(QStringLiteral("Versuch ") + FOOrvexAuswertung->LookupAuftrag->Text());
+    // The newest measurement in view.
+    if (TDataSet* ds = Rohdatengrid->DataSet(); ds && ds->Active())
+        ds->Last();
+}
+
+void TFoRohdatenansicht::BitBtn1Click()
+{
+    done(1);
+}
+
+void TFoRohdatenansicht::BitBtn4Click()
+{
+    FOOrvexAuswertung->DatenLaden();
+    // New header values of the run list, on the same run; no fetching of every run.
+    TpFIBDataSet* list = DMorvex->Auftraege.get();
+    const QVariant key = DMorvex->AuftraegeAUFTRAGKEY->Value();
+    list->DisableControls();
+    try {
+        list->Close();
+        list->Open();
+        if (!list->Locate(QStringLiteral("AUFTRAGKEY"), key, {}))
+            list->First();
+    } catch (...) {
+        list->EnableControls();
+        throw;
+    }
+    list->EnableControls();
+}
+
+void TFoRohdatenansicht::BitBtn7Click()
+{
+    Exportieren(true);
+}
+
+void TFoRohdatenansicht::BitBtn2Click()
+{
+    Exportieren(false);
+}
+
+void TFoRohdatenansicht::Exportieren(bool xls)
+{
+    // A run too long for a worksheet is refused before anything is asked or made.
+    if (xls)
+        TdxDBGridExportExcel::CheckRowLimit(*Rohdatengrid, true);
+    const QString S = NormalizeName(AktVersuch->Versuchsnr);
+    const QString folder = Datapath + QLatin1Char('/') + S + QLatin1Char('/');
+    SaveDialog_Rohdaten.InitialDir = folder;
+    // The folder comes into being before the user decides; a failure shows in the dialog.
+    QDir().mkpath(folder);
+    SaveDialog_Rohdaten.FileName = folder + S + (xls ? QStringLiteral(".xls") : QStringLiteral(".csv"));
+    SaveDialog_Rohdaten.Filter =
+        xls ? QStringLiteral("Excel-Dateien (*.xls)") : QStringLiteral("Textdateien (*.csv)");
+    if (!SaveDialog_Rohdaten.Execute(this))
+        return;
+    const QString Dateiname = SaveDialog_Rohdaten.FileName;
+    // A failure below goes to the standard report with this note still standing.
+    MsgInfo(Dateiname + QStringLiteral("<br>wird erzeugt.<br>Bitte etwas Geduld."));
+    if (xls)
+        SaveToXLS(*Rohdatengrid, Dateiname, true);
+    else
+        SaveToText(*Rohdatengrid, Dateiname, true, QStringLiteral(";"), QString(), QString());
+    MsgClear();
+}

@@ -1,0 +1,73 @@
+#pragma once
+// The raw rows of the chosen run in a grid on the measurement source, with a
+// navigator, a refresh, and the exports to a worksheet and to separated text
+// into a folder per run under Datapath.
+
+#include <QDialog>
+#include <QString>
+#include <functional>
+
+class QFrame;
+class QPushButton;
+class TdxDBGrid;
+class TdxDBGridColumn;
+class TdxDBGridMaskColumn;
+class TdxDBGridDateColumn;
+class TdxDBGridCurrencyColumn;
+class TSMDBNavigator;
+
+// The file dialog of the exports: a proposed folder and name, the chosen name after.
+class TSaveDialog {
+public:
+    QString Title;
+    QString InitialDir;
+    QString FileName;
+    QString Filter;
+    // Runs the dialog; false when the user cancels. A set Runner answers in its
+    // place (tests have no one to click).
+    bool Execute(QWidget* parent);
+    std::function<bool(TSaveDialog& dialog)> Runner;
+};
+
+class TFoRohdatenansicht : public QDialog {
+public:
+    explicit TFoRohdatenansicht(QWidget* parent = nullptr);
+    ~TFoRohdatenansicht() override;
+
+    QFrame* Panel1 = nullptr;
+    QPushButton* BitBtn1 = nullptr;
+    TSMDBNavigator* SMDBNavigator1 = nullptr;
+    QPushButton* BitBtn4 = nullptr;
+    QPushButton* BitBtn7 = nullptr;
+    QPushButton* BitBtn2 = nullptr;
+    TdxDBGrid* Rohdatengrid = nullptr;
+    TdxDBGridMaskColumn* RohdatengridAUFTRAGKEY = nullptr;
+    TdxDBGridDateColumn* RohdatengridZEITPUNKT = nullptr;
+    TdxDBGridMaskColumn* RohdatengridSATZNR = nullptr;
+    TdxDBGridCurrencyColumn* RohdatengridZEIT_STD = nullptr;
+    TdxDBGridMaskColumn* RohdatengridEREIGNIS = nullptr;
+    TdxDBGridMaskColumn* RohdatengridFEHLER = nullptr;
+    TdxDBGridColumn* RohdatengridSTATUS = nullptr;
+    TdxDBGridCurrencyColumn* RohdatengridT = nullptr;
+    TdxDBGridCurrencyColumn* RohdatengridRF = nullptr;
+    TdxDBGridCurrencyColumn* RohdatengridU = nullptr;
+    TdxDBGridCurrencyColumn* RohdatengridI[10] = {};   // 1..9 used
+    TSaveDialog SaveDialog_Rohdaten;
+
+    // Binds grid and navigator to the data module's measurement source; called once the module exists.
+    void DatenquellenZuordnen();
+
+    void FormActivate();
+    void BitBtn1Click();
+    void BitBtn4Click();
+    void BitBtn7Click();
+    void BitBtn2Click();
+
+protected:
+    void showEvent(QShowEvent* event) override;
+
+private:
+    void Exportieren(bool xls);
+};
+
+extern TFoRohdatenansicht* FoRohdatenansicht;
