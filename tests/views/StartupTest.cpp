@@ -12,6 +12,10 @@
 #include <QThread>
 
 #include "frame/MemIniFile.h"
+#include "tools/OrvexDemoDb.h"
+
+#include <QImage>
+#include <QSet>
 
 namespace {
 constexpr int kWaitMs = 30000;   // generous: the sanitizer build starts slowly
@@ -152,4 +156,41 @@ TEST_F(StartupTest, StartFromADesktopFolderIsRefused)
     EXPECT_EQ(p.exitCode(), 1);
     EXPECT_TRUE(QString::fromUtf8(p.readAllStandardError()).contains("Startpfad (Desktop) nicht erlaubt"));
     EXPECT_FALSE(QDir(desktop + "/Config").exists());
+}
+
+// Without a screen: a run chosen on the command line, drawn into a picture, and the
+// orderly end that writes the chart settings.
+TEST_F(StartupTest, ScreenshotOptionDrawsTheChosenRunAndEndsInOrder)
+{
+    TDemoDbLogin login;
+    login.DBName = WorkDir() + "/Data/Orvex.fdb";
+    QDir().mkpath(WorkDir() + "/Data");
+    CreateDemoDatabase(login);
+
+    const QString shot = root.filePath("bild.png");
+    QProcess p;
+    Start(p, WorkDir(), {"--versuch", "HTRB-2026-017", "--screenshot", shot});
+    ASSERT_TRUE(p.waitForFinished(kWaitMs));
+    const QString err = QString::fromUtf8(p.readAllStandardError());
+    EXPECT_EQ(p.exitCode(), 0) << err.toStdString();
+    EXPECT_FALSE(err.contains("nicht vorhanden")) << err.toStdString();
+    const QImage image(shot);
+    ASSERT_EQ(image.size(), QSize(1600, 1000));
+    // The curves are drawn: the chart area is not one flat colour.
+    const QImage charts = image.copy(400, 100, 1100, 800);
+    QSet<QRgb> colours;
+    for (int y = 0; y < charts.height(); y += 7)
+        for (int x = 0; x < charts.width(); x += 7)
+            colours.insert(charts.pixel(x, y));
+    EXPECT_GT(colours.size(), 3);
+    TMemIniFile ini(Ini());
+    EXPECT_EQ(ini.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));   // I_MAX 100 of the run
+
+    // An unknown run is said so, and the picture is still drawn.
+    QFile::remove(shot);
+    QProcess q;
+    Start(q, WorkDir(), {"--versuch", "GIBT-ES-NICHT", "--screenshot", shot});
+    ASSERT_TRUE(q.waitForFinished(kWaitMs));
+    EXPECT_TRUE(QString::fromUtf8(q.readAllStandardError()).contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden."));
+    EXPECT_TRUE(QFile::exists(shot));
 }
