@@ -11,6 +11,7 @@
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"
+#include "frame/zellib_Logging.h"
 #include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
 #include "tools/OrvexDemoDb.h"
@@ -124,8 +125,10 @@ protected:
     }
     static void TearDownTestSuite()
     {
-        // The message window and its timer thread must go while the application still exists.
+        // The message window, the log it wrote to and their timer threads must go
+        // while the application still exists.
         zellib_msg_Finalize();
+        zellib_Logging_Finalize();
         delete data;
         data = nullptr;
     }
