@@ -406,6 +406,21 @@ bool TDMorvex::VersuchLaden(const QString& Nummer, TVersuchDaten& Daten)
     return Daten.AuftragKey != 0;
 }
 
+void TDMorvex::AuftraegeNeuOeffnen()
+{
+    TpFIBDataSet* list = Auftraege.get();
+    const QVariant key = AuftraegeAUFTRAGKEY->Value();
+    list->DisableControls();
+    struct TEnable {
+        TDataSet* ds;
+        ~TEnable() { ds->EnableControls(); }
+    } enable{list};
+    list->Close();
+    list->Open();
+    if (!list->Locate(QStringLiteral("AUFTRAGKEY"), key, {}))
+        list->First();
+}
+
 void TDMorvex::VersuchDekodieren(TVersuchDaten& Daten)
 {
     Daten.AuftragKey = Versuch_AUFTRAGKEY->AsInteger();

@@ -112,6 +112,9 @@ public:
     // Daten as it was; the answer is whether Daten holds a run.
     bool VersuchLaden(const QString& Nummer, TVersuchDaten& Daten);
     void AuftraegeAfterPost(TDataSet* DataSet);
+    // Closes and opens the run list again, standing on the same run afterwards;
+    // rows are fetched only as far as the run lies.
+    void AuftraegeNeuOeffnen();
 
     // Text events of the measurement fields.
     void MessdatenSTATUSGetText(TField* Sender, QString& Text, bool DisplayText);

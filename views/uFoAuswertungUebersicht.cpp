@@ -440,19 +440,7 @@ void TFOOrvexAuswertung::BtnRefreshClick()
     } reset{fRefreshLaeuft};
     DatenLaden();
     // New header values (remaining time, row count) without losing the chosen run.
-    TpFIBDataSet* list = DMorvex->Auftraege.get();
-    const QVariant key = DMorvex->AuftraegeAUFTRAGKEY->Value();
-    list->DisableControls();
-    try {
-        list->Close();
-        list->Open();
-        if (!list->Locate(QStringLiteral("AUFTRAGKEY"), key, {}))
-            list->First();
-    } catch (...) {
-        list->EnableControls();
-        throw;
-    }
-    list->EnableControls();
+    DMorvex->AuftraegeNeuOeffnen();
 }
 
 void TFOOrvexAuswertung::BtnRohdatenClick()

@@ -172,20 +172,7 @@ void TFoRohdatenansicht::BitBtn1Click()
 void TFoRohdatenansicht::BitBtn4Click()
 {
     FOOrvexAuswertung->DatenLaden();
-    // New header values of the run list, on the same run; no fetching of every run.
-    TpFIBDataSet* list = DMorvex->Auftraege.get();
-    const QVariant key = DMorvex->AuftraegeAUFTRAGKEY->Value();
-    list->DisableControls();
-    try {
-        list->Close();
-        list->Open();
-        if (!list->Locate(QStringLiteral("AUFTRAGKEY"), key, {}))
-            list->First();
-    } catch (...) {
-        list->EnableControls();
-        throw;
-    }
-    list->EnableControls();
+    DMorvex->AuftraegeNeuOeffnen();
 }
 
 void TFoRohdatenansicht::BitBtn7Click()
