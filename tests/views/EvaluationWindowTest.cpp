@@ -3,11 +3,13 @@
 // the charts, the settings file, and the zoom coupling.
 
 #include "views/uFoAuswertungUebersicht.h"
+#include "views/uFoSetupcharts.h"
 
 #include "dbcontrols/TCheckListBox.h"
 #include "dbcontrols/TdxCheckEdit.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxLookupEdit.h"
+#include "dbcontrols/TdxSpinEdit.h"
 #include "frame/MemIniFile.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
@@ -21,6 +23,8 @@
 #include <QFile>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTimer>
+#include <QAction>
 
 namespace {
 const QString Finished = QStringLiteral("HTRB-2026-017");
@@ -422,4 +426,29 @@ TEST_F(EvaluationWindowTest, ZoomingOneChartZoomsTheOtherAndUndoesBothWithoutALo
     w->chart_U_I->ZoomRect(TRect{u.Left + u.Width() / 2, u.Top + 10, u.Right - 10, u.Bottom - 10});
     EXPECT_LT(fullMax - lower->Minimum(), fullMax);
     EXPECT_GT(lower->Minimum(), 0.0);
+}
+
+TEST_F(EvaluationWindowTest, TheMenuItemOpensTheSettingsDialogAndItsCancelExchangesIAndU)
+{
+    Select(Finished);
+    FoSetupCharts = new TFoSetupCharts(w);
+    const TColor i = w->fFarbeI, u = w->fFarbeU;
+    ASSERT_NE(i, u);
+    int applied = 0;
+    // First a margin change that shows at once, then cancel.
+    QTimer::singleShot(50, [&] {
+        FoSetupCharts->EDSLeft->setValue(33);
+        QTimer::singleShot(100, [&] {
+            applied = w->chart_U_I->MarginLeft() == 33 && w->Chart_T_RF->MarginLeft() == 33;
+            FoSetupCharts->BitBtn1->click();
+        });
+    });
+    w->Bearbeiten1->trigger();
+    EXPECT_EQ(applied, 1);
+    EXPECT_EQ(w->fFarbeI, u);
+    EXPECT_EQ(w->fFarbeU, i);
+    EXPECT_EQ(w->fRand.Left, 0);   // the margin is taken back
+
+    delete FoSetupCharts;
+    FoSetupCharts = nullptr;
 }
