@@ -9,6 +9,7 @@
 // with rows per second, the ratio, and the resident memory the open dataset adds
 // and the process's peak.
 
+#include "bench/BenchSupport.h"
 #include "dbaccess/pFIBDataSet.h"
 #include "dbaccess/pFIBDatabase.h"
 
@@ -27,17 +28,6 @@ const char* Sql =
     "WHERE AUFTRAGKEY = :KEY ORDER BY ZEITPUNKT";
 const char* FloatNames[] = {"ZEIT_STD", "T", "RF", "U", "I_01", "I_02", "I_03", "I_04", "I_05", "I_06", "I_07", "I_08"};
 
-long StatusKb(const char* key)
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray all = f.readAll();
-    const int at = all.indexOf(key);
-    if (at < 0)
-        return -1;
-    return all.mid(at + static_cast<int>(std::strlen(key))).trimmed().split(' ').front().toLong();
-}
 }  // namespace
 
 int main(int argc, char** argv)
@@ -78,31 +68,7 @@ int main(int argc, char** argv)
     // before and after the dataset, so that neither side profits alone from the
     // engine's page cache; the faster of the two is the floor.
     long long plainRows = 0;
-    const auto plainLoop = [&] {
-        std::vector<std::vector<double>> plain(12);
-        TFIBQuery q;
-        q.SetDatabase(&db);
-        q.SetTransaction(&tr);
-        q.SQL().SetText(QString::fromLatin1(Sql));
-        q.Prepare();
-        q.Params()[0].SetAsInteger(runKey);
-        int cols[12];
-        for (int i = 0; i < 12; ++i)
-            cols[i] = q.Current().IndexOf(QString::fromLatin1(FloatNames[i]));
-        QElapsedTimer t;
-        t.start();
-        q.ExecQuery();
-        plainRows = 0;
-        while (!q.Eof()) {
-            TFIBXSQLDA& row = q.Current();
-            for (int i = 0; i < 12; ++i)
-                plain[static_cast<std::size_t>(i)].push_back(row[cols[i]].AsDouble());
-            ++plainRows;
-            q.Next();
-        }
-        q.Close();
-        return t.nsecsElapsed() / 1e9;
-    };
+    const auto plainLoop = [&] { return PlainFetch(&db, &tr, QString::fromLatin1(Sql), runKey, plainRows); };
     const double plainFirst = plainLoop();
     QElapsedTimer timer;
 

@@ -6,7 +6,7 @@
 //   evaluation_bench DATABASE [VERSUCHSNR [PASSWORD]]
 // DATABASE: tools/orvexDemo create FILE --rows 1000000; the run defaults to 'BENCH-GROSS'.
 
-#include "dbaccess/FIBQuery.h"
+#include "bench/BenchSupport.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "testdata/uDMorvex.h"
@@ -17,53 +17,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <cstdio>
-#include <cstring>
-
-namespace {
-long StatusKb(const char* key)
-{
-    QFile f(QStringLiteral("/proc/self/status"));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray all = f.readAll();
-    const int at = all.indexOf(key);
-    if (at < 0)
-        return -1;
-    return all.mid(at + static_cast<int>(std::strlen(key))).trimmed().split(' ').front().toLong();
-}
-
-// The floor of the load: the module's own statement run by a bare query, the twelve
-// float columns read from the client's row buffers into arrays.
-double PlainFetch(TDMorvex& dm, int key, long long& rows)
-{
-    std::vector<std::vector<double>> values(12);
-    TFIBQuery q;
-    q.SetDatabase(dm.orvexDB.get());
-    q.SetTransaction(dm.TaMessdaten.get());
-    if (!dm.TaMessdaten->InTransaction())
-        dm.TaMessdaten->StartTransaction();
-    q.SQL().SetText(OrvexSQL::MessdatenSelect());
-    q.Prepare();
-    q.ParamByName(QStringLiteral("AUFTRAGKEY")).SetAsInteger(key);
-    const char* names[12] = {"ZEIT_STD", "T", "RF", "U", "I_01", "I_02", "I_03", "I_04", "I_05", "I_06", "I_07", "I_08"};
-    int cols[12];
-    for (int i = 0; i < 12; ++i)
-        cols[i] = q.Current().IndexOf(QString::fromLatin1(names[i]));
-    QElapsedTimer t;
-    t.start();
-    q.ExecQuery();
-    rows = 0;
-    while (!q.Eof()) {
-        TFIBXSQLDA& row = q.Current();
-        for (int i = 0; i < 12; ++i)
-            values[static_cast<std::size_t>(i)].push_back(row[cols[i]].AsDouble());
-        ++rows;
-        q.Next();
-    }
-    q.Close();
-    return t.nsecsElapsed() / 1e9;
-}
-}
 
 int main(int argc, char** argv)
 {
@@ -127,8 +80,12 @@ int main(int argc, char** argv)
     const double paintSec = t.nsecsElapsed() / 1e9;
     // The floor afterwards, twice; the faster run counts (the selection ran cold).
     long long plainRows = 0;
-    const double plainFirst = PlainFetch(*DMorvex, probe.AuftragKey, plainRows);
-    const double plainSecond = PlainFetch(*DMorvex, probe.AuftragKey, plainRows);
+    const auto plain = [&] {
+        return PlainFetch(DMorvex->orvexDB.get(), DMorvex->TaMessdaten.get(), OrvexSQL::MessdatenSelect(),
+                          probe.AuftragKey, plainRows);
+    };
+    const double plainFirst = plain();
+    const double plainSecond = plain();
     const double plainSec = std::min(plainFirst, plainSecond);
 
     std::printf("rows                          %d (plain loop %lld)\n", FOOrvexAuswertung->fAnzahlSaetze, plainRows);

@@ -837,6 +837,18 @@ private:
     TFilterOptions fFilterOptions;
 };
 
+// Keeps a dataset's controls quiet for a scope, also when it is left by an exception.
+class TControlsDisabled {
+public:
+    explicit TControlsDisabled(TDataSet* dataSet) : fDataSet(dataSet) { fDataSet->DisableControls(); }
+    ~TControlsDisabled() { fDataSet->EnableControls(); }
+    TControlsDisabled(const TControlsDisabled&) = delete;
+    TControlsDisabled& operator=(const TControlsDisabled&) = delete;
+
+private:
+    TDataSet* fDataSet;
+};
+
 // ---- Data sources and links ----
 class TDataSource : public TComponent {
 public:

@@ -275,6 +275,9 @@ public:
     // Fetches up to count rows; answers how many came.
     int FetchNext(int count);
     bool AllFetched() const { return fAllFetched; }
+    // Rows of the select as the server counts them now, in the dataset's transaction
+    // and with its parameters; fetched, inserted and deleted rows play no part.
+    int ServerRecordCount() const;
     void CloseOpen(bool fetchAll);
     // Reopens and stands on the same row again (by row number when it still exists).
     void FullRefresh();

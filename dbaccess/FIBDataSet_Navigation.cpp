@@ -166,22 +166,26 @@ int TFIBCustomDataSet::GetRecNo() const
     return b->Pos >= 0 ? b->Pos + 1 : 0;
 }
 
+int TFIBCustomDataSet::ServerRecordCount() const
+{
+    TFIBQuery q;
+    q.SetDatabase(Database());
+    q.SetTransaction(Transaction());
+    q.SQL().SetText(QStringLiteral("Select Count(*) from (") + fQSelect->SQL().Text() + QStringLiteral(")"));
+    q.Prepare();
+    TFIBXSQLDA& from = fQSelect->Params();
+    for (int i = 0; i < q.Params().Count() && i < from.Count(); ++i)
+        q.Params()[i].SetValue(from[i].Value());
+    q.ExecQuery();
+    const int count = q.Eof() ? 0 : q.Current()[0].AsInteger();
+    q.Close();
+    return count;
+}
+
 int TFIBCustomDataSet::GetRecordCount() const
 {
-    if ((fPrepareOptions & psAskRecordCount) && !fAllFetched && Database() && Transaction()) {
-        TFIBQuery q;
-        q.SetDatabase(Database());
-        q.SetTransaction(Transaction());
-        q.SQL().SetText(QStringLiteral("Select Count(*) from (") + fQSelect->SQL().Text() + QStringLiteral(")"));
-        q.Prepare();
-        TFIBXSQLDA& from = fQSelect->Params();
-        for (int i = 0; i < q.Params().Count() && i < from.Count(); ++i)
-            q.Params()[i].SetValue(from[i].Value());
-        q.ExecQuery();
-        const int count = q.Eof() ? 0 : q.Current()[0].AsInteger();
-        q.Close();
-        return count - fDeleted + fInserted;
-    }
+    if ((fPrepareOptions & psAskRecordCount) && !fAllFetched && Database() && Transaction())
+        return ServerRecordCount() - fDeleted + fInserted;
     if (Filtered()) {
         // The rows fetched so far that pass, as without a filter.
         ScanFilter(static_cast<std::size_t>(VisibleCount()) + 1, false);

@@ -410,11 +410,7 @@ void TDMorvex::AuftraegeNeuOeffnen()
 {
     TpFIBDataSet* list = Auftraege.get();
     const QVariant key = AuftraegeAUFTRAGKEY->Value();
-    list->DisableControls();
-    struct TEnable {
-        TDataSet* ds;
-        ~TEnable() { ds->EnableControls(); }
-    } enable{list};
+    const TControlsDisabled quiet(list);
     list->Close();
     list->Open();
     if (!list->Locate(QStringLiteral("AUFTRAGKEY"), key, {}))

@@ -167,6 +167,14 @@ std::vector<TDemoRun> DemoRuns(int largeRows)
     return runs;
 }
 
+const TDemoRun& FindDemoRun(const std::vector<TDemoRun>& runs, const QString& versuchsnr)
+{
+    for (const TDemoRun& r : runs)
+        if (r.Versuchsnr == versuchsnr)
+            return r;
+    throw Exception(QStringLiteral("Kein Demo-Versuch ") + versuchsnr);
+}
+
 TDemoRowGenerator::TDemoRowGenerator(const TDemoRun& run) : fRun(run)
 {
     // Devices of one lot differ by a factor of a few; wet tests leak less at lower temperature.

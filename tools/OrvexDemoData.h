@@ -45,6 +45,8 @@ struct TDemoRow {
 
 // The fixed set of demo runs; largeRows > 0 adds a run of that many rows.
 std::vector<TDemoRun> DemoRuns(int largeRows = 0);
+// The run of that number among runs; raises for a number that is not there.
+const TDemoRun& FindDemoRun(const std::vector<TDemoRun>& runs, const QString& versuchsnr);
 
 // Rows of a run, one after the other; row k is the same for the same run every time.
 class TDemoRowGenerator {

@@ -149,14 +149,7 @@ void CreateDemoDatabase(const TDemoDbLogin& login, int largeRows, const std::fun
 
 TAcquisitionSimulator::TAcquisitionSimulator(TpFIBDatabase* db, const QString& versuchsnr) : fDb(db)
 {
-    bool found = false;
-    for (const TDemoRun& r : DemoRuns())
-        if (r.Versuchsnr == versuchsnr) {
-            fRun = r;
-            found = true;
-        }
-    if (!found)
-        throw Exception(QStringLiteral("Kein Demo-Versuch ") + versuchsnr);
+    fRun = FindDemoRun(DemoRuns(), versuchsnr);
     fTr = std::make_unique<TpFIBTransaction>();
     fTr->SetName(QStringLiteral("TaSimulator"));
     fTr->AddDatabase(db);

@@ -265,14 +265,8 @@ int TdxDBGridExportExcel::RowsToExport(TdxDBGrid& grid, bool saveAll)
     if (!ExportsAllRows(grid, saveAll))
         return static_cast<int>(grid.SelectedRows().size());
     if (auto* fib = dynamic_cast<TFIBCustomDataSet*>(ds); fib && !fib->AllFetched()) {
-        ds->DisableControls();
-        try {
-            fib->FetchAll();
-        } catch (...) {
-            ds->EnableControls();
-            throw;
-        }
-        ds->EnableControls();
+        const TControlsDisabled quiet(ds);
+        fib->FetchAll();
     }
     return ds->RecordCount();
 }

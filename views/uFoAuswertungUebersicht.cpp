@@ -492,16 +492,7 @@ void TFOOrvexAuswertung::DatenLaden()
 
     // The server's count now, after the fetch: rows committed in between make the
     // arrays longer than the rows read, and their tail stays 0.
-    {
-        TFIBQuery count;
-        count.SetDatabase(md->Database());
-        count.SetTransaction(md->Transaction());
-        count.SQL().SetText(QStringLiteral("Select Count(*) from (") + md->SelectSQL().Text() + QStringLiteral(")"));
-        count.ParamByName(QStringLiteral("AUFTRAGKEY")).SetAsInteger(AktVersuch->AuftragKey);
-        count.ExecQuery();
-        fAnzahlSaetze = count.Fields(0).AsInteger();
-        count.Close();
-    }
+    fAnzahlSaetze = md->ServerRecordCount();
 
     // New arrays every time: the series keep the old ones until they are handed these.
     const auto n = static_cast<std::size_t>(std::max(fAnzahlSaetze, 0));
@@ -532,11 +523,7 @@ void TFOOrvexAuswertung::DatenLaden()
     const long double teiler = fTeilerI;
     // Rows deleted between fetch and count must not write past the arrays. Bound
     // controls (the raw data grid) need not follow a million scrolls.
-    md->DisableControls();
-    struct TEnable {
-        TDataSet* ds;
-        ~TEnable() { ds->EnableControls(); }
-    } enable{md};
+    const TControlsDisabled quiet(md);
     for (std::size_t i = 0; !md->Eof() && i < n; ++i) {
         std_[i] = zeitStd->AsFloat();
         zeit[i] = zeitpunkt->AsFloat();

@@ -78,14 +78,6 @@ protected:
     QChar savedDecimal;
     std::unique_ptr<TDMorvex> dm;
 };
-
-const TDemoRun& RunNamed(const std::vector<TDemoRun>& runs, const QString& nr)
-{
-    for (const TDemoRun& r : runs)
-        if (r.Versuchsnr == nr)
-            return r;
-    throw std::runtime_error("no such demo run");
-}
 }
 
 TEST_F(DMorvexTest, StartConnectsAsConfiguredAndOpensTheRunList)
@@ -246,7 +238,7 @@ TEST_F(DMorvexTest, MeasurementTextsFollowTheHandlers)
 {
     dm->DataModuleCreate();
     const auto runs = DemoRuns();
-    const TDemoRun& run = RunNamed(runs, QStringLiteral("HTRB-2026-017"));
+    const TDemoRun& run = FindDemoRun(runs, QStringLiteral("HTRB-2026-017"));
     TVersuchDaten d;
     dm->VersuchLaden(run.Versuchsnr, d);
     OpenMessdaten(d.AuftragKey);
@@ -296,7 +288,7 @@ TEST(DMorvexServer, EachReopenSeesExactlyTheCommittedRows)
 
     const QString nr = QStringLiteral("H3TRB 2026/021");
     const auto runs = DemoRuns();
-    const TDemoRun& run = RunNamed(runs, nr);
+    const TDemoRun& run = FindDemoRun(runs, nr);
     const TDemoRowGenerator gen(run);
 
     TDMorvex dm;

@@ -6,15 +6,6 @@
 #include <QDateTime>
 #include <set>
 
-namespace {
-const TDemoRun& RunNamed(const std::vector<TDemoRun>& runs, const QString& nr)
-{
-    for (const TDemoRun& r : runs)
-        if (r.Versuchsnr == nr)
-            return r;
-    throw std::runtime_error("no such demo run");
-}
-}
 
 TEST(DemoData, SameSeedGivesTheSameRows)
 {
@@ -40,7 +31,7 @@ TEST(DemoData, SameSeedGivesTheSameRows)
 TEST(DemoData, FinishedRunStoresAtTwoIntervalsWithItsEvents)
 {
     const auto runs = DemoRuns();
-    const TDemoRun& htrb = RunNamed(runs, "HTRB-2026-017");
+    const TDemoRun& htrb = FindDemoRun(runs, "HTRB-2026-017");
     // 24 h at one minute, then 976 h at ten minutes, both ends included.
     EXPECT_EQ(htrb.Zeilen, 24 * 60 + 976 * 6 + 1);
     const TDemoRowGenerator g(htrb);
@@ -75,7 +66,7 @@ TEST(DemoData, FinishedRunStoresAtTwoIntervalsWithItsEvents)
 TEST(DemoData, FailingDeviceJumpsIsSwitchedOffAndReadsZero)
 {
     const auto runs = DemoRuns();
-    const TDemoRun& wet = RunNamed(runs, "H3TRB 2026/021");
+    const TDemoRun& wet = FindDemoRun(runs, "H3TRB 2026/021");
     const TDemoRowGenerator g(wet);
     int jump = -1;
     for (int k = 1; k < wet.Zeilen; ++k)
@@ -102,11 +93,11 @@ TEST(DemoData, FailingDeviceJumpsIsSwitchedOffAndReadsZero)
 TEST(DemoData, TheRunsCoverWhatTheProgramMustShow)
 {
     const auto runs = DemoRuns(1000);
-    EXPECT_EQ(RunNamed(runs, "HTRB-2026-023").Zeilen, 0);
-    EXPECT_GE(RunNamed(runs, "HTRB-2026-019").I_Max, 10000.0);
-    EXPECT_GT(RunNamed(runs, "HTRB-2026-019").BT[0].size(), 10);
-    EXPECT_EQ(RunNamed(runs, "BENCH-GROSS").Zeilen, 1000);
-    const TDemoRowGenerator big(RunNamed(runs, "BENCH-GROSS"));
+    EXPECT_EQ(FindDemoRun(runs, "HTRB-2026-023").Zeilen, 0);
+    EXPECT_GE(FindDemoRun(runs, "HTRB-2026-019").I_Max, 10000.0);
+    EXPECT_GT(FindDemoRun(runs, "HTRB-2026-019").BT[0].size(), 10);
+    EXPECT_EQ(FindDemoRun(runs, "BENCH-GROSS").Zeilen, 1000);
+    const TDemoRowGenerator big(FindDemoRun(runs, "BENCH-GROSS"));
     EXPECT_DOUBLE_EQ(big.HourOfRow(999), 999.0 / 60.0);
     std::set<QString> status;
     for (const TDemoRun& r : runs)

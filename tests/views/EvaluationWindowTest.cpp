@@ -35,10 +35,7 @@ const QString Empty = QStringLiteral("HTRB-2026-023");
 const TDemoRun& RunNamed(const QString& nr)
 {
     static const std::vector<TDemoRun> runs = DemoRuns();
-    for (const TDemoRun& r : runs)
-        if (r.Versuchsnr == nr)
-            return r;
-    throw std::runtime_error("no such demo run");
+    return FindDemoRun(runs, nr);
 }
 
 class EvaluationWindowTest : public ::testing::Test {

@@ -1,0 +1,58 @@
+#pragma once
+// What the database benchmarks share: the process's memory figures, and the plain
+// fetch loop that is the floor of every load of measurement rows.
+
+#include "dbaccess/FIBQuery.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <cstring>
+#include <vector>
+
+// A value of /proc/self/status in kB ("VmRSS:", "VmHWM:"); -1 when it cannot be read.
+inline long StatusKb(const char* key)
+{
+    QFile f(QStringLiteral("/proc/self/status"));
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray all = f.readAll();
+    const int at = all.indexOf(key);
+    if (at < 0)
+        return -1;
+    return all.mid(at + static_cast<int>(std::strlen(key))).trimmed().split(' ').front().toLong();
+}
+
+// Runs sql, whose first parameter takes the run's key, with a bare statement and
+// reads the twelve float columns of each row from the client's row buffers into
+// arrays: the server's work plus the client's decoding. Answers seconds; rows
+// receives the number of rows.
+inline double PlainFetch(TFIBDatabase* db, TFIBTransaction* tr, const QString& sql, int key, long long& rows)
+{
+    static const char* const names[12] = {"ZEIT_STD", "T",    "RF",   "U",    "I_01", "I_02",
+                                          "I_03",     "I_04", "I_05", "I_06", "I_07", "I_08"};
+    std::vector<std::vector<double>> values(12);
+    TFIBQuery q;
+    q.SetDatabase(db);
+    q.SetTransaction(tr);
+    if (!tr->InTransaction())
+        tr->StartTransaction();
+    q.SQL().SetText(sql);
+    q.Prepare();
+    q.Params()[0].SetAsInteger(key);
+    int cols[12];
+    for (int i = 0; i < 12; ++i)
+        cols[i] = q.Current().IndexOf(QString::fromLatin1(names[i]));
+    QElapsedTimer t;
+    t.start();
+    q.ExecQuery();
+    rows = 0;
+    while (!q.Eof()) {
+        TFIBXSQLDA& row = q.Current();
+        for (int i = 0; i < 12; ++i)
+            values[static_cast<std::size_t>(i)].push_back(row[cols[i]].AsDouble());
+        ++rows;
+        q.Next();
+    }
+    q.Close();
+    return t.nsecsElapsed() / 1e9;
+}
