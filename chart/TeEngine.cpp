@@ -1012,7 +1012,20 @@ void TCustomAxisPanel::AxesMargins()
 
 bool TCustomAxisPanel::IsAxisShown(const TChartAxis* axis) const
 {
-    return axis->Visible() && !axis->IsDepthAxis;
+    if (!axis->Visible() || axis->IsDepthAxis)
+        return false;
+    // With curves on the chart, an axis that none of them uses stays away, so that
+    // it neither draws nor takes the clicks meant for a custom axis on its side.
+    bool anyUsesAxes = false;
+    for (int i = 0; i < SeriesCount(); ++i) {
+        const TChartSeries* s = Series(i);
+        if (!s->Active() || !s->UseAxis())
+            continue;
+        if (s->AssociatedToAxis(axis))
+            return true;
+        anyUsesAxes = true;
+    }
+    return !anyUsesAxes;
 }
 
 void TCustomAxisPanel::DrawAxes()

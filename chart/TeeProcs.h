@@ -56,6 +56,9 @@ public:
     int View3DOptions = 0;
     // Set by a click handler to stop the zoom and pan that would follow.
     bool CancelMouse = false;
+    // Marks a panel that an editor holds; the panel itself draws and answers the
+    // mouse as before.
+    bool Locked = false;
     // Width and height of the drawing area as of the first draw.
     int DrawWidth() const { return fDrawWidth; }
     int DrawHeight() const { return fDrawHeight; }
