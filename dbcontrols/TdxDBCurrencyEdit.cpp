@@ -8,7 +8,32 @@
 TdxCurrencyEdit::TdxCurrencyEdit(QWidget* parent) : QLineEdit(parent)
 {
     setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    connect(this, &QLineEdit::textEdited, this, [this] { fTyped = true; });
+    connect(this, &QLineEdit::textEdited, this, [this] {
+        fTyped = true;
+        if (fChangeWhileTyping)
+            TypedChange();
+    });
+}
+
+void TdxCurrencyEdit::TypedChange()
+{
+    QString s = text().trimmed();
+    if (!FormatSettings.ThousandSeparator.isNull())
+        s.remove(FormatSettings.ThousandSeparator);
+    double v;
+    try {
+        v = StrToFloat(s);
+    } catch (const EConvertError&) {
+        return;   // half a number ("-", "1,"): wait for more
+    }
+    v = Limited(v);
+    if (!fNull && v == fValue)
+        return;
+    fNull = false;
+    fValue = v;
+    if (OnChange)
+        OnChange(this);
+    emit Changed();
 }
 
 void TdxCurrencyEdit::SetValue(double value)

@@ -35,6 +35,10 @@ public:
     bool Enabled() const { return isEnabled(); }
     void SetEnabled(bool value) { setEnabled(value); }
     QString Text() const { return text(); }
+    // Whether each typed number counts at once, without waiting for Enter or the
+    // focus leaving; the text stays as typed until then.
+    bool ChangeWhileTyping() const { return fChangeWhileTyping; }
+    void SetChangeWhileTyping(bool value) { fChangeWhileTyping = value; }
 
     // A value the user entered clamped to the limits.
     double Limited(double value) const;
@@ -65,6 +69,8 @@ protected:
 
 private:
     QString EditText() const;
+    void TypedChange();
+    bool fChangeWhileTyping = false;
     double fValue = 0;
     bool fNull = true;
     bool fNullable = true;
