@@ -10,6 +10,7 @@
 #include "views/OrvexApplication.h"
 #include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoRohdatenansicht.h"
+#include "views/uFoSetupAx.h"
 #include "views/uFoSetupcharts.h"
 
 #include <QTimer>
@@ -34,6 +35,9 @@ int main(int argc, char** argv)
     QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
     FOOrvexAuswertung = new TFOOrvexAuswertung;
     FoRohdatenansicht = new TFoRohdatenansicht;
+    // The axis dialog belongs to the main window: it goes with it, and closing the
+    // window also ends a dialog that is open.
+    FoSetupAx = new TFoSetupAx(FOOrvexAuswertung);
     FoSetupCharts = new TFoSetupCharts;
 
     // The data module comes last: a failed connection is reported, and the window
@@ -77,6 +81,7 @@ int main(int argc, char** argv)
 
     delete FoSetupCharts;
     delete FoRohdatenansicht;
+    delete FoSetupAx;
     delete FOOrvexAuswertung;
     DMorvex.reset();
     uDMorvex_Finalize();
