@@ -106,6 +106,7 @@ TFOOrvexAuswertung::TFOOrvexAuswertung(QWidget* parent) : QWidget(parent)
     BuildHeaderPanel();
     BuildCurvePanel();
     BuildCharts();
+    AchsenklicksVerbinden();
 
     connect(BitBtn1, &QPushButton::clicked, this, &TFOOrvexAuswertung::BitBtn1Click);
     connect(BtnRefresh, &QPushButton::clicked, this, &TFOOrvexAuswertung::BtnRefreshClick);

@@ -153,6 +153,17 @@ public:
     void charts_Zoom(TCustomChart* Sender);
     void charts_UndoZoom(TCustomChart* Sender);
 
+    // ---- Axis clicks and the chart double click
+    // A left click opens the axis dialog beside the axis; every button remembers it.
+    void ChartAxisClick(TCustomChart* Sender, TChartAxis* Axis, Qt::MouseButton Button, Qt::KeyboardModifiers Shift,
+                        int X, int Y);
+    // Carries range and position of the clicked bottom axis to both charts.
+    void XAchseUebernehmen();
+    void chartDblClick(TCustomChart* Sender);
+    // Runs the chart editor over a chart until it closes; empty while the program
+    // has no editor.
+    std::function<void(TCustomChart* Chart)> ChartEditorAusfuehren;
+
     // Binds the run selector and the header controls to the data module's sources;
     // called once the module exists.
     void DatenquellenZuordnen();
@@ -172,6 +183,7 @@ private:
     void BuildCurvePanel();
     void BuildCharts();
     TChart* MakeChart(const QString& name, const QString& title);
+    void AchsenklicksVerbinden();
     std::unique_ptr<TFastLineSeries> MakeSeries(TChart* chart, TChartAxis* axis, const QString& title, TColor color);
 };
 
