@@ -143,6 +143,10 @@ TFoSetupAx::TFoSetupAx(QWidget* parent) : QDialog(parent)
     EDPosO->OnChange = [this](QObject*) { EDPosOUChange(); };
     EDPosU->OnChange = [this](QObject*) { EDPosOUChange(); };
     connect(BitBtn2, &QPushButton::clicked, this, &TFoSetupAx::BitBtn2Click);
+    // The window it belongs to may close while the dialog is open (a request of the
+    // system): the dialog closes with it, so that nothing waits on it.
+    if (parent)
+        parent->installEventFilter(this);
 
     setTabOrder(EdTitle, EdForm);
     setTabOrder(EdForm, Checkauto);
@@ -319,4 +323,11 @@ void TFoSetupAx::changeTimerTimer()
 void TFoSetupAx::BitBtn2Click()
 {
     close();
+}
+
+bool TFoSetupAx::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == parent() && event->type() == QEvent::Hide && isVisible())
+        close();
+    return QDialog::eventFilter(watched, event);
 }

@@ -70,6 +70,9 @@ public:
     void changeTimerTimer();
     void BitBtn2Click();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     // Starts the half second anew.
     void Aenderung();

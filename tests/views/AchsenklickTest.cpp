@@ -215,6 +215,13 @@ TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRight
              [&] { FoSetupAx->close(); }});
     // Vertical scales are not tied to anything after the dialog.
     EXPECT_EQ(FoSetupAx->fNachher, nullptr);
+
+    // The window closed by the system while the dialog is open: the dialog goes
+    // too, and the settings are written.
+    Klicken(chart, pl, {[&] { Tippen(FoSetupAx->EdHigh, QStringLiteral("30")); }, [&] { w->close(); }});
+    EXPECT_FALSE(w->isVisible());
+    TMemIniFile file(IniFileName);
+    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));
 }
 
 TEST_F(AchsenklickTest, NearTheLowerScreenEdgeTheDialogMovesUpTo20PixelsAboveIt)
