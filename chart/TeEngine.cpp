@@ -31,12 +31,31 @@ void TChartValueList::SetCount(int value)
     if (fCount < 0)
         throw EChartAssertion(QStringLiteral("ValueList Count must be greater than zero."));
     fCount = value;
+    fOrderChecked = false;
+}
+
+bool TChartValueList::InAscendingOrder() const
+{
+    const TChartValue* v = Data();
+    const int count = std::min(fCount, Capacity());
+    if (fOrderChecked && fOrderData == v && fOrderCount == count)
+        return fAscending;
+    bool ascending = true;
+    for (int i = 1; i < count && ascending; ++i)
+        ascending = v[i] >= v[i - 1];   // a NaN breaks the order too
+    fAscending = ascending;
+    fOrderData = v;
+    fOrderCount = count;
+    fOrderChecked = true;
+    return ascending;
 }
 
 void TChartValueList::SetModified(bool value)
 {
     const bool tell = value && !fModified;
     fModified = value;
+    if (value)
+        fOrderChecked = false;
     if (tell && fOwner)
         fOwner->NotifyValue(veModify, -1);
 }
@@ -79,7 +98,7 @@ void TChartValueList::InsertChartValue(int index, TChartValue value)
     std::copy_backward(v + index, v + fCount, v + fCount + 1);
     v[index] = value;
     ++fCount;
-    fModified = true;
+    Changed();
 }
 
 int TChartValueList::AddChartValue(TChartValue value)
@@ -111,7 +130,7 @@ void TChartValueList::ClearValues()
 {
     fCount = 0;
     Value.reset();
-    fModified = true;
+    Changed();
 }
 
 void TChartValueList::Delete(int index)
@@ -121,7 +140,7 @@ void TChartValueList::Delete(int index)
     TChartValue* v = Value->data();
     std::copy(v + index + 1, v + fCount, v + index);
     --fCount;
-    fModified = true;
+    Changed();
 }
 
 void TChartValueList::Delete(int index, int quantity)
@@ -135,7 +154,7 @@ void TChartValueList::Delete(int index, int quantity)
     if (index + n < fCount)
         std::copy(v + index + n, v + fCount, v + index);
     fCount -= n;
-    fModified = true;
+    Changed();
 }
 
 int TChartValueList::Locate(TChartValue value, int first, int last) const
@@ -166,7 +185,7 @@ void TChartValueList::FillSequence()
 void TChartValueList::Exchange(int a, int b)
 {
     std::swap((*Value)[a], (*Value)[b]);
-    fModified = true;
+    Changed();
 }
 
 void TChartValueList::SetValue(int index, TChartValue value)
@@ -174,7 +193,7 @@ void TChartValueList::SetValue(int index, TChartValue value)
     if (!Value || index < 0 || index >= fCount)
         throw ChartException(QStringLiteral("ValueList %1: index %2 out of bounds (0 to %3).").arg(fName).arg(index).arg(fCount - 1));
     (*Value)[index] = value;
-    fModified = true;
+    Changed();
     if (fOwner)
         fOwner->NotifyValue(veModify, index);
 }
@@ -231,7 +250,7 @@ void TChartValueList::Sort()
         if (i < r)
             work.emplace_back(i, r);
     }
-    fModified = true;
+    Changed();
 }
 
 void TChartValueList::RecalcStats(int start)
@@ -827,10 +846,12 @@ void TChartSeries::CalcFirstLastVisibleIndex()
     const double low = axis->CalcPosPoint(p0);
     const double high = axis->CalcPosPoint(p1);
     const TChartValue* v = list->Data();
-    const bool ascending = list->Order() == loAscending;
+    // Rows that are in order are searched by halves: a zoom into a million rows
+    // costs nothing. Rows handed over out of order get the plain walk, whose
+    // answer is the one that counts; a search by halves would answer otherwise.
+    const bool ascending = list->Order() == loAscending && list->InAscendingOrder();
     int first = 0;
     if (v[0] <= low) {
-        // Ascending rows are searched by halves: a zoom into a million rows costs nothing.
         if (ascending)
             first = int(std::lower_bound(v, v + count, low) - v);
         else

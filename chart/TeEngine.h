@@ -84,6 +84,9 @@ public:
     void SetCount(int value);
     bool Modified() const { return fModified; }
     void SetModified(bool value);
+    // Whether the used entries really stand in ascending order. Worked out once
+    // per change: a bulk fill hands over arrays that nobody has checked.
+    bool InAscendingOrder() const;
 
     TChartValue MaxValue();
     TChartValue MinValue();
@@ -110,6 +113,12 @@ private:
     void Grow();
     void Unshare();
     int CompareRows(int a, int b) const;
+    // Every change of the values goes through here.
+    void Changed()
+    {
+        fModified = true;
+        fOrderChecked = false;
+    }
 
     TChartSeries* fOwner;
     QString fName;
@@ -119,6 +128,11 @@ private:
     TChartListOrder fOrder = loNone;
     bool fDateTime = false;
     TChartValue fMaxValue = 0, fMinValue = 0, fTotal = 0, fTotalABS = 0;
+    // The answer of InAscendingOrder and what it was given for.
+    mutable bool fOrderChecked = false;
+    mutable bool fAscending = false;
+    mutable const TChartValue* fOrderData = nullptr;
+    mutable int fOrderCount = 0;
 };
 
 using TChartValueLists = std::vector<TChartValueList*>;

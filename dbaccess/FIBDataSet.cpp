@@ -389,6 +389,7 @@ void TFIBCustomDataSet::BuildDescriptors()
     fNullOffset = FlagsOffset + 1;
     int offset = fNullOffset + n;
     fLongCount = 0;
+    fBlobCount = 0;
     for (int i = 0; i < n; ++i) {
         TFIBXSQLVAR& c = cols[i];
         TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(i)];
@@ -402,24 +403,20 @@ void TFIBCustomDataSet::BuildDescriptors()
         d.IsDBKey = d.FieldName.compare(QLatin1String("DB_KEY"), Qt::CaseInsensitive) == 0;
         d.Divisor = d.Scale < 0 ? std::pow(10.0, -d.Scale) : 1.0;
         d.Int64AsDouble = d.SqlType == SQL_INT64 && d.Scale < -4 && !(fPrepareOptions & psSQLINT64ToBCD);
-        if (db && db->NeedUnicodeHandling() && db->IsUnicodeCharset(d.CharsetId))
-            d.Coding = 1;
-        else if (d.CharsetId == 0 || d.CharsetId == 1)
-            d.Coding = 0;
-        else
-            d.Coding = 2;
+        // Text is read by the same rule as statement values read it.
+        d.Coding = d.IsDBKey ? 0 : ColumnTextCoding(db, d.CharsetId);
         d.IsMemo = d.SqlType == SQL_BLOB && c.SQLSubtype() == 1;
-        if (d.IsMemo && db && db->IsUnicodeConnect())
-            d.Coding = 1;
-        else if (d.IsMemo)
-            d.Coding = 2;
+        if (d.IsMemo)
+            d.Coding = BlobTextCoding(db, c.SQLScale());  // a text blob's scale is its character set
         d.IsBlob = d.SqlType == SQL_BLOB && !d.IsMemo;
         if (d.IsBlob)
             d.Coding = 0;  // bytes as latin-1 text map one to one
         const TFieldDef& def = FieldDefs()[i];
-        d.IsLongString = d.IsMemo || d.IsBlob
-                         || (IsTextType(d.SqlType) && !d.IsDBKey && def.DataType != ftGuid
-                             && (d.ServerLength > LongStringLimit || d.CharsetId == 1));
+        d.IsLongString = IsTextType(d.SqlType) && !d.IsDBKey && def.DataType != ftGuid
+                         && (d.ServerLength > LongStringLimit || d.CharsetId == 1);
+        // A blob keeps only its id in the record; its content is read when the field is.
+        if (d.SqlType == SQL_BLOB)
+            d.BlobIndex = fBlobCount++;
         if (d.IsLongString) {
             d.LongStringIndex = fLongCount++;
             d.Size = 0;
@@ -497,7 +494,7 @@ void TFIBCustomDataSet::InternalOpen()
     fOrderInfo.clear();
     if (fPrepareOptions & psGetOrderInfo)
         ReadOrderInfo();
-    fCache = std::make_unique<TRecordsCache>(fStoredSize, fCacheModelOptions.BufferChunks, fLongCount);
+    fCache = std::make_unique<TRecordsCache>(fStoredSize, fCacheModelOptions.BufferChunks, fLongCount, fBlobCount);
     fCalcCache.clear();
     ResetFilterIndex();
     // Fetched rows are unmodified: without that status they go into no map.
@@ -544,6 +541,7 @@ void TFIBCustomDataSet::InternalClose()
     fCache.reset();
     fCalcCache.clear();
     ResetFilterIndex();
+    ReleaseBlobSlots(&fFilterBuf);
     if (fEndScrollTimer)
         fEndScrollTimer->stop();
     fDescr.clear();
@@ -634,12 +632,6 @@ void TFIBCustomDataSet::CopyRow(int row)
             TStringCollection& store = fCache->Strings(d.LongStringIndex);
             if (isNull) {
                 store.Set(row, nullptr, 0);
-            } else if (d.IsBlob) {
-                const QByteArray bytes = cols[i].AsString().toLatin1();
-                store.Set(row, bytes.constData(), static_cast<int>(bytes.size()), false);
-            } else if (d.IsMemo) {
-                const QByteArray bytes = Encode(cols[i].AsString(), d.Coding);
-                store.Set(row, bytes.constData(), static_cast<int>(bytes.size()));
             } else if (d.SqlType == SQL_VARYING) {
                 const int len = std::min<int>(Load<quint16>(reinterpret_cast<const std::byte*>(v.sqldata)), d.ServerLength);
                 store.Set(row, v.sqldata + 2, len);
@@ -706,8 +698,10 @@ void TFIBCustomDataSet::KeepOrClose()
     if (!Active())
         return;
     if (((fOptions & poDontCloseAfterEndTransaction) || fCachedUpdates) && !IsDestroying()) {
-        // The rows stay readable without the statement.
+        // The rows stay readable without the statement, and without the transaction
+        // their blob ids belong to.
         FetchAll();
+        KeepBlobsInCache();
         if (fQSelect->Open())
             fQSelect->Close();
         fQueryOpen = false;

@@ -118,8 +118,9 @@ struct TFIBFieldDescr {
     int CharsetId = 0;
     int ServerLength = 0;   // sqllen of the column
     bool Int64AsDouble = false;  // an INT64 of scale below -4 kept as a float
-    bool IsMemo = false;    // a text blob, kept in the string store
-    bool IsBlob = false;    // a binary blob, its bytes kept in the string store
+    bool IsMemo = false;    // a text blob
+    bool IsBlob = false;    // a binary blob
+    int BlobIndex = -1;     // of a text or binary blob: its slot among the record's blob slots
     double Divisor = 1;     // 10^-scale for scaled integers
     std::uint8_t Coding = 2;  // 0 latin-1, 1 UTF-8, 2 windows-1252
     QString RelationName;
@@ -145,9 +146,19 @@ private:
     std::vector<char> fData;
 };
 
+// The content of one blob column as a record buffer holds it: read from the server
+// the first time the field is read on that row, or set by an edit.
+struct TFIBBlobStream {
+    int Row = -1;           // the cache row it was read for
+    ISC_QUAD BlobID{};      // the server's id it was read from
+    bool Loaded = false;
+    bool Modified = false;  // set by an edit; goes to the cache at the post
+    QByteArray Data;
+};
+
 class TRecordsCache {
 public:
-    TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount);
+    TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount, int blobCount = 0);
     TRecordsCache(const TRecordsCache&) = delete;
     TRecordsCache& operator=(const TRecordsCache&) = delete;
 
@@ -164,10 +175,19 @@ public:
     TStringCollection& Strings(int index) { return fStrings[static_cast<std::size_t>(index)]; }
     const TStringCollection& Strings(int index) const { return fStrings[static_cast<std::size_t>(index)]; }
 
+    // Blob contents the client holds for a row (an edit that was posted): they
+    // stand for the server's blob that the record's id names. Null when none.
+    const QByteArray* ClientBlob(int row, int index) const;
+    void SetClientBlob(int row, int index, const QByteArray& data);
+    void ClearClientBlob(int row, int index);
+
     // Old values of edited rows.
     void SaveOld(int row);
     const std::vector<std::byte>* OldRecord(int row) const;
     const std::vector<QByteArray>* OldStrings(int row) const;
+    // The client's blob of the row before its first edit; also null when the row has
+    // no old copy.
+    const QByteArray* OldClientBlob(int row, int index) const;
 
     // Visible order; empty while it is the slot order.
     std::vector<int> Map;
@@ -181,9 +201,12 @@ private:
     int fCount = 0;
     std::vector<std::unique_ptr<std::byte[]>> fBlocks;
     std::vector<TStringCollection> fStrings;
+    int fBlobCount;
+    std::unordered_map<std::int64_t, QByteArray> fClientBlobs;  // by row * blob count + index
     struct TOld {
         std::vector<std::byte> Data;
         std::vector<QByteArray> Strings;
+        std::unordered_map<int, QByteArray> Blobs;
     };
     std::unordered_map<int, TOld> fOld;
 };
@@ -339,6 +362,9 @@ protected:
         bool HasCopy = false;
         std::vector<std::byte> Data;
         std::vector<QByteArray> Long;
+        // One stream slot per blob column, filled when the field is read; released
+        // when the buffer moves to another row.
+        std::vector<std::unique_ptr<TFIBBlobStream>> Blobs;
     };
     static TBuf* Buf(TRecordBuffer b) { return reinterpret_cast<TBuf*>(b); }
 
@@ -393,6 +419,17 @@ private:
     const std::byte* ReadSource(TField* field, int& row, const std::vector<QByteArray>*& longs) const;
     TBuf* WriteTarget(TField* field) const;
     QString TextOf(const TFIBFieldDescr& d, const std::byte* rec, int row, const std::vector<QByteArray>* longs) const;
+    // The bytes of a blob column for what the field reads now; false for null.
+    bool BlobFieldData(TField* field, QByteArray& bytes);
+    // The bytes of a blob column of a cached row, without a buffer's slot.
+    QByteArray RowBlob(const TFIBFieldDescr& d, const std::byte* rec, int row) const;
+    QByteArray ServerBlob(const ISC_QUAD& id) const;
+    TFIBBlobStream& BlobSlot(TBuf* b, int index) const;
+    void SetBlobData(TBuf* b, const TFIBFieldDescr& d, int col, const QByteArray& bytes);
+    static void ReleaseBlobSlots(TBuf* b);
+    // Reads every blob of the fetched rows into the cache, for rows that stay after
+    // the transaction whose blob ids they hold.
+    void KeepBlobsInCache();
     static double FloatOf(const TFIBFieldDescr& d, const std::byte* rec);
     void OnSelectTransactionEnding();
     void OnSelectDisconnecting();
@@ -443,6 +480,7 @@ private:
     int fStoredSize = 0;
     int fNullOffset = 0;
     int fLongCount = 0;
+    int fBlobCount = 0;
     TUpdateRecordTypes fUpdateRecordTypes = rtModified | rtInserted | rtUnmodified;
     TCursor fSQLScreenCursor = crDefault;
     int fEndScrollDelay = 0;

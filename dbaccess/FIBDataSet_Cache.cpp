@@ -54,8 +54,8 @@ void TStringCollection::Clear()
 
 // ---------------------------------------------------------------- cache
 
-TRecordsCache::TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount)
-    : fRecordSize(storedRecordSize), fStrings(static_cast<std::size_t>(longStringCount))
+TRecordsCache::TRecordsCache(int storedRecordSize, int bufferChunks, int longStringCount, int blobCount)
+    : fRecordSize(storedRecordSize), fStrings(static_cast<std::size_t>(longStringCount)), fBlobCount(blobCount)
 {
     if (storedRecordSize <= 0)
         throw EMemManagerError(QStringLiteral("Incompatible Sizes"));
@@ -109,6 +109,24 @@ const std::byte* TRecordsCache::ReadRecord(int row) const
     return Record(row);
 }
 
+const QByteArray* TRecordsCache::ClientBlob(int row, int index) const
+{
+    if (fClientBlobs.empty())
+        return nullptr;
+    const auto it = fClientBlobs.find(static_cast<std::int64_t>(row) * fBlobCount + index);
+    return it == fClientBlobs.end() ? nullptr : &it->second;
+}
+
+void TRecordsCache::SetClientBlob(int row, int index, const QByteArray& data)
+{
+    fClientBlobs[static_cast<std::int64_t>(row) * fBlobCount + index] = data;
+}
+
+void TRecordsCache::ClearClientBlob(int row, int index)
+{
+    fClientBlobs.erase(static_cast<std::int64_t>(row) * fBlobCount + index);
+}
+
 void TRecordsCache::SaveOld(int row)
 {
     if (row < 0 || row >= fCount)
@@ -120,6 +138,18 @@ void TRecordsCache::SaveOld(int row)
     old.Data.assign(rec, rec + fRecordSize);
     for (const TStringCollection& s : fStrings)
         old.Strings.push_back(s.Get(row));
+    for (int i = 0; i < fBlobCount; ++i)
+        if (const QByteArray* blob = ClientBlob(row, i))
+            old.Blobs[i] = *blob;
+}
+
+const QByteArray* TRecordsCache::OldClientBlob(int row, int index) const
+{
+    const auto it = fOld.find(row);
+    if (it == fOld.end())
+        return nullptr;
+    const auto blob = it->second.Blobs.find(index);
+    return blob == it->second.Blobs.end() ? nullptr : &blob->second;
 }
 
 const std::vector<std::byte>* TRecordsCache::OldRecord(int row) const
@@ -139,5 +169,7 @@ std::size_t TRecordsCache::MemoryUsed() const
     std::size_t n = fBlocks.size() * static_cast<std::size_t>(fBlockSize) + Map.capacity() * sizeof(int);
     for (const TStringCollection& s : fStrings)
         n += s.Bytes() + static_cast<std::size_t>(fCount) * 8;
+    for (const auto& [key, blob] : fClientBlobs)
+        n += static_cast<std::size_t>(blob.size());
     return n;
 }

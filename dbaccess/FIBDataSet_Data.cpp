@@ -47,6 +47,102 @@ const std::byte* TFIBCustomDataSet::ReadSource(TField* field, int& row, const st
     return fCache->Record(b->Row);
 }
 
+// ---- blobs ----
+
+TFIBBlobStream& TFIBCustomDataSet::BlobSlot(TBuf* b, int index) const
+{
+    if (b->Blobs.size() < static_cast<std::size_t>(fBlobCount))
+        b->Blobs.resize(static_cast<std::size_t>(fBlobCount));
+    auto& slot = b->Blobs[static_cast<std::size_t>(index)];
+    if (!slot)
+        slot = std::make_unique<TFIBBlobStream>();
+    return *slot;
+}
+
+void TFIBCustomDataSet::ReleaseBlobSlots(TBuf* b)
+{
+    for (auto& slot : b->Blobs)
+        slot.reset();
+}
+
+QByteArray TFIBCustomDataSet::ServerBlob(const ISC_QUAD& id) const
+{
+    TFIBTransaction* tr = Transaction();
+    if (tr && !tr->Active() && (fOptions & poStartTransaction))
+        tr->StartTransaction();
+    if (!Database() || !tr)
+        RaiseClientError(fibceDatabaseNotAssigned, {Name()});
+    return ReadBlobBytes(Database(), tr, id);
+}
+
+QByteArray TFIBCustomDataSet::RowBlob(const TFIBFieldDescr& d, const std::byte* rec, int row) const
+{
+    if (row >= 0)
+        if (const QByteArray* client = fCache->ClientBlob(row, d.BlobIndex))
+            return *client;
+    return ServerBlob(Load<ISC_QUAD>(rec + d.Offset));
+}
+
+bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
+{
+    int row;
+    const std::vector<QByteArray>* longs;
+    const std::byte* rec = ReadSource(field, row, longs);
+    const int col = field->FieldNo() - 1;
+    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+        return false;
+    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const ISC_QUAD id = Load<ISC_QUAD>(rec + d.Offset);
+    if (State() == dsOldValue && row >= 0 && fCache->OldRecord(row)) {
+        // The row before its first edit: the client's value then, or the server's.
+        const QByteArray* old = fCache->OldClientBlob(row, d.BlobIndex);
+        bytes = old ? *old : ServerBlob(id);
+        return true;
+    }
+    TBuf* b = Buf(ActiveBuffer());
+    if (State() == dsOldValue || State() == dsCurValue || !b) {
+        bytes = RowBlob(d, rec, row);
+        return true;
+    }
+    // An edit's own value; then what the client holds for the row; then the
+    // server's blob, read once into the buffer's slot for this row.
+    TFIBBlobStream& slot = BlobSlot(b, d.BlobIndex);
+    if (b->HasCopy && slot.Modified) {
+        bytes = slot.Data;
+        return true;
+    }
+    const int ownRow = row >= 0 ? row : b->Row;
+    if (ownRow >= 0)
+        if (const QByteArray* client = fCache->ClientBlob(ownRow, d.BlobIndex)) {
+            bytes = *client;
+            return true;
+        }
+    if (!slot.Loaded || slot.Row != ownRow || std::memcmp(&slot.BlobID, &id, sizeof id) != 0) {
+        slot.Data = ServerBlob(id);
+        slot.Row = ownRow;
+        slot.BlobID = id;
+        slot.Loaded = true;
+    }
+    bytes = slot.Data;
+    return true;
+}
+
+void TFIBCustomDataSet::KeepBlobsInCache()
+{
+    if (!fCache || fBlobCount == 0 || !Transaction() || !Transaction()->Active())
+        return;
+    for (int row = 0; row < fCache->Count(); ++row) {
+        const std::byte* rec = fCache->Record(row);
+        for (std::size_t i = 0; i < fDescr.size(); ++i) {
+            const TFIBFieldDescr& d = fDescr[i];
+            if (d.BlobIndex < 0 || rec[static_cast<std::size_t>(fNullOffset) + i] != std::byte(0)
+                || fCache->ClientBlob(row, d.BlobIndex))
+                continue;
+            fCache->SetClientBlob(row, d.BlobIndex, ServerBlob(Load<ISC_QUAD>(rec + d.Offset)));
+        }
+    }
+}
+
 double TFIBCustomDataSet::FloatOf(const TFIBFieldDescr& d, const std::byte* p)
 {
     switch (d.SqlType) {
@@ -58,7 +154,7 @@ double TFIBCustomDataSet::FloatOf(const TFIBFieldDescr& d, const std::byte* p)
     case SQL_INT64: return d.Int64AsDouble ? Load<double>(p) : static_cast<double>(Load<qint64>(p)) / d.Divisor;
     case SQL_TYPE_DATE: return Load<qint32>(p) - DateDelta;
     case SQL_TYPE_TIME: return Load<qint32>(p) / MsPerDay;
-    case SQL_TIMESTAMP: return Load<double>(p) / MsPerDay - DateDelta;
+    case SQL_TIMESTAMP: return StoredToDateTime(Load<double>(p));
     case SQL_BOOLEAN: return Load<std::uint8_t>(p) ? 1.0 : 0.0;
     default: return 0.0;
     }
@@ -73,6 +169,12 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
     if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    if (d.BlobIndex >= 0) {
+        QString text;
+        if (value && GetFieldData(field, &text))
+            *value = text.toDouble();
+        return true;
+    }
     if (value) {
         if (IsTextType(d.SqlType) || d.IsLongString)
             *value = TextOf(d, rec, row, longs).toDouble();
@@ -93,6 +195,12 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, qint64* value)
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (!value)
         return true;
+    if (d.BlobIndex >= 0) {
+        QString text;
+        if (GetFieldData(field, &text))
+            *value = text.toLongLong();
+        return true;
+    }
     const std::byte* p = rec + d.Offset;
     if (d.Scale == 0 || d.SqlType == SQL_BOOLEAN) {
         switch (d.SqlType) {
@@ -138,9 +246,19 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
     const int col = field->FieldNo() - 1;
     if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
         return false;
+    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    if (d.BlobIndex >= 0) {
+        // A null test asks for no value: the blob is not read for it.
+        QByteArray bytes;
+        if (!value)
+            return true;
+        if (!BlobFieldData(field, bytes))
+            return false;
+        *value = DecodeBlobText(bytes, d.Coding);
+        return true;
+    }
     if (!value)
         return true;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (IsTextType(d.SqlType) || d.IsLongString) {
         *value = TextOf(d, rec, row, longs);
     } else {
@@ -159,6 +277,8 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QByteArray* value)
     if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    if (d.BlobIndex >= 0)
+        return !value || BlobFieldData(field, *value);
     if (!value)
         return true;
     if (d.IsLongString) {
@@ -210,13 +330,15 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const double* value)
         else
             Store<qint64>(p, std::llround(v * d.Divisor));
         break;
-    case SQL_TYPE_DATE: Store<qint32>(p, static_cast<qint32>(std::floor(v + DateDelta))); break;
+    // The whole part is the day and the fraction's size the time, before the day
+    // zero as after it.
+    case SQL_TYPE_DATE: Store<qint32>(p, static_cast<qint32>(std::trunc(v) + DateDelta)); break;
     case SQL_TYPE_TIME: {
-        const double frac = v - std::floor(v);
-        Store<qint32>(p, static_cast<qint32>(std::llround(frac * MsPerDay)));
+        const double frac = std::fabs(v - std::trunc(v));
+        Store<qint32>(p, static_cast<qint32>(std::min<qint64>(std::llround(frac * MsPerDay), qint64(MsPerDay) - 1)));
         break;
     }
-    case SQL_TIMESTAMP: Store<double>(p, std::round((v + DateDelta) * MsPerDay)); break;
+    case SQL_TIMESTAMP: Store<double>(p, DateTimeToStored(v)); break;
     case SQL_BOOLEAN: Store<std::uint8_t>(p, v != 0 ? 1 : 0); break;
     default: break;
     }
@@ -260,7 +382,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
         b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(1);
         return;
     }
-    if (!IsTextType(d.SqlType) && !d.IsLongString) {
+    if (!IsTextType(d.SqlType) && !d.IsLongString && d.BlobIndex < 0) {
         bool ok = false;
         const double v = value->toDouble(&ok);
         if (!ok)
@@ -269,12 +391,15 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
         return;
     }
     QByteArray bytes = Encode(*value, d.Coding);
-    if (!d.IsMemo && !d.IsBlob && bytes.size() > d.ServerLength)
+    if (d.BlobIndex >= 0) {
+        SetBlobData(b, d, col, bytes);
+        return;
+    }
+    if (bytes.size() > d.ServerLength)
         bytes.truncate(d.ServerLength);
     b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
     if (d.IsLongString) {
-        if (!d.IsBlob)
-            bytes.truncate(TrimmedLength(bytes.constData(), static_cast<int>(bytes.size())));
+        bytes.truncate(TrimmedLength(bytes.constData(), static_cast<int>(bytes.size())));
         b->Long[static_cast<std::size_t>(d.LongStringIndex)] = bytes;
         return;
     }
@@ -298,12 +423,19 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
         return;
     }
     if (d.IsBlob) {
-        b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
-        b->Long[static_cast<std::size_t>(d.LongStringIndex)] = *value;
+        SetBlobData(b, d, col, *value);
         return;
     }
     const QString text = Decode(value->constData(), static_cast<int>(value->size()), d.Coding);
     SetFieldData(field, &text);
+}
+
+void TFIBCustomDataSet::SetBlobData(TBuf* b, const TFIBFieldDescr& d, int col, const QByteArray& bytes)
+{
+    b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
+    TFIBBlobStream& slot = BlobSlot(b, d.BlobIndex);
+    slot.Data = bytes;
+    slot.Modified = true;
 }
 
 // ---- editing on the cache ----
@@ -326,6 +458,7 @@ void TFIBCustomDataSet::InternalInitRecord(TRecordBuffer buffer)
     for (std::size_t i = 0; i < fDescr.size(); ++i)
         b->Data[static_cast<std::size_t>(fNullOffset) + i] = std::byte(1);
     b->Long.assign(static_cast<std::size_t>(fLongCount), QByteArray());
+    ReleaseBlobSlots(b);
 }
 
 void TFIBCustomDataSet::InternalEdit()
@@ -336,6 +469,9 @@ void TFIBCustomDataSet::InternalEdit()
     b->Long.resize(static_cast<std::size_t>(fLongCount));
     for (int i = 0; i < fLongCount; ++i)
         b->Long[static_cast<std::size_t>(i)] = fCache->Strings(i).Get(b->Row);
+    for (auto& slot : b->Blobs)
+        if (slot)
+            slot->Modified = false;
     b->HasCopy = true;
 }
 
@@ -378,11 +514,26 @@ void TFIBCustomDataSet::InternalPost()
                                                                                               : cusModified;
     std::memcpy(rec + 4, b->Data.data() + 4, static_cast<std::size_t>(fStoredSize - 4));
     Store<std::uint8_t>(rec + FlagsOffset, status);
-    for (const TFIBFieldDescr& d : fDescr) {
+    for (std::size_t i = 0; i < fDescr.size(); ++i) {
+        const TFIBFieldDescr& d = fDescr[i];
+        if (d.BlobIndex >= 0) {
+            // An edited blob goes to the cache as the client's value of the row; the
+            // buffer keeps it as the row's read content.
+            TFIBBlobStream& slot = BlobSlot(b, d.BlobIndex);
+            if (!slot.Modified)
+                continue;
+            if (b->Data[static_cast<std::size_t>(fNullOffset) + i] != std::byte(0))
+                fCache->ClearClientBlob(row, d.BlobIndex);
+            else
+                fCache->SetClientBlob(row, d.BlobIndex, slot.Data);
+            slot.Modified = false;
+            slot.Loaded = false;
+            continue;
+        }
         if (!d.IsLongString)
             continue;
         const QByteArray& s = b->Long[static_cast<std::size_t>(d.LongStringIndex)];
-        fCache->Strings(d.LongStringIndex).Set(row, s.constData(), static_cast<int>(s.size()), !d.IsBlob);
+        fCache->Strings(d.LongStringIndex).Set(row, s.constData(), static_cast<int>(s.size()));
     }
     b->HasCopy = false;
     fCalcCache.erase(row);
@@ -423,8 +574,12 @@ void TFIBCustomDataSet::InternalPost()
 void TFIBCustomDataSet::InternalCancel()
 {
     TBuf* b = Buf(ActiveBuffer());
-    if (b)
-        b->HasCopy = false;
+    if (!b)
+        return;
+    b->HasCopy = false;
+    for (auto& slot : b->Blobs)
+        if (slot && slot->Modified)
+            slot.reset();
 }
 
 void TFIBCustomDataSet::InternalDelete()

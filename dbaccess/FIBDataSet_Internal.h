@@ -6,6 +6,7 @@
 
 #include <QStringDecoder>
 #include <QStringEncoder>
+#include <cmath>
 #include <cstring>
 
 namespace fibds {
@@ -33,6 +34,26 @@ inline QByteArray Encode(const QString& text, std::uint8_t coding)
         return text.toLatin1();
     QStringEncoder encoder("windows-1252");
     return encoder.encode(text);
+}
+
+// A stored time stamp (milliseconds since the first day of the calendar) as a
+// date-time, and back: the rule of DateTimeFromDayAndMs, as statement values have it.
+inline double StoredToDateTime(double stored)
+{
+    const double day = std::floor(stored / MsPerDay);
+    return DateTimeFromDayAndMs(static_cast<qint64>(day) - static_cast<qint64>(DateDelta),
+                                static_cast<qint64>(stored - day * MsPerDay));
+}
+
+inline double DateTimeToStored(double value)
+{
+    double day = std::trunc(value);
+    double ms = std::round(std::fabs(value - day) * MsPerDay);
+    if (ms >= MsPerDay) {
+        ms -= MsPerDay;
+        day += 1;
+    }
+    return (day + DateDelta) * MsPerDay + ms;
 }
 
 inline int TrimmedLength(const char* p, int length)

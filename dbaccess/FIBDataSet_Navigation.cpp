@@ -52,7 +52,11 @@ bool TFIBCustomDataSet::RowVisible(int row) const { return PositionOfRow(row) >=
 void TFIBCustomDataSet::FillBuf(TBuf* b, int pos) const
 {
     b->Pos = pos;
-    b->Row = RowAt(pos);
+    const int row = RowAt(pos);
+    // A blob read for another row is of no use here; one of the same row stays.
+    if (row != b->Row && !b->Blobs.empty())
+        ReleaseBlobSlots(b);
+    b->Row = row;
     b->HasCopy = false;
 }
 
@@ -264,8 +268,16 @@ int TFIBCustomDataSet::CompareRows(const std::vector<int>& cols, const std::vect
             r = na == nb ? 0 : (na ? -1 : 1);
         } else if (IsTextType(d.SqlType) || d.IsLongString) {
             r = QString::compare(TextOf(d, ra, a, nullptr), TextOf(d, rb, b, nullptr), Qt::CaseSensitive);
+        } else if (d.BlobIndex >= 0) {
+            r = QString::compare(DecodeBlobText(RowBlob(d, ra, a), d.Coding), DecodeBlobText(RowBlob(d, rb, b), d.Coding),
+                                 Qt::CaseSensitive);
         } else if (d.SqlType == SQL_INT64 && !d.Int64AsDouble) {
             const qint64 x = Load<qint64>(ra + d.Offset), y = Load<qint64>(rb + d.Offset);
+            r = x < y ? -1 : (x > y ? 1 : 0);
+        } else if (d.SqlType == SQL_TIMESTAMP) {
+            // The stored milliseconds run with time; a date-time before the day zero
+            // does not (18:00 of a day there is less than 06:00 of it).
+            const double x = Load<double>(ra + d.Offset), y = Load<double>(rb + d.Offset);
             r = x < y ? -1 : (x > y ? 1 : 0);
         } else {
             const double x = FloatOf(d, ra + d.Offset), y = FloatOf(d, rb + d.Offset);
@@ -326,6 +338,78 @@ void TFIBCustomDataSet::DoSort(const QStringList& fields, const std::vector<bool
     DataEvent(deDataSetChange);
 }
 
+namespace {
+bool IsDateTimeField(TFieldType type) { return type == ftDate || type == ftTime || type == ftDateTime; }
+
+// A key as a date-time value: date and time variants, text in the process's
+// formats or in ISO form, or a number. False when it is none of these.
+bool KeyAsDateTime(const QVariant& key, TDateTime& value)
+{
+    switch (key.typeId()) {
+    case QMetaType::QDateTime: {
+        const QDateTime dt = key.toDateTime();
+        value = QDateTimeToDateTime(dt);
+        return dt.isValid();
+    }
+    case QMetaType::QDate: {
+        const QDate d = key.toDate();
+        value = QDateTimeToDateTime(QDateTime(d, QTime(0, 0)));
+        return d.isValid();
+    }
+    case QMetaType::QTime: {
+        const QTime t = key.toTime();
+        value = t.msecsSinceStartOfDay() / MSecsPerDay;
+        return t.isValid();
+    }
+    case QMetaType::QString: {
+        const QString text = key.toString().trimmed();
+        const QString date = FormatSettings.ShortDateFormat;
+        for (const QString& format : {date + u' ' + FormatSettings.ShortTimeFormat, date + QStringLiteral(" HH:mm"),
+                                      date + QStringLiteral(" HH:mm:ss.zzz")}) {
+            const QDateTime dt = QDateTime::fromString(text, format);
+            if (dt.isValid()) {
+                value = QDateTimeToDateTime(dt);
+                return true;
+            }
+        }
+        for (const QString& format : {date, QStringLiteral("yyyy-MM-dd")}) {
+            const QDate d = QDate::fromString(text, format);
+            if (d.isValid()) {
+                value = QDateTimeToDateTime(QDateTime(d, QTime(0, 0)));
+                return true;
+            }
+        }
+        const QDateTime iso = QDateTime::fromString(text, Qt::ISODateWithMs);
+        if (iso.isValid()) {
+            value = QDateTimeToDateTime(iso);
+            return true;
+        }
+        bool ok = false;
+        value = text.toDouble(&ok);
+        return ok;
+    }
+    default: {
+        bool ok = false;
+        value = key.toDouble(&ok);
+        return ok;
+    }
+    }
+}
+
+// A date field matches on the day, a time field on the time of day, a date-time
+// field on both, to the millisecond that the cache keeps.
+bool SameDateTime(TFieldType type, TDateTime a, TDateTime b)
+{
+    const bool sameDay = std::trunc(a) == std::trunc(b);
+    const bool sameTime = TimeOfDayMs(a) == TimeOfDayMs(b);
+    switch (type) {
+    case ftDate: return sameDay;
+    case ftTime: return sameTime;
+    default: return sameDay && sameTime;
+    }
+}
+}  // namespace
+
 bool TFIBCustomDataSet::MatchAt(int pos, const std::vector<TField*>& fields, const QVariantList& values,
                                 TLocateOptions options)
 {
@@ -342,8 +426,16 @@ bool TFIBCustomDataSet::MatchAt(int pos, const std::vector<TField*>& fields, con
             const QString b = key.toString().trimmed();
             const Qt::CaseSensitivity cs = options & loCaseInsensitive ? Qt::CaseInsensitive : Qt::CaseSensitive;
             match = options & loPartialKey ? a.startsWith(b, cs) : a.compare(b, cs) == 0;
+        } else if (IsDateTimeField(f->DataType())) {
+            TDateTime wanted = 0;
+            match = KeyAsDateTime(key, wanted) && SameDateTime(f->DataType(), f->AsDateTime(), wanted);
         } else {
-            match = f->AsFloat() == key.toDouble();
+            const int type = key.typeId();
+            TDateTime wanted = 0;
+            if (type == QMetaType::QDateTime || type == QMetaType::QDate || type == QMetaType::QTime)
+                match = KeyAsDateTime(key, wanted) && f->AsFloat() == wanted;
+            else
+                match = f->AsFloat() == key.toDouble();
         }
         if (!match)
             return false;

@@ -369,8 +369,9 @@ int TConnectParams::IndexOf(const QString& shortName) const
     for (int i = 0; i < params.Count(); ++i) {
         const QString line = params.Strings(i);
         const qsizetype eq = line.indexOf(u'=');
-        const QString name = eq < 0 ? line : line.left(eq);
-        if (name == shortName || name == longName)
+        // The parameter buffer reads names trimmed and in any case: so does this.
+        const QString name = (eq < 0 ? line : line.left(eq)).trimmed();
+        if (name.compare(shortName, Qt::CaseInsensitive) == 0 || name.compare(longName, Qt::CaseInsensitive) == 0)
             return i;
     }
     return -1;
@@ -576,6 +577,7 @@ void TFIBDatabase::SetTimeout(int ms)
     if (!fIdleTimer) {
         fIdleTimer = std::make_unique<TFIBCustomTimer>();
         fIdleTimer->OnTimer = [this] { IdleTimerTick(); };
+        fLastActivity = FIBTickCount();
     }
     fIdleTimer->SetInterval(ms);
     if (!IsDesigning())
@@ -697,8 +699,12 @@ ISC_STATUS TFIBDatabase::Call(ISC_STATUS errorCode, bool raiseError)
 
 void TFIBDatabase::RestartIdleTimer()
 {
+    // Idle time matters only while there is a timer to measure it: every fetch
+    // comes through here, and a connection without one pays nothing for it.
+    if (!fIdleTimer)
+        return;
     fLastActivity = FIBTickCount();
-    if (fIdleTimer && !IsDesigning())
+    if (!IsDesigning())
         fIdleTimer->Restart();
 }
 
@@ -758,8 +764,10 @@ void TFIBDatabase::InternalOpen(bool raiseExcept)
         const std::pair<QString, QString> answers[] = {
             {QStringLiteral("user_name"), user}, {QStringLiteral("password"), password},
             {QStringLiteral("sql_role_name"), role}};
+        // The answer takes the place of the line the dialog was shown, whichever
+        // spelling it has: a second user line would go to the server as well.
         for (const auto& [name, value] : answers) {
-            const int i = fDBParams.IndexOfName(name);
+            const int i = fConnectParams.IndexOf(name);
             if (i >= 0)
                 fDBParams.SetStrings(i, name + u'=' + value);
             else

@@ -105,9 +105,11 @@ public:
     QString CharSet() const { return Param(QStringLiteral("lc_ctype")); }
     void SetCharSet(const QString& v) { SetParam(QStringLiteral("lc_ctype"), v.toUpper()); }
     bool IsFirebird = true;
+    // Line of DBParams that holds the parameter, by its short or its "isc_dpb_"
+    // name in any case; -1 when none does.
+    int IndexOf(const QString& shortName) const;
 
 private:
-    int IndexOf(const QString& shortName) const;
     QString Param(const QString& shortName) const;
     void SetParam(const QString& shortName, const QString& value);
     TFIBDatabase* fOwner;
@@ -394,6 +396,8 @@ private:
 
     void TimerTick();
     void EndNotify(bool ending, TTransactionAction action, bool force);
+    // Fires one event of every linked statement; handlers may free statements.
+    void FireLinks(std::function<void()> TFIBBase::*event, bool reverse);
     QString LogParams() const;
     void Log(const QString& operation);
     int AddFIBBase(TFIBBase* base);

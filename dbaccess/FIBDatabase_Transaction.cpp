@@ -38,9 +38,7 @@ TFIBTransaction::~TFIBTransaction()
     }
     fTimer.reset();
     fOnDestroyEvents.Call(true, this);
-    for (auto it = fFIBBases.rbegin(); it != fFIBBases.rend(); ++it)
-        if (*it)
-            TFIBBase::Fire((*it)->OnTransactionFree);
+    FireLinks(&TFIBBase::OnTransactionFree, true);
     for (TFIBBase* base : std::vector<TFIBBase*>(fFIBBases))
         if (base)
             base->SetTransaction(nullptr);
@@ -254,9 +252,7 @@ void TFIBTransaction::StartTransaction()
                       tpb->isEmpty() ? nullptr : tpb->constData()};
     }
 
-    for (TFIBBase* base : std::vector<TFIBBase*>(fFIBBases))
-        if (base)
-            TFIBBase::Fire(base->OnTransactionStarting);
+    FireLinks(&TFIBBase::OnTransactionStarting, false);
 
     if (!Active()) {
         fBeforeStartEvents.Call(true, this);
@@ -274,9 +270,7 @@ void TFIBTransaction::StartTransaction()
         fAfterStartEvents.Call(true, this);
     }
 
-    for (TFIBBase* base : std::vector<TFIBBase*>(fFIBBases))
-        if (base)
-            TFIBBase::Fire(base->OnTransactionStarted);
+    FireLinks(&TFIBBase::OnTransactionStarted, false);
 
     fState = tsActive;
     if (defaultDb->SQLLogger)
@@ -285,11 +279,24 @@ void TFIBTransaction::StartTransaction()
         fTimer->SetEnabled(true);
 }
 
+void TFIBTransaction::FireLinks(std::function<void()> TFIBBase::*event, bool reverse)
+{
+    // A handler may free statements, its own included; freeing one moves the last
+    // link into its slot. The walk goes over the links as they were at the start
+    // and fires each only while it is still linked, so that none is heard twice
+    // and none after it is gone.
+    const std::vector<TFIBBase*> links = fFIBBases;
+    const std::size_t n = links.size();
+    for (std::size_t k = 0; k < n; ++k) {
+        TFIBBase* base = links[reverse ? n - 1 - k : k];
+        if (base && std::find(fFIBBases.begin(), fFIBBases.end(), base) != fFIBBases.end())
+            TFIBBase::Fire(base->*event);
+    }
+}
+
 void TFIBTransaction::EndNotify(bool ending, TTransactionAction action, bool force)
 {
-    for (auto it = fFIBBases.rbegin(); it != fFIBBases.rend(); ++it)
-        if (*it)
-            TFIBBase::Fire(ending ? (*it)->OnTransactionEnding : (*it)->OnTransactionEnded);
+    FireLinks(ending ? &TFIBBase::OnTransactionEnding : &TFIBBase::OnTransactionEnded, true);
     if (ending) {
         fBeforeEndEvents.Call(true, this, action, force);
     } else {

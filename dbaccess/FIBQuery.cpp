@@ -867,6 +867,8 @@ void TFIBQuery::ExecQuery()
     if (fBlobsToWrite) {
         WriteBlobParams();
     }
+    if (!fHandle && fSQLType != SQLCommit && fSQLType != SQLRollback)
+        RaiseClientError(fibceInvalidStatementHandle, {Name()}, this);
     CopyParamsToServer();
     XSQLDA* in = fServerParams->Count() > 0 ? fServerParams->AsXSQLDA() : nullptr;
     IIBClientLibrary* lib = Client();
@@ -946,10 +948,18 @@ TFIBXSQLDA* TFIBQuery::Next()
         if (stop && !IsDesigning())
             return nullptr;
     }
+    if (!fHandle)
+        RaiseClientError(fibceInvalidStatementHandle, {Name()}, this);
     IIBClientLibrary* lib = Database()->ClientLibrary();
-    const ISC_STATUS rc =
-        lib->isc_dsql_fetch(StatusVector(), &fHandle, static_cast<unsigned short>(Dialect()), fCurrent->AsXSQLDA());
-    RestoreFPUControlWord();
+    TFIBTransaction* tr = Transaction();
+    if (!tr)
+        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    // A fetch is activity like any other call: it keeps the transaction from its
+    // time-out and the connection from its idle close. The codes 100 and the
+    // cursor error are answers here, not failures, so the check does not raise.
+    const ISC_STATUS rc = tr->Call(
+        lib->isc_dsql_fetch(StatusVector(), &fHandle, static_cast<unsigned short>(Dialect()), fCurrent->AsXSQLDA()),
+        false);
     TFIBXSQLDA* answer = nullptr;
     if (rc == 0) {
         ++fRecordCount;
@@ -961,7 +971,7 @@ TFIBXSQLDA* TFIBQuery::Next()
     } else if (CheckStatusVector({isc_dsql_cursor_err})) {
         fEOF = true;
     } else {
-        Transaction()->Call(rc, true);
+        tr->Call(rc, true);
     }
     if (Database()->SQLLogger) {
         QStringList lines;
@@ -1055,7 +1065,7 @@ void TFIBQuery::RowCounts(int& selects, int& inserts, int& updates, int& deletes
 {
     selects = inserts = updates = deletes = 0;
     if (!fHandle)
-        return;
+        RaiseClientError(fibceInvalidStatementHandle, {Name()}, this);
     IIBClientLibrary* lib = Client();
     const char item[] = {isc_info_sql_records};
     QByteArray buffer(256, 0);
@@ -1121,6 +1131,9 @@ int TFIBQuery::RowsAffected()
 
 int TFIBQuery::StatementChangedRows()
 {
+    // A statement run without a handle (directly executed text) has no counts to give.
+    if (!fHandle)
+        return 0;
     int s, i, u, d;
     RowCounts(s, i, u, d);
     return i + u + d;

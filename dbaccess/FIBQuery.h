@@ -56,6 +56,15 @@ using TpFIBQueryOptions = std::uint8_t;
 // over the bytes and the one string it returns. The record cache reads with it too.
 QString DecodeWin1252(const char* bytes, int length);
 
+// How the bytes of a text column and of a text blob are coded on a connection:
+// 0 Latin-1 (binary content, one character per byte), 1 UTF-8, 2 Windows-1252.
+// Statement values and the record cache follow the same rule.
+std::uint8_t ColumnTextCoding(const TFIBDatabase* db, int charsetId);
+std::uint8_t BlobTextCoding(const TFIBDatabase* db, int charsetId);
+QString DecodeBlobText(const QByteArray& bytes, std::uint8_t coding);
+// The whole content of a blob, read by its id in a running transaction.
+QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& id);
+
 class TFIBXSQLVAR {
 public:
     TFIBXSQLVAR(TFIBXSQLDA* parent, int index);
@@ -198,7 +207,7 @@ private:
     bool fHasWideValue = false;
     // Index in the list the server gets, -1 when this variable is not sent.
     int fServerIndex = -1;
-    // How text bytes are coded: 0 Latin-1, 1 UTF-8, 2 Windows-1252.
+    // How text bytes are coded (ColumnTextCoding).
     std::uint8_t fTextCoding = 2;
 };
 
@@ -358,6 +367,7 @@ public:
     int FieldCount() const { return fCurrent->Count(); }
     int ParamCount() const { return fParams->Count(); }
 
+    // Both raise "Invalid statement handle." for a statement without a handle.
     int RowsAffected();
     // Selected, inserted, updated, deleted rows of the last execution.
     void RowCounts(int& selects, int& inserts, int& updates, int& deletes);

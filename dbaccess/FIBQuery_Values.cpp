@@ -55,26 +55,17 @@ bool IsNumericType(short t)
 }
 bool IsDateType(short t) { return t == SQL_TIMESTAMP || t == SQL_TYPE_DATE || t == SQL_TYPE_TIME; }
 
-// How the bytes of a text are coded.
+// How the bytes of a text are coded (the values of TextCoding).
 enum TTextCoding { tcLatin1, tcUtf8, tc1252 };
 
 TTextCoding ColumnCoding(const TFIBDatabase* db, int charsetId)
 {
-    if (db && db->NeedUnicodeHandling() && db->IsUnicodeCharset(charsetId))
-        return tcUtf8;
-    if (charsetId == 0 || charsetId == 1)
-        return tcLatin1;
-    return tc1252;
+    return static_cast<TTextCoding>(ColumnTextCoding(db, charsetId));
 }
 
-// Text blobs come and go in the connection's character set.
 TTextCoding BlobCoding(const TFIBDatabase* db, int charsetId)
 {
-    if (db && db->IsUnicodeConnect())
-        return tcUtf8;
-    if (db && db->IsNoneCharsetConnect())
-        return ColumnCoding(db, charsetId);
-    return tc1252;
+    return static_cast<TTextCoding>(BlobTextCoding(db, charsetId));
 }
 
 QByteArray EncodeText(const QString& text, TTextCoding coding)
@@ -193,16 +184,75 @@ void EncodeTimeStamp(double value, ISC_TIMESTAMP& ts)
 double DecodeTimeStamp(const ISC_TIMESTAMP& ts)
 {
     const int date = ts.timestamp_date + TimeStampDateDelta;
-    const qint64 ms = ts.timestamp_time / 10;
-    const double days = date - TimeStampDayZero;
-    const double fraction = ms / MSecsPerDay;
-    return days >= 0 ? days + fraction : days - fraction;
+    return DateTimeFromDayAndMs(date - TimeStampDayZero, ts.timestamp_time / 10);
 }
 }  // namespace
 
 QString DecodeWin1252(const char* bytes, int length)
 {
     return Decode1252(bytes, length);
+}
+
+std::uint8_t ColumnTextCoding(const TFIBDatabase* db, int charsetId)
+{
+    if (db && db->NeedUnicodeHandling() && db->IsUnicodeCharset(charsetId))
+        return tcUtf8;
+    // NONE and OCTETS carry whatever the writer put there; here that is 8-bit
+    // text in the one code page of the program, like every other column.
+    return tc1252;
+}
+
+std::uint8_t BlobTextCoding(const TFIBDatabase* db, int charsetId)
+{
+    // Text blobs come and go in the connection's character set.
+    if (db && db->IsUnicodeConnect())
+        return tcUtf8;
+    if (db && db->IsNoneCharsetConnect())
+        return ColumnTextCoding(db, charsetId);
+    return tc1252;
+}
+
+QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& id)
+{
+    tr->CheckInTransaction();
+    IIBClientLibrary* lib = db->ClientLibrary();
+    ISC_QUAD blobId = id;
+    isc_blob_handle blob = 0;
+    tr->Call(lib->isc_open_blob2(StatusVector(), db->HandlePtr(), tr->HandlePtr(), &blob, &blobId, 0, nullptr),
+             true);
+    QByteArray bytes;
+    char segment[32768];
+    for (;;) {
+        unsigned short got = 0;
+        const ISC_STATUS rc =
+            lib->isc_get_segment(StatusVector(), &blob, &got, static_cast<unsigned short>(sizeof segment), segment);
+        if (rc == 0 || rc == isc_segment) {
+            bytes.append(segment, got);
+            continue;
+        }
+        if (rc == isc_segstr_eof)
+            break;
+        ISC_STATUS saved[StatusVectorLength];
+        std::memcpy(saved, StatusVector(), sizeof saved);
+        lib->isc_close_blob(StatusVector(), &blob);
+        std::memcpy(StatusVector(), saved, sizeof saved);
+        tr->Call(rc, true);
+    }
+    tr->Call(lib->isc_close_blob(StatusVector(), &blob), true);
+    return bytes;
+}
+
+QString DecodeBlobText(const QByteArray& bytes, std::uint8_t coding)
+{
+    switch (static_cast<TTextCoding>(coding)) {
+    case tcUtf8:
+        return QString::fromUtf8(bytes);
+    case tcLatin1:
+        return QString::fromLatin1(bytes);
+    case tc1252:
+        break;
+    }
+    return Decode1252(bytes.constData(), static_cast<int>(bytes.size()));
 }
 
 // ---------------------------------------------------------------- TFIBXSQLVAR
@@ -279,40 +329,10 @@ QString TFIBXSQLVAR::ReadBlobText() const
         RaiseClientError(fibceDatabaseNotAssigned, {q ? q->Name() : QString()});
     if (q->HasOption(qoStartTransaction) && !tr->Active())
         tr->StartTransaction();
-    IIBClientLibrary* lib = db->ClientLibrary();
-    ISC_QUAD id = AsQuad();
-    isc_blob_handle blob = 0;
-    tr->Call(lib->isc_open_blob2(StatusVector(), db->HandlePtr(), tr->HandlePtr(), &blob, &id, 0, nullptr), true);
-    QByteArray bytes;
-    char segment[32768];
-    for (;;) {
-        unsigned short got = 0;
-        const ISC_STATUS rc =
-            lib->isc_get_segment(StatusVector(), &blob, &got, static_cast<unsigned short>(sizeof segment), segment);
-        if (rc == 0 || rc == isc_segment) {
-            bytes.append(segment, got);
-            continue;
-        }
-        if (rc == isc_segstr_eof)
-            break;
-        ISC_STATUS saved[StatusVectorLength];
-        std::memcpy(saved, StatusVector(), sizeof saved);
-        lib->isc_close_blob(StatusVector(), &blob);
-        std::memcpy(StatusVector(), saved, sizeof saved);
-        tr->Call(rc, true);
-    }
-    tr->Call(lib->isc_close_blob(StatusVector(), &blob), true);
+    const QByteArray bytes = ReadBlobBytes(db, tr, AsQuad());
     if (fServerSQLSubtype != 1)
         return QString::fromLatin1(bytes);
-    switch (BlobCoding(db, fServerSQLScale)) {
-    case tcUtf8:
-        return QString::fromUtf8(bytes);
-    case tcLatin1:
-        return QString::fromLatin1(bytes);
-    case tc1252:
-        break;
-    }
-    return Decode1252(bytes.constData(), static_cast<int>(bytes.size()));
+    return DecodeBlobText(bytes, BlobTextCoding(db, fServerSQLScale));
 }
 
 qint64 TFIBXSQLVAR::AsInt64() const
@@ -1213,6 +1233,9 @@ void TFIBXSQLDA::Initialize()
             used.insert(name, i);
             var.fName = name;
         }
+        // A record key is bytes, not text: one character per byte, both ways.
+        if (var.IsDBKey() || QByteArray(entry.sqlname, entry.sqlname_length).trimmed() == "DB_KEY")
+            var.fTextCoding = tcLatin1;
 
         int size = 0;
         switch (type) {

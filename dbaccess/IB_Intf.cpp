@@ -73,6 +73,11 @@ void TIBClientLibrary::LoadClientLibrary()
     if (fHandle)
         return;
     ClearEntryPoints();
+    // The loader takes an empty name for the program itself, which then lacks the
+    // first entry point: a confusing text for a setting that is simply missing.
+    if (fLibraryName.trimmed().isEmpty())
+        throw Exception(QStringLiteral("Keine Client-Bibliothek für die Datenbank eingestellt: "
+                                       "\"Library Name\" ist leer."));
     // The library is never really unmapped: the client starts threads and exit
     // handlers of its own that must outlive any handle this layer holds.
     fHandle = dlopen(QFile::encodeName(fLibraryName).constData(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);

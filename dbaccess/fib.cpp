@@ -266,9 +266,10 @@ EFIBError::EFIBError(int sqlCode, const QString& message, const TComponent* rais
     Recompose();
 }
 
-EFIBError::EFIBError(int sqlCode, const TComponent* raiser, const QString& sqlMessage, const QString& ibMessage)
+EFIBError::EFIBError(int sqlCode, const TComponent* raiser, const QString& sqlMessage, const QString& ibMessage,
+                     std::uint8_t flags)
     : Exception(QString()), SQLCode(sqlCode), IBErrorCode(static_cast<int>(StatusVectorPrimaryCode())),
-      SQLMessage(sqlMessage), IBMessage(ibMessage), Raiser(raiser), fFlags(ErrorDisplayFlags())
+      SQLMessage(sqlMessage), IBMessage(ibMessage), Raiser(raiser), fFlags(flags)
 {
     if (raiser)
         RaiserName = raiser->Name();
@@ -305,6 +306,8 @@ void EFIBError::Recompose()
 
 void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender)
 {
+    // One read of the flags serves the whole error: another thread may change them
+    // while the texts are gathered.
     const std::uint8_t flags = ErrorDisplayFlags();
     const int sqlCode = client->isc_sqlcode(StatusVector());
 
@@ -362,7 +365,7 @@ void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender)
         }
     }
 
-    EFIBInterBaseError error(sqlCode, sender, sqlMessage, ibMessage);
+    EFIBInterBaseError error(sqlCode, sender, sqlMessage, ibMessage, flags);
     error.SQLState = state;
 
     bool raise = true;

@@ -74,6 +74,7 @@ enum TFIBClientMessage : int {
     fibceUpdateWrongTR = 20,
     fibceDatabaseNotAssigned = 21,
     fibceTransactionNotAssigned = 22,
+    fibceInvalidStatementHandle = 27,
     fibceCantEndSharedTransaction = 58,
     fibceSQLDialectInvalid = 61,
     fibceIB60feature = 63,
@@ -125,8 +126,10 @@ class EFIBError : public Exception {
 public:
     // A failure with a ready text (client errors).
     EFIBError(int sqlCode, const QString& message, const TComponent* raiser = nullptr);
-    // A failed client call: the two texts from the status vector.
-    EFIBError(int sqlCode, const TComponent* raiser, const QString& sqlMessage, const QString& ibMessage);
+    // A failed client call: the two texts from the status vector, gathered under
+    // the display flags given, which the error keeps for composing its text.
+    EFIBError(int sqlCode, const TComponent* raiser, const QString& sqlMessage, const QString& ibMessage,
+              std::uint8_t flags = ErrorDisplayFlags());
 
     int SQLCode = 0;
     int IBErrorCode = 0;

@@ -14,10 +14,15 @@ namespace {
 const QDate kDayZero(1899, 12, 30);
 }
 
+TDateTime DateTimeFromDayAndMs(qint64 day, qint64 msOfDay)
+{
+    const double fraction = double(msOfDay) / MSecsPerDay;
+    return day >= 0 ? double(day) + fraction : double(day) - fraction;
+}
+
 TDateTime QDateTimeToDateTime(const QDateTime& dt)
 {
-    const qint64 days = kDayZero.daysTo(dt.date());
-    return double(days) + double(dt.time().msecsSinceStartOfDay()) / MSecsPerDay;
+    return DateTimeFromDayAndMs(kDayZero.daysTo(dt.date()), dt.time().msecsSinceStartOfDay());
 }
 
 int TimeOfDayMs(TDateTime value)

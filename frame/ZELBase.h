@@ -43,6 +43,10 @@ TDateTime QDateTimeToDateTime(const QDateTime& dt);
 QDateTime DateTimeToQDateTime(TDateTime value);
 // Milliseconds since midnight, rounded as the day fraction is stored.
 int TimeOfDayMs(TDateTime value);
+// The value of a day (counted from 30.12.1899) and a time of that day. The whole
+// part is the day and the fraction's size the time, also before the day zero:
+// 29.12.1899 06:00 is -1.25 (not -0.75). Every conversion follows this one rule.
+TDateTime DateTimeFromDayAndMs(qint64 day, qint64 msOfDay);
 
 // ---- Process-wide number and date conventions ----
 struct TFormatSettings {

@@ -35,7 +35,7 @@ QStringList OrvexSchemaStatements()
                        "  VERSUCHSNR VARCHAR(20) NOT NULL,\n"
                        "  TEILENR VARCHAR(20) NOT NULL,\n"
                        "  BEZEICHNUNG VARCHAR(40),\n"
-                       "  STRANG SMALLINT,\n"
+                       "  STRANG INTEGER,\n"
                        "  AUFTRAGKEY INTEGER NOT NULL,\n"
                        "  DATUM DATE,\n"
                        "  BEDIENER VARCHAR(40),\n"
@@ -96,7 +96,7 @@ QStringList OrvexSchemaStatements()
             + currentValues
             + QStringLiteral(");\n"
                              "END"),
-        QStringLiteral("CREATE PROCEDURE UPD_AUFTRAG (AUFTRAGKEY INTEGER, BEDIENER VARCHAR(40), STRANG SMALLINT,\n"
+        QStringLiteral("CREATE PROCEDURE UPD_AUFTRAG (AUFTRAGKEY INTEGER, BEDIENER VARCHAR(40), STRANG INTEGER,\n"
                        "  DATUM DATE, ANZAHLDATENSAETZE INTEGER, RESTLAUFZEIT DOUBLE PRECISION, STATUS VARCHAR(40))\n"
                        "AS\n"
                        "BEGIN\n"

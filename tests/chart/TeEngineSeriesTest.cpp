@@ -510,4 +510,87 @@ TEST(Series, MarksComeOnFirstUseAndFollowTheRows)
     FormatSettings = saved;
 }
 
+// ---------------------------------------------------------------- bulk fill order
+
+struct BulkRange : ::testing::Test {
+    void SetUp() override
+    {
+        chart.SetChartRect({0, 0, 100, 100});
+        chart.AddSeries(&s);
+    }
+    // Hands X over as the views do: shared, not checked, not sorted.
+    void Fill(const std::vector<double>& x)
+    {
+        xs = std::make_shared<TChartValues>(x);
+        ys = std::make_shared<TChartValues>(x);
+        s.BeginUpdate();
+        s.XValues()->Value = xs;
+        s.XValues()->SetCount(int(x.size()));
+        s.XValues()->SetModified(true);
+        s.YValues()->Value = ys;
+        s.YValues()->SetCount(int(x.size()));
+        s.YValues()->SetModified(true);
+        s.EndUpdate();
+    }
+    std::pair<int, int> Range(double lo, double hi)
+    {
+        chart.BottomAxis()->SetMinMax(lo, hi);
+        chart.BottomAxis()->AdjustMaxMin();
+        chart.BottomAxis()->InternalCalcPositions();
+        s.CalcFirstLastVisibleIndex();
+        return {s.FirstValueIndex(), s.LastValueIndex()};
+    }
+    // The walk over the rows as the series core describes it.
+    std::pair<int, int> Walk(double lo, double hi) const
+    {
+        const std::vector<double>& v = *xs;
+        const int count = int(v.size());
+        int first = 0;
+        if (v[0] <= lo) {
+            while (first < count && v[first] < lo)
+                ++first;
+            if (first >= count)
+                return {-1, -1};
+        }
+        if (v[count - 1] <= hi)
+            return {first, count - 1};
+        int last = first;
+        while (last < count - 1 && v[last] < hi)
+            ++last;
+        return {first, last};
+    }
+    TCustomAxisPanel chart;
+    TChartSeries s;
+    TChartValuesPtr xs, ys;
+};
+
+TEST_F(BulkRange, AnUnsortedXListGivesTheRowsOfTheWalk)
+{
+    Fill({0, 10, 1, 2, 3, 11, 12});
+    EXPECT_EQ(Range(2.5, 20), Walk(2.5, 20));
+    EXPECT_EQ(Range(2.5, 20), std::make_pair(1, 6));
+    EXPECT_EQ(Range(-1, 2.5), std::make_pair(0, 1));
+    EXPECT_EQ(Range(10.5, 11.5), Walk(10.5, 11.5));
+
+    // A sorted list gives the same rows as the walk would.
+    Fill({0, 1, 2, 3, 10, 11, 12});
+    for (auto [lo, hi] : {std::pair(2.5, 20.0), std::pair(-1.0, 2.5), std::pair(10.5, 11.5), std::pair(13.0, 14.0)})
+        EXPECT_EQ(Range(lo, hi), Walk(lo, hi)) << lo << " " << hi;
+
+    // A value changed in the shared array counts once the list is told of it.
+    EXPECT_EQ(Range(10.5, 20), std::make_pair(5, 6));
+    (*xs)[1] = 50;
+    s.XValues()->SetModified(true);
+    EXPECT_EQ(Range(10.5, 20), Walk(10.5, 20));
+    EXPECT_EQ(Range(10.5, 20), std::make_pair(1, 6));
+
+    // A list that is only partly in order from its start: the walk stops early.
+    std::vector<double> big(2000);
+    for (int i = 0; i < 2000; ++i)
+        big[std::size_t(i)] = i % 1000;
+    Fill(big);
+    EXPECT_EQ(Range(500.5, 700.5), Walk(500.5, 700.5));
+    EXPECT_EQ(Range(500.5, 700.5), std::make_pair(501, 701));
+}
+
 } // namespace

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QStandardPaths>
 #include <atomic>
@@ -513,4 +514,40 @@ TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
     second->Close();
 
     QSettings(QSettings::IniFormat, QSettings::UserScope, "ZELSOFT", "DatabaseAliases").remove(alias);
+}
+
+// ---------------------------------------------------------------- repairs
+
+TEST_F(EmbeddedDatabase, LoginAnswerReplacesTheLinesWhateverTheirSpelling)
+{
+    auto db = MakeDb();
+    db->DBParams().Assign({"isc_dpb_user_name=NOBODY", "lc_ctype=WIN1252", "PASSWORD=wrong",
+                           "isc_dpb_sql_role_name=OLD"});
+    db->UseLoginPrompt = true;
+    QString seenUser, seenRole;
+    FIBLoginDialogProc = [&](const QString&, QString& user, QString& password, QString& role) {
+        seenUser = user;
+        seenRole = role;
+        user = "SYSDBA";
+        password = TestPassword;
+        role = "R2";
+        return true;
+    };
+    db->Open();
+    FIBLoginDialogProc = nullptr;
+    ASSERT_TRUE(db->Connected());
+    // The dialog was shown what the lines hold, and the answer took their place:
+    // one line each, no second user that the server would take instead.
+    EXPECT_EQ(seenUser, "NOBODY");
+    EXPECT_EQ(seenRole, "OLD");
+    const QStringList lines = db->DBParams().Lines();
+    EXPECT_EQ(lines.size(), 4) << lines.join(u'|').toStdString();
+    EXPECT_EQ(lines.filter(QRegularExpression("user_name", QRegularExpression::CaseInsensitiveOption)).size(), 1);
+    EXPECT_EQ(lines.filter(QRegularExpression("password", QRegularExpression::CaseInsensitiveOption)).size(), 1);
+    EXPECT_EQ(lines.filter(QRegularExpression("role_name", QRegularExpression::CaseInsensitiveOption)).size(), 1);
+    EXPECT_EQ(db->ConnectParams().UserName(), "SYSDBA");
+    EXPECT_EQ(db->ConnectParams().Password(), TestPassword);
+    EXPECT_EQ(db->ConnectParams().RoleName(), "R2");
+    EXPECT_EQ(db->QueryValue("select current_user from rdb$database").toString(), "SYSDBA");
+    db->Close();
 }

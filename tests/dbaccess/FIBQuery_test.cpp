@@ -644,3 +644,32 @@ TEST(QueryClock, OffsetIsMeasuredThroughTheStatementLayer)
     db->SQLLogger = nullptr;
     db->Close();
 }
+
+// ---------------------------------------------------------------- repairs
+
+TEST_F(QueryTest, CallsThatNeedAStatementHandleSaySoWithoutOne)
+{
+    const auto invalidHandle = [](TFIBQuery& q) {
+        try {
+            q.RowsAffected();
+        } catch (const EFIBClientError& e) {
+            return e.SQLCode == 27 && e.Message().endsWith("Q:Invalid statement handle.");
+        }
+        return false;
+    };
+    // Never prepared, freed after use, and run directly without a handle.
+    auto q = Query("update T set B = 'x'");
+    EXPECT_TRUE(invalidHandle(*q));
+    q->ExecQuery();
+    EXPECT_EQ(q->RowsAffected(), 0);
+    q->FreeHandle();
+    EXPECT_TRUE(invalidHandle(*q));
+
+    auto ddl = Query("create table T3 (X integer)");
+    tr->WatchUncommitedUpdates = true;
+    ddl->ExecQuery();   // the transaction's own look at the counts passes quietly
+    EXPECT_EQ(ddl->Handle(), 0u);
+    EXPECT_TRUE(invalidHandle(*ddl));
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+    tr->WatchUncommitedUpdates = false;
+}

@@ -2,10 +2,15 @@
 // failures of commit, the time-out, and the rules around databases and handles.
 
 #include "DbTestSupport.h"
+#include "dbaccess/FIBQuery.h"
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <algorithm>
+#include <map>
 #include <QRegularExpression>
+#include <QThread>
 
 namespace {
 const QString CRLF = QStringLiteral("\r\n");
@@ -540,4 +545,121 @@ TEST_F(EmbeddedTransaction, UncommittedUpdatesAndStatementHooks)
     tr->Commit();
     EXPECT_EQ(query.Unprepared, 1);
     link.SetTransaction(nullptr);
+}
+
+// ---------------------------------------------------------------- repairs
+
+TEST_F(EmbeddedTransaction, StatementsFreedByAHandlerAreSkippedNotVisitedTwice)
+{
+    // Four links; the handler of the last one frees the second at the ending, and
+    // the second's own handler frees the third at the ended notice.
+    TComponent owner;
+    std::vector<std::unique_ptr<TFIBBase>> links;
+    std::map<TFIBBase*, int> ending, ended;
+    for (int i = 0; i < 4; ++i)
+        links.push_back(std::make_unique<TFIBBase>(&owner));
+    TFIBBase* a = links[0].get();
+    TFIBBase* c = links[2].get();
+    TFIBBase* d = links[3].get();
+    for (auto& link : links) {
+        TFIBBase* self = link.get();
+        link->OnTransactionEnding = [&, self] { ++ending[self]; };
+        link->OnTransactionEnded = [&, self] { ++ended[self]; };
+        link->SetTransaction(tr.get());
+    }
+    d->OnTransactionEnding = [&] {
+        ++ending[d];
+        links[1].reset();
+    };
+    a->OnTransactionEnded = [&] {
+        ++ended[a];
+        links[2].reset();
+    };
+    tr->StartTransaction();
+    tr->Commit();
+    EXPECT_EQ(ending, (std::map<TFIBBase*, int>{{a, 1}, {c, 1}, {d, 1}}));
+    // The links walk in reverse: d and c hear of the end before a frees c.
+    EXPECT_EQ(ended, (std::map<TFIBBase*, int>{{a, 1}, {c, 1}, {d, 1}}));
+    EXPECT_EQ(tr->FIBBaseCount(), 2);
+
+    // A handler that frees every link, itself included, ends the walk cleanly.
+    for (auto& link : links)
+        if (link)
+            link->OnTransactionEnding = [&] { links.clear(); };
+    tr->StartTransaction();
+    tr->Rollback();
+    EXPECT_EQ(tr->FIBBaseCount(), 0);
+    EXPECT_FALSE(tr->Active());
+}
+
+namespace {
+// Fetches rows one at a time, letting the event loop deliver timer ticks between
+// two fetches, for at least the given number of milliseconds.
+struct SlowFetch {
+    std::vector<std::int64_t> Before;  // tick count just before each fetch
+    int Rows = 0;
+    bool Run(TFIBQuery& q, int milliseconds)
+    {
+        const std::int64_t end = FIBTickCount() + milliseconds;
+        while (FIBTickCount() < end) {
+            Before.push_back(FIBTickCount());
+            if (!q.Open() || !q.Next())
+                return false;
+            ++Rows;
+            QThread::msleep(5);
+            QCoreApplication::processEvents();
+        }
+        return true;
+    }
+};
+}  // namespace
+
+TEST_F(EmbeddedTransaction, AFetchCountsAsActivityOfTheTransactionAndTheConnection)
+{
+    Exec("execute block as declare i integer = 0; begin while (i < 5000) do begin "
+         "insert into T values (:i, 'row'); i = i + 1; end end");
+    tr->TimeoutAction = TARollback;
+    int timeouts = 0;
+    tr->OnTimeout = [&](TComponent*) { ++timeouts; };
+    tr->SetTimeout(100);
+    tr->StartTransaction();
+    TFIBQuery q;
+    q.SetName("Q");
+    q.SetDatabase(db.get());
+    q.SetTransaction(tr.get());
+    q.SQL().SetText("select ID from T order by ID");
+    q.ExecQuery();
+    // Seven intervals of fetching: a transaction that counted only other calls
+    // would have been ended by its own timer under the open cursor.
+    SlowFetch fetch;
+    EXPECT_TRUE(fetch.Run(q, 700)) << "ended after " << fetch.Rows << " rows";
+    EXPECT_TRUE(tr->Active());
+    EXPECT_EQ(timeouts, 0);
+    EXPECT_EQ(q.Current()[0].AsInteger(), fetch.Rows);  // row 0 came with the execution
+    q.Close();
+    tr->SetTimeout(0);
+    tr->Commit();
+
+    // The connection's idle time is measured from the last fetch as well.
+    std::vector<std::pair<std::int64_t, std::int64_t>> ticks;  // (when, idle as reported)
+    db->OnIdleConnect = [&](TFIBDatabase*, std::int64_t idle, TActionOnIdle& action) {
+        ticks.emplace_back(FIBTickCount(), idle);
+        action = aiKeepLiveConnect;
+    };
+    tr->StartTransaction();
+    q.ExecQuery();
+    db->SetTimeout(100);
+    SlowFetch connection;
+    EXPECT_TRUE(connection.Run(q, 700));
+    db->SetTimeout(0);
+    db->OnIdleConnect = nullptr;
+    EXPECT_TRUE(db->Connected());
+    for (const auto& [when, idle] : ticks) {
+        // The last fetch that began before the tick bounds the idle time from above.
+        const auto last = std::upper_bound(connection.Before.begin(), connection.Before.end(), when);
+        ASSERT_NE(last, connection.Before.begin());
+        EXPECT_LE(idle, when - *std::prev(last) + 1);
+    }
+    q.Close();
+    tr->Commit();
 }

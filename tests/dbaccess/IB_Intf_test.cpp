@@ -150,3 +150,61 @@ TEST(ClientLibrary, StatusErrorTextAssembly)
     EXPECT_EQ(e.Message(), "Bar." + CRLF);
     SetErrorDisplayFlags(saved);
 }
+
+// ---------------------------------------------------------------- repairs
+
+namespace {
+void SwitchFlagsOff() { SetErrorDisplayFlags(0); }
+
+void SetInterpretHook(const QString& library, void (*hook)())
+{
+    void* handle = dlopen(library.toLocal8Bit().constData(), RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(handle, nullptr);
+    auto set = reinterpret_cast<void (*)(void (*)())>(dlsym(handle, "fake_set_interpret_hook"));
+    ASSERT_NE(set, nullptr);
+    set(hook);
+    dlclose(handle);
+}
+}  // namespace
+
+TEST(ClientLibraryRepairs, DisplayFlagsAreReadOncePerError)
+{
+    // Another thread switching the flags while an error is assembled must not give
+    // an error whose parts were gathered under one setting and joined under another.
+    const std::uint8_t saved = ErrorDisplayFlags();
+    SetErrorDisplayFlags(DefaultErrorDisplayFlags);
+    IIBClientLibraryRef newer = AcquireClientLibrary(FakeClient(6));
+    TComponent sender;
+    sender.SetName("DB1");
+    SetFakeTexts(FakeClient(6), "sql text", "status text");
+    SetInterpretHook(FakeClient(6), &SwitchFlagsOff);
+    const EFIBInterBaseError e = CaptureStatusError(newer.get(), &sender);
+    SetInterpretHook(FakeClient(6), nullptr);
+    SetErrorDisplayFlags(saved);
+
+    EXPECT_EQ(e.SQLMessage, "Sql text." + CRLF);
+    EXPECT_EQ(e.IBMessage, "SQL error state =42000" + CRLF + "Status text." + CRLF);
+    EXPECT_EQ(e.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage);
+    // Texts set later are composed under the same flags.
+    EFIBInterBaseError copy = e;
+    copy.SetMessageBody("Body");
+    EXPECT_EQ(copy.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage + "Body");
+}
+
+TEST(ClientLibraryRepairs, AnEmptyLibraryNameSaysNoLibraryIsConfigured)
+{
+    for (const QString& name : {QString(), QStringLiteral("   ")}) {
+        const QString text = ThrownMessage([&] { AcquireClientLibrary(name); });
+        EXPECT_TRUE(text.contains("Keine Client-Bibliothek")) << text.toStdString();
+        EXPECT_FALSE(text.contains("Can't find procedure")) << text.toStdString();
+        EXPECT_FALSE(text.contains("undefined symbol")) << text.toStdString();
+    }
+    // A database with no library name says the same at connect and stays closed.
+    TFIBDatabase db;
+    db.SetName("DB1");
+    db.SetLibraryName(QString());
+    db.SetDBName("/tmp/egal.fdb");
+    const QString text = ThrownMessage([&] { db.Open(); });
+    EXPECT_TRUE(text.contains("Keine Client-Bibliothek")) << text.toStdString();
+    EXPECT_FALSE(db.Connected());
+}

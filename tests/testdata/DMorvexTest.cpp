@@ -366,3 +366,13 @@ TEST(DMorvexServer, EachReopenSeesExactlyTheCommittedRows)
     EXPECT_EQ(lastSeen, run.Zeilen + count);
     EXPECT_GT(reopens, 5);
 }
+
+TEST_F(DMorvexTest, AnEmptyLibraryNameSaysThatNoClientLibraryIsConfigured)
+{
+    WriteIni("[Path]\r\nLibrary Name=\r\n");
+    const QString text = ThrownMessage([&] { dm->DataModuleCreate(); });
+    EXPECT_TRUE(text.contains(QStringLiteral("Keine Client-Bibliothek"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("Library Name"))) << text.toStdString();
+    EXPECT_FALSE(dm->orvexDB->Connected());
+    EXPECT_FALSE(dm->Auftraege->Active());
+}

@@ -82,7 +82,7 @@ TEST_F(DemoDbTest, SchemaReadFromTheSystemTablesMatchesTheProgramsColumns)
         "select trim(rf.RDB$FIELD_NAME) || ':' || f.RDB$FIELD_TYPE || ':' || coalesce(f.RDB$CHARACTER_LENGTH, 0) "
         "from RDB$RELATION_FIELDS rf join RDB$FIELDS f on f.RDB$FIELD_NAME = rf.RDB$FIELD_SOURCE "
         "where rf.RDB$RELATION_NAME in ('AUFTRAEGE', 'MESSDATEN') order by rf.RDB$RELATION_NAME, rf.RDB$FIELD_POSITION");
-    for (const char* expected : {"VERSUCHSNR:37:20", "BEZEICHNUNG:37:40", "STRANG:7:0", "AUFTRAGKEY:8:0", "DATUM:12:0",
+    for (const char* expected : {"VERSUCHSNR:37:20", "BEZEICHNUNG:37:40", "STRANG:8:0", "AUFTRAGKEY:8:0", "DATUM:12:0",
                                  "KOMMENTAR:37:2000", "I_MAX:27:0", "T_MESSEN_AB_AKTIV:7:0", "BT09:37:20",
                                  "STATUS:37:40", "LETZTE_MESSUNG:35:0", "ZEITPUNKT:35:0", "EREIGNIS:37:80",
                                  "STATUS:37:4", "I_09:27:0"})
@@ -149,4 +149,24 @@ TEST_F(DemoDbTest, SimulatorCommitsEachRowAndUpdatesTheRun)
                                   "m.AUFTRAGKEY where a.VERSUCHSNR = '%1'").arg(nr)),
               QStringList{QStringLiteral("%1|%1").arg(before + 2)});
     EXPECT_THROW(TAcquisitionSimulator(db.get(), "GIBT-ES-NICHT"), Exception);
+}
+
+TEST_F(DemoDbTest, StrangTakesWhatItsIntegerFieldTakes)
+{
+    // The run list binds the string of the stand as an integer field: the table and
+    // the procedure that writes it accept the same range.
+    const QString key = Rows("select min(AUFTRAGKEY) from AUFTRAEGE").value(0);
+    TpFIBQuery q;
+    q.SetDatabase(db.get());
+    q.SetTransaction(tr.get());
+    q.SQL().SetText("execute procedure UPD_AUFTRAG(:AUFTRAGKEY, 'Prüfer', :STRANG, current_date, 1, 2.5, 'Freigegeben')");
+    q.ParamByName("AUFTRAGKEY").SetAsString(key);
+    q.ParamByName("STRANG").SetAsInteger(40000);
+    try {
+        q.ExecQuery();
+    } catch (const Exception& e) {
+        FAIL() << e.Message().toStdString();
+    }
+    EXPECT_EQ(Rows("select STRANG from AUFTRAEGE where AUFTRAGKEY = " + key), QStringList{"40000"});
+    tr->Rollback();
 }

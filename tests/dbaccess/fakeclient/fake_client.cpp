@@ -15,7 +15,11 @@ std::string gSqlText;
 std::vector<std::string> gPieces;
 std::size_t gNext = 0;
 std::string gState = "42000";
+void (*gInterpretHook)() = nullptr;
 }  // namespace
+
+// Called at each status text piece: lets a test change the process around the text assembly.
+EXPORT void fake_set_interpret_hook(void (*hook)()) { gInterpretHook = hook; }
 
 // Texts for the next error: the SQL text and the pieces of the status text, "|"-separated.
 EXPORT void fake_set_texts(const char* sqlText, const char* pieces, const char* state)
@@ -48,6 +52,8 @@ EXPORT void isc_sql_interprete(short, char* buffer, short length)
 
 static int NextPiece(char* buffer, std::size_t size)
 {
+    if (gInterpretHook)
+        gInterpretHook();
     if (gNext >= gPieces.size())
         return 0;
     const std::string& piece = gPieces[gNext++];
