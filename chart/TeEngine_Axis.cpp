@@ -657,8 +657,12 @@ void TChartAxis::ValueLoop(double step, int dateStep, const std::function<bool(d
         tmp = IMaximum;
     else
         tmp = std::trunc(IMaximum / step) * step;
-    while (tmp > IMaximum) {
-        const double next = tmp - step;
+    // Every value is the start less a whole number of steps. Taking the step off again
+    // and again would pile up its rounding: on a date axis a midnight would arrive as
+    // a hair before it and name the day before.
+    const double start = tmp;
+    for (int k = 1; tmp > IMaximum; ++k) {
+        const double next = start - k * step;
         if (!std::isfinite(next) || std::abs(next) > 1.7e308 || next == tmp)
             return;
         tmp = next;
@@ -667,11 +671,12 @@ void TChartAxis::ValueLoop(double step, int dateStep, const std::function<bool(d
         fn(tmp);
         return;
     }
+    const double top = tmp;
     const double limit = IMinimum < 0 ? IMinimum : (IMinimum - TeeMinAxisIncrement) / (1 + TeeMinAxisIncrement);
-    for (int n = 0; tmp >= limit && n < 10000; ++n) {
+    for (int n = 1; tmp >= limit && n <= 10000; ++n) {
         if (!fn(tmp))
             return;
-        const double next = tmp - step;
+        const double next = top - n * step;
         if (next == tmp)
             return;
         tmp = next;
