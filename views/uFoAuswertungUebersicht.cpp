@@ -151,9 +151,19 @@ void TFOOrvexAuswertung::BuildHeaderPanel()
 
     dxDBEdit1 = HeaderControl<TdxDBEdit>(QStringLiteral("dxDBEdit1"), QStringLiteral("TEILENR"), KopfdatenPanel);
     add(QStringLiteral("Bauteil"), dxDBEdit1);
-    // "Bau-Nr." lies under "Bezeichnung" on the same spot; only the upper one shows.
+    // "Bau-Nr." and "Bezeichnung" lie on one spot; "Bezeichnung" lies above and covers it.
+    auto* spot = new QWidget(KopfdatenPanel);
+    auto* stack = new QGridLayout(spot);
+    stack->setContentsMargins(0, 0, 0, 0);
+    QLabel* bauNr = MakeLabel(QStringLiteral("Bau-Nr."), spot);
+    QLabel* bezeichnung = MakeLabel(QStringLiteral("Bezeichnung"), spot);
+    bezeichnung->setAutoFillBackground(true);
+    stack->addWidget(bauNr, 0, 0);
+    stack->addWidget(bezeichnung, 0, 0);
+    bezeichnung->raise();
     Charge = HeaderControl<TdxDBEdit>(QStringLiteral("Charge"), QStringLiteral("BEZEICHNUNG"), KopfdatenPanel);
-    add(QStringLiteral("Bezeichnung"), Charge);
+    grid->addWidget(spot);
+    grid->addWidget(Charge);
     Bediener = HeaderControl<TdxDBEdit>(QStringLiteral("Bediener"), QStringLiteral("BEDIENER"), KopfdatenPanel);
     add(QStringLiteral("Bediener"), Bediener);
     Strang = HeaderControl<TdxDBEdit>(QStringLiteral("Strang"), QStringLiteral("STRANG"), KopfdatenPanel);
@@ -464,9 +474,15 @@ void TFOOrvexAuswertung::VersuchAnzeigen()
         }
         TChartAxis* axis = chart_U_I->CustomAxes()[0];
         axis->Title().SetCaption(fEinheitI);
-        // The range is rounded down to full tens of µA.
-        const qint64 m = static_cast<qint64>(std::llround(AktVersuch->I_Max)) / 10 * 10;
-        const double top = std::max(static_cast<double>(m) / fTeilerI, 1.0);
+        // The range is rounded down to full tens of µA, in 64-bit integers where they
+        // hold the value; a value past them is whole already and stays finite as a double.
+        const double iMax = AktVersuch->I_Max;
+        double m = 0;
+        if (std::abs(iMax) < 9.0e18)
+            m = static_cast<double>(static_cast<qint64>(std::llround(iMax)) / 10 * 10);
+        else if (std::isfinite(iMax))
+            m = std::trunc(iMax / 10) * 10;
+        const double top = std::isfinite(m) ? std::max(m / fTeilerI, 1.0) : 1.0;
         axis->SetMinMax(0, top);
         axis->SetIncrement(axis->Maximum() / 20.0);
         fAchsen[1] = axis;

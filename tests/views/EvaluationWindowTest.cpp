@@ -7,6 +7,7 @@
 
 #include "dbcontrols/TCheckListBox.h"
 #include "dbcontrols/TdxCheckEdit.h"
+#include "dbcontrols/TdxDBCurrencyEdit.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxLookupEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
@@ -65,6 +66,14 @@ protected:
                                 .arg(imax));
             q.ExecQuery();
         }
+        // Values no acquisition program writes, but a damaged row may hold.
+        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, U_SOLL, "
+                                       "RESTLAUFZEIT, STATUS) values ('RIESIG', 'X', 810, 1e300, -1e300, 1e300, "
+                                       "'Angelegt')"));
+        q.ExecQuery();
+        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                                       "values ('RIESIG-NEG', 'X', 811, -1e300, 'Angelegt')"));
+        q.ExecQuery();
         tr.Commit();
         db->Close();
     }
@@ -448,4 +457,25 @@ TEST_F(EvaluationWindowTest, TheMenuItemOpensTheSettingsDialogAndItsCancelExchan
 
     delete FoSetupCharts;
     FoSetupCharts = nullptr;
+}
+
+TEST_F(EvaluationWindowTest, AbsurdHeaderValuesReadAsNumbersAndKeepTheAxisFinite)
+{
+    Select(QStringLiteral("RIESIG"));
+    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
+    // The data module limits the maximum current to 10000 µA: 10 mA at most.
+    EXPECT_EQ(w->fEinheitI, QStringLiteral("[mA]"));
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 10.0);
+    // One digit, the format's decimals, the exponent and the unit: not 300 digits.
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("1,000E+300 µA"));
+    EXPECT_EQ(w->ED_U_SOLL->text(), QStringLiteral("-1,0E+300 V"));
+    EXPECT_EQ(w->Restlaufzeit->text(), QStringLiteral("1,00E+300 h"));
+
+    // A giant negative maximum: microamperes on the axis' least top of 1.
+    Select(QStringLiteral("RIESIG-NEG"));
+    EXPECT_EQ(w->fEinheitI, QStringLiteral("[µA]"));
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 1.0);
+    EXPECT_DOUBLE_EQ(axis->Increment(), 0.05);
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("-1,000E+300 µA"));
+    EXPECT_FALSE(w->grab().isNull());
 }
