@@ -563,6 +563,9 @@ void TCustomChart::MouseUp(Qt::MouseButton button, Qt::KeyboardModifiers shift, 
 
 void TCustomChart::MouseWheel(int delta)
 {
+    // A wheel tilted sideways turns neither up nor down.
+    if (delta == 0)
+        return;
     const bool up = delta > 0;
     if (fPanning.MouseWheel != pmwNone && (fAllowPanning == pmVertical || fAllowPanning == pmBoth)) {
         const bool sense = fPanning.MouseWheel == pmwInverted ? !up : up;
@@ -619,7 +622,12 @@ void TCustomChart::mouseDoubleClickEvent(QMouseEvent* event)
 
 void TCustomChart::wheelEvent(QWheelEvent* event)
 {
-    MouseWheel(event->angleDelta().y());
+    const int delta = event->angleDelta().y();
+    if (delta == 0) {
+        event->ignore();
+        return;
+    }
+    MouseWheel(delta);
     event->accept();
 }
 

@@ -294,6 +294,32 @@ TEST_F(ChartFixture, WheelScrollsTheVerticalAxes)
     EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 93);
 }
 
+TEST_F(ChartFixture, ASidewaysWheelIsNeitherUpNorDown)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.LeftAxis()->SetMinMax(0, 100);
+    chart.RenderImage();
+    const QPointF at(Inside(0.5, 0.5));
+    QWheelEvent sideways(at, chart.mapToGlobal(at), QPoint(), QPoint(120, 0), Qt::NoButton, Qt::NoModifier,
+                         Qt::NoScrollPhase, false);
+    // Wheel panning (the default) and then the zoom wheel: a tilt of the wheel moves nothing.
+    QApplication::sendEvent(&chart, &sideways);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 0);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 100);
+    chart.Panning().MouseWheel = pmwNone;
+    chart.Zoom().MouseWheel = pmwNormal;
+    chart.Zoom().Direction = tzdVertical;
+    QApplication::sendEvent(&chart, &sideways);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 0);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 100);
+    EXPECT_FALSE(chart.ZoomedState());
+    // The same wheel turned downward does zoom out.
+    QWheelEvent down(at, chart.mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
+                     Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&chart, &down);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), -10);
+}
+
 TEST_F(ChartFixture, RubberBandIsDrawnAndErasedOnTheKeptPicture)
 {
     AddSeries(100, [](int i) { return i % 10; }, clRed);
