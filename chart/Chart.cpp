@@ -215,19 +215,22 @@ void TCustomChart::DrawTitlesAndLegend(bool beforeSeries)
 void TCustomChart::DrawWalls()
 {
     TChartBackWall& w = fWalls.BackWall;
-    if (!w.Visible())
-        return;
-    TCanvas3D* c = Canvas();
-    if (w.Transparent()) {
-        c->Brush().SetStyle(bsClear);
-    } else {
-        c->Brush().SetStyle(w.Brush().Style());
-        c->Brush().SetColor(w.Color() == clTeeColor ? clSilver : w.Color());
+    if (w.Visible()) {
+        TCanvas3D* c = Canvas();
+        if (w.Transparent()) {
+            c->Brush().SetStyle(bsClear);
+        } else {
+            c->Brush().SetStyle(w.Brush().Style());
+            c->Brush().SetColor(w.Color() == clTeeColor ? clSilver : w.Color());
+        }
+        c->AssignVisiblePen(w.Pen());
+        const TRect& r = fChartRect;
+        // The wall frames the plot on its outer pixels.
+        c->Rectangle(TRect{r.Left - 1, r.Top - 1, r.Right + 1, r.Bottom + 1});
     }
-    c->AssignVisiblePen(w.Pen());
-    const TRect& r = fChartRect;
-    // The wall frames the plot on its outer pixels.
-    c->Rectangle(TRect{r.Left - 1, r.Top - 1, r.Right + 1, r.Bottom + 1});
+    // A picture inside the walls lies over the wall's fill, within its frame.
+    if (!BackImage.isNull() && BackImageInside)
+        DrawBackImage(fChartRect);
 }
 
 // ------------------------------------------------------------------ hit test

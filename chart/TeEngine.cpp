@@ -1031,16 +1031,49 @@ void TCustomAxisPanel::DrawAxes()
 void TCustomAxisPanel::PanelPaint(const TRect& rect)
 {
     TCanvas3D* c = Canvas();
-    if (fColor != clNone) {
+    const TRect body = PanelBody(rect);
+    auto fill = [c](const TRect& r, TColor color) {
         c->Brush().SetStyle(bsSolid);
-        c->Brush().SetColor(fColor);
-        c->FillRect(rect);
-    }
+        c->Brush().SetColor(color);
+        c->FillRect(r);
+    };
+    // Shadow and emboss first: the body covers all of them but their offset edges.
+    for (const TTeeShadow* s : {&fShadow, &fEmboss})
+        if (s->Visible())
+            fill(TRect{body.Left + s->HorizSize(), body.Top + s->VertSize(), body.Right + s->HorizSize(),
+                       body.Bottom + s->VertSize()},
+                 s->Color());
+    if (fColor != clNone)
+        fill(body, fColor);
+    if (fGradient.Visible())
+        c->GradientFill(body, fGradient);
+    if (!BackImage.isNull() && !BackImageInside)
+        DrawBackImage(body);
+    TRect inner = body;
     if (Border.Visible()) {
         c->Brush().SetStyle(bsClear);
         c->AssignVisiblePen(Border);
-        c->Rectangle(rect);
+        c->Rectangle(body);
+        inner = TRect{body.Left + Border.Width(), body.Top + Border.Width(), body.Right - Border.Width(),
+                      body.Bottom - Border.Width()};
     }
+    // Raised: light above and left, dark below and right; lowered the other way round.
+    auto bevel = [&](TPanelBevel kind, TRect& r) {
+        if (kind == bvNone)
+            return;
+        if (kind != bvSpace) {
+            const TColor light = kind == bvRaised ? clWhite : clGray;
+            const TColor dark = kind == bvRaised ? clGray : clWhite;
+            const int w = fBevelWidth;
+            fill(TRect{r.Left, r.Top, r.Right, r.Top + w}, light);
+            fill(TRect{r.Left, r.Top, r.Left + w, r.Bottom}, light);
+            fill(TRect{r.Left, r.Bottom - w, r.Right, r.Bottom}, dark);
+            fill(TRect{r.Right - w, r.Top + w, r.Right, r.Bottom}, dark);
+        }
+        r = TRect{r.Left + fBevelWidth, r.Top + fBevelWidth, r.Right - fBevelWidth, r.Bottom - fBevelWidth};
+    };
+    bevel(fBevelOuter, inner);
+    bevel(fBevelInner, inner);
 }
 
 void TCustomAxisPanel::InternalDraw(const TRect& rect)

@@ -123,6 +123,19 @@ TEST_F(ChartFixture, TwoCustomAxesShareThePlotHeightByHalves)
     EXPECT_EQ(img.pixelColor(x, redY), QColor(Qt::red));
 }
 
+// Where the ink of one colour lies within the rows from y0 to y1: leftmost and rightmost column.
+std::pair<int, int> InkColumns(const QImage& img, int y0, int y1, const std::function<bool(QColor)>& is)
+{
+    int lo = img.width(), hi = -1;
+    for (int y = std::max(0, y0); y < std::min(img.height(), y1); ++y)
+        for (int x = 0; x < img.width(); ++x)
+            if (is(img.pixelColor(x, y))) {
+                lo = std::min(lo, x);
+                hi = std::max(hi, x);
+            }
+    return {lo, hi};
+}
+
 TEST_F(ChartFixture, RepaintWithoutChangeOnlyCopiesTheBuffer)
 {
     AddSeries(50, [](int i) { return i % 7; }, clRed);
@@ -431,6 +444,146 @@ TEST_F(ChartFixture, LegendOfTheRowsOfOneLongCurveListsWhatFits)
     lg.SetFirstValue(1000);
     chart.RenderImage();
     EXPECT_EQ(lg.Clicked(lg.RectLegend.Left + 10, lg.RectLegend.Top + 1 + int(std::lround(lg.ItemHeight * 0.1)) + 1), 1000);
+}
+
+TEST_F(ChartFixture, LegendTitleSymbolWidthAndLastValues)
+{
+    TFastLineSeries& a = AddSeries(5, [](int i) { return i * 1.5; }, clRed);   // last 6
+    TFastLineSeries& b = AddSeries(8, [](int i) { return 100 - i; }, clBlue);   // last 93
+    TChartLegend& lg = chart.Legend();
+    lg.SetLegendStyle(lsSeries);
+    chart.RenderImage();
+    const int h = lg.ItemHeight;
+    const int plainHeight = lg.RectLegend.Height();
+    // The symbol is a share of the item height, or given in pixels.
+    EXPECT_EQ(lg.XLegendBox, int(std::lround(0.2 * h)));
+    lg.Symbol.Width = 250;
+    chart.RenderImage();
+    EXPECT_EQ(lg.XLegendBox, int(std::lround(2.5 * h)));
+    lg.Symbol.WidthUnits = lcsPixels;
+    lg.Symbol.Width = 25;
+    lg.HorizMargin = 3;
+    chart.RenderImage();
+    EXPECT_EQ(lg.XLegendBox, 28);
+
+    // A title: its lines and 4 pixels on top of the items, which move down under it.
+    lg.Title().SetCaption(QStringLiteral("Kurven"));
+    lg.Title().Font().SetColor(clGreen);
+    const QImage img = chart.RenderImage();
+    img.save(OutPath("legend_title.png"));
+    ASSERT_GT(lg.TitleHeight, 5);
+    EXPECT_EQ(lg.RectLegend.Height(), plainHeight + lg.TitleHeight + 4);
+    const auto green = [](QColor c) { return c.green() > 90 && c.red() < 80 && c.blue() < 80; };
+    const auto [gl, gr] = InkColumns(img, lg.RectLegend.Top, lg.RectLegend.Top + lg.TitleHeight + 3, green);
+    EXPECT_LT(gl, gr) << "title drawn in its band";
+    EXPECT_GE(gl, lg.RectLegend.Left);
+    EXPECT_LE(gr, lg.RectLegend.Right);
+    const int firstRow = lg.RectLegend.Top + 1 + int(std::lround(h * 0.1)) + lg.TitleHeight + 4;
+    const int x = lg.RectLegend.Left + 10;
+    EXPECT_EQ(lg.Clicked(x, lg.RectLegend.Top + 2), -1) << "the title is no item";
+    EXPECT_EQ(lg.Clicked(x, firstRow + h / 2), 0);
+    EXPECT_EQ(lg.Clicked(x, firstRow + h + h / 2), 1);
+
+    // Last values: one item per series with its newest value, not the rows of one series.
+    lg.Title().SetCaption(QString());
+    lg.SetLegendStyle(lsLastValues);
+    chart.RenderImage().save(OutPath("legend_last_values.png"));
+    ASSERT_EQ(lg.TotalLegendItems(), 2);
+    EXPECT_EQ(lg.LegendText(0), TeeFormatFloat(a.ValueFormat, 6) + QChar(6) + QStringLiteral("S1"));
+    EXPECT_EQ(lg.LegendText(1), TeeFormatFloat(b.ValueFormat, 93) + QChar(6) + QStringLiteral("S2"));
+    lg.TextStyle = ltsRightValue;
+    EXPECT_EQ(lg.LegendText(1), QStringLiteral("S2") + QChar(6) + TeeFormatFloat(b.ValueFormat, 93));
+    b.SetActive(false);
+    EXPECT_EQ(lg.TotalLegendItems(), 1);
+}
+
+TEST_F(ChartFixture, PanelBevelsShadowGradientAndPictureArePaintedAndCounted)
+{
+    for (TChartAxis* ax : chart.Axes())
+        ax->SetVisible(false);
+    chart.Legend().SetVisible(false);
+    chart.SetMarginUnits(muPixels);
+    for (auto set : {&TChart::SetMarginLeft, &TChart::SetMarginTop, &TChart::SetMarginRight, &TChart::SetMarginBottom})
+        (chart.*set)(10);
+    chart.SetColor(clSilver);
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 490, 390}));
+    const QColor white(Qt::white), gray(128, 128, 128), silver(192, 192, 192);
+
+    // Raised outside, lowered inside, 3 pixels each: light and dark edges, 6 pixels taken.
+    chart.SetBevelOuter(bvRaised);
+    chart.SetBevelInner(bvLowered);
+    chart.SetBevelWidth(3);
+    QImage img = chart.RenderImage();
+    img.save(OutPath("panel_bevels.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{16, 16, 484, 384}));
+    EXPECT_EQ(img.pixelColor(1, 200), white);
+    EXPECT_EQ(img.pixelColor(498, 200), gray);
+    EXPECT_EQ(img.pixelColor(200, 1), white);
+    EXPECT_EQ(img.pixelColor(200, 398), gray);
+    EXPECT_EQ(img.pixelColor(4, 200), gray);
+    EXPECT_EQ(img.pixelColor(495, 200), white);
+    EXPECT_EQ(img.pixelColor(8, 200), silver);
+
+    // A shadow below and right of the panel: the panel gives up that room.
+    chart.SetBevelOuter(bvNone);
+    chart.SetBevelInner(bvNone);
+    chart.Shadow().SetColor(clBlack);
+    chart.Shadow().SetSize(6);
+    img = chart.RenderImage();
+    img.save(OutPath("panel_shadow.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 484, 384}));
+    EXPECT_EQ(img.pixelColor(497, 200), QColor(Qt::black));
+    EXPECT_EQ(img.pixelColor(200, 397), QColor(Qt::black));
+    EXPECT_NE(img.pixelColor(497, 2), QColor(Qt::black)) << "the shadow starts at its offset";
+    EXPECT_EQ(img.pixelColor(491, 200), silver);
+    // An emboss above and left.
+    chart.Emboss().SetColor(clYellow);
+    chart.Emboss().SetHorizSize(-4);
+    chart.Emboss().SetVertSize(-4);
+    img = chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), (TRect{14, 14, 484, 384}));
+    EXPECT_EQ(img.pixelColor(1, 200), QColor(Qt::yellow));
+
+    // A gradient over the fill, from top to bottom.
+    chart.Shadow().SetSize(0);
+    chart.Emboss().SetSize(0);
+    chart.Gradient().SetStartColor(clRed);
+    chart.Gradient().SetEndColor(clBlue);
+    chart.Gradient().SetVisible(true);
+    img = chart.RenderImage();
+    img.save(OutPath("panel_gradient.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 490, 390}));
+    const QColor top = img.pixelColor(5, 1), bottom = img.pixelColor(5, 398), middle = img.pixelColor(5, 200);
+    EXPECT_GT(top.red(), 240);
+    EXPECT_LT(top.blue(), 15);
+    EXPECT_GT(bottom.blue(), 240);
+    EXPECT_LT(bottom.red(), 15);
+    EXPECT_NEAR(middle.red(), 128, 10);
+
+    // A picture over the whole panel, or only within the plot.
+    chart.Gradient().SetVisible(false);
+    QImage picture(4, 4, QImage::Format_RGB32);
+    picture.fill(Qt::green);
+    chart.BackImage = picture;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(5, 5), QColor(Qt::green));
+    EXPECT_EQ(img.pixelColor(250, 200), QColor(Qt::green));
+    chart.BackImageInside = true;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(5, 5), silver);
+    EXPECT_EQ(img.pixelColor(250, 200), QColor(Qt::green));
+    // Tiled with its corner colour left out: the fill shows in the picture's holes.
+    picture.setPixelColor(0, 3, Qt::blue);
+    picture.setPixelColor(2, 1, Qt::blue);
+    chart.BackImage = picture;
+    chart.BackImageInside = false;
+    chart.BackImageMode = pbmTile;
+    chart.BackImageTransp = true;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(0, 3), silver);
+    EXPECT_EQ(img.pixelColor(6, 5), silver);
+    EXPECT_EQ(img.pixelColor(1, 3), QColor(Qt::green));
 }
 
 TEST_F(ChartFixture, ClickedPartOrder)
