@@ -42,22 +42,23 @@ TChartTitle::TChartTitle(TCustomChart* chart, bool foot) : TStringsShape(chart),
         fFont.SetStyle(fsItalic);
 }
 
-void TChartTitle::CalcBand(TRect& chartRect)
+void TChartTitle::CalcBand(TRect& chartRect, bool remember)
 {
     TCanvas3D* c = fChart->Canvas();
     c->AssignFont(fFont);
     const int band = int(fText.size()) * c->FontHeight() + VertMargin + FrameWidth();
+    TRect bounds;
     if (CustomPosition) {
-        ShapeBounds = TRect{Left, Top, Left, Top + band};
-        return;
-    }
-    if (fFoot) {
-        ShapeBounds = TRect{chartRect.Left, chartRect.Bottom - band, chartRect.Right, chartRect.Bottom};
+        bounds = TRect{Left, Top, Left, Top + band};
+    } else if (fFoot) {
+        bounds = TRect{chartRect.Left, chartRect.Bottom - band, chartRect.Right, chartRect.Bottom};
         chartRect.Bottom -= band;
     } else {
-        ShapeBounds = TRect{chartRect.Left, chartRect.Top, chartRect.Right, chartRect.Top + band};
+        bounds = TRect{chartRect.Left, chartRect.Top, chartRect.Right, chartRect.Top + band};
         chartRect.Top += band;
     }
+    if (remember)
+        ShapeBounds = bounds;
 }
 
 void TChartTitle::Draw()
@@ -182,23 +183,7 @@ void TCustomChart::DrawTitlesAndLegend(bool beforeSeries)
     const bool showLegend = legend.ShouldDraw();
     if (beforeSeries) {
         TRect r = fChartRect;
-        auto titles = [&] {
-            for (TChartTitle* t : {fTitle.get(), fSubTitle.get()})
-                if (t && t->ShouldDraw())
-                    t->CalcBand(r);
-            for (TChartTitle* t : {static_cast<TChartTitle*>(fFoot.get()), static_cast<TChartTitle*>(fSubFoot.get())})
-                if (t && t->ShouldDraw())
-                    t->CalcBand(r);
-        };
-        // A legend on the side is placed first so the titles centre over what is left.
-        if (showLegend && legend.Vertical()) {
-            legend.CalcLegendRect(r);
-            titles();
-        } else {
-            titles();
-            if (showLegend)
-                legend.CalcLegendRect(r);
-        }
+        ReserveTitlesAndLegend(r, true);
         SetChartRect(r);
         for (TChartTitle* t : {fTitle.get(), fSubTitle.get(), static_cast<TChartTitle*>(fFoot.get()),
                                static_cast<TChartTitle*>(fSubFoot.get())})
@@ -210,6 +195,29 @@ void TCustomChart::DrawTitlesAndLegend(bool beforeSeries)
     }
     if (showLegend && !legend.DrawBehind)
         legend.Draw();
+}
+
+void TCustomChart::ReserveTitlesAndLegend(TRect& r, bool remember)
+{
+    TChartLegend& legend = *fLegend;
+    const bool showLegend = legend.ShouldDraw();
+    auto titles = [&] {
+        for (TChartTitle* t : {fTitle.get(), fSubTitle.get()})
+            if (t && t->ShouldDraw())
+                t->CalcBand(r, remember);
+        for (TChartTitle* t : {static_cast<TChartTitle*>(fFoot.get()), static_cast<TChartTitle*>(fSubFoot.get())})
+            if (t && t->ShouldDraw())
+                t->CalcBand(r, remember);
+    };
+    // A legend on the side is placed first so the titles centre over what is left.
+    if (showLegend && legend.Vertical()) {
+        legend.CalcLegendRect(r);
+        titles();
+    } else {
+        titles();
+        if (showLegend)
+            legend.CalcLegendRect(r);
+    }
 }
 
 void TCustomChart::DrawWalls()

@@ -82,8 +82,8 @@ public:
     bool IsFoot() const { return fFoot; }
     // A title with no text counts as not visible.
     bool ShouldDraw() const { return fVisible && !fText.isEmpty(); }
-    // Takes the title's band out of the chart rectangle and remembers where it lies.
-    void CalcBand(TRect& chartRect);
+    // Takes the title's band out of the chart rectangle; remember keeps where it lies.
+    void CalcBand(TRect& chartRect, bool remember = true);
     void Draw();
 
 private:
@@ -341,6 +341,7 @@ public:
 
 protected:
     void DrawTitlesAndLegend(bool beforeSeries) override;
+    void ReserveTitlesAndLegend(TRect& r, bool remember) override;
     void DrawWalls() override;
     void DrawZoomRectangle() override;
     void mousePressEvent(QMouseEvent* event) override;

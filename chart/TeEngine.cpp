@@ -987,7 +987,8 @@ void TCustomAxisPanel::CalcAxisRect()
     }
     for (TChartAxis* a : fAxes)
         a->InternalCalcPositions();
-    TRect work = fChartRect;
+    const TRect start = fChartRect;
+    TRect work = start;
     for (TChartAxis* a : fAxes) {
         if (!a->Visible() || a->IsDepthAxis)
             continue;
@@ -998,9 +999,48 @@ void TCustomAxisPanel::CalcAxisRect()
         if (inter.Left < inter.Right && inter.Top < inter.Bottom)
             work = copy;
     }
+    fAxesWidthLeft = work.Left - start.Left;
+    fAxesWidthRight = start.Right - work.Right;
+    if (fMinAxesWidthLeft > fAxesWidthLeft)
+        work.Left = std::min(start.Left + fMinAxesWidthLeft, work.Right - 1);
+    if (fMinAxesWidthRight > fAxesWidthRight)
+        work.Right = std::max(start.Right - fMinAxesWidthRight, work.Left + 1);
     SetChartRect(work);
-    for (TChartAxis* a : fAxes)
+    for (TChartAxis* a : fAxes) {
         a->InternalCalcPositions();
+        if (a->Visible() && !a->IsDepthAxis)
+            a->PlaceAtChartRect();
+    }
+}
+
+void TCustomAxisPanel::SetMinAxesWidths(int left, int right)
+{
+    left = std::max(left, 0);
+    right = std::max(right, 0);
+    if (left != fMinAxesWidthLeft || right != fMinAxesWidthRight) {
+        fMinAxesWidthLeft = left;
+        fMinAxesWidthRight = right;
+        Invalidate();
+    }
+}
+
+void TCustomAxisPanel::CalcLayout()
+{
+    const bool painting = Drawing();
+    const TRect kept = fChartRect;
+    if (!painting) {
+        fChartBounds = TRect{0, 0, width(), height()};
+        SetChartRect(MarginRect(fChartBounds));
+    }
+    // Titles keep the place their last paint gave them (and narrowed to their text).
+    TRect r = fChartRect;
+    ReserveTitlesAndLegend(r, false);
+    SetChartRect(r);
+    CalcAxisRect();
+    AxesMargins();
+    // The paint under way lays out again from the rectangle its margins gave.
+    if (painting)
+        SetChartRect(kept);
 }
 
 void TCustomAxisPanel::AxesMargins()

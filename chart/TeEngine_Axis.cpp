@@ -821,17 +821,20 @@ void TChartAxis::CalcRect(TRect& r)
     int side = fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left);
     PosTitle = side;
     const int titleSize = SizeTitle();
+    fTitleBand = titleSize;
     side += inward * titleSize;
     // The title band, for drawing and the hit test.
     const int a = std::min(PosTitle, side), b = std::max(PosTitle, side);
     fTitleRect = fHorizontal ? TRect{IStartPos, a, IEndPos, b} : TRect{a, IStartPos, b, IEndPos};
     int gap = 0;
+    fLabelsBand = 0;
     if (LabelsVisible()) {
         fLabels.LabelWidth = 0;
         int size = fLabels.Size > 0 ? fLabels.Size : SizeLabels();
         fLabelRowSize = size;
         if (fLabels.Alternate)
             size *= 2;
+        fLabelsBand = size;
         side += inward * size;
         gap = RoundPix(0.01 * fLabels.MarginToAxis * LabelTextHeight(QString()));
     }
@@ -858,6 +861,22 @@ void TChartAxis::CalcRect(TRect& r)
     }
     PosAxis = ApplyPosition(side, r);
     PosLabels = PosAxis + DirOut() * fLabelGap;
+}
+
+void TChartAxis::PlaceAtChartRect()
+{
+    if (!fParentChart)
+        return;
+    const TRect& r = fParentChart->ChartRect();
+    const int edge = fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left);
+    PosAxis = ApplyPosition(edge, r);
+    PosLabels = PosAxis + DirOut() * fLabelGap;
+    // The title follows its labels: with several axes on one side every one of them
+    // draws at the plot's edge, not in the band the layout first gave it.
+    PosTitle = edge + DirOut() * (fLabelGap + fLabelsBand + fTitleBand);
+    const int inner = PosTitle - DirOut() * fTitleBand;
+    const int a = std::min(PosTitle, inner), b = std::max(PosTitle, inner);
+    fTitleRect = fHorizontal ? TRect{IStartPos, a, IEndPos, b} : TRect{a, IStartPos, b, IEndPos};
 }
 
 bool TChartAxis::AxisClicked(int x, int y) const
@@ -1215,11 +1234,8 @@ void TChartAxis::Draw(bool calcPosAxis)
     if (!fParentChart || !fParentChart->Canvas())
         return;
     IAxisDateTime = IsDateTime();
-    if (calcPosAxis) {
-        const TRect& r = fParentChart->ChartRect();
-        PosAxis = ApplyPosition(fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left), r);
-        PosLabels = PosAxis + DirOut() * fLabelGap;
-    }
+    if (calcPosAxis)
+        PlaceAtChartRect();
     DrawTitle();
     BuildLabels();
     DrawTicksAndGrid();

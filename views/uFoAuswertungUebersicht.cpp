@@ -342,6 +342,30 @@ void TFOOrvexAuswertung::BuildCharts()
     Ser_U = MakeSeries(chart_U_I, axU, QStringLiteral("U"), clRed);
     Ser_T = MakeSeries(Chart_T_RF, axT, QStringLiteral("T"), clBlack);
     Ser_rF = MakeSeries(Chart_T_RF, axRF, QStringLiteral("rF"), clRed);
+    for (TChart* c : {chart_U_I, Chart_T_RF})
+        c->OnBeforeDrawChart = [this] { PlotsAngleichen(); };
+}
+
+void TFOOrvexAuswertung::PlotsAngleichen()
+{
+    // The zoom coupling passes pixels, so both plots must start and end on the same
+    // columns. Width and margins are the same; the scales at the sides are not, so
+    // both charts reserve at each side what the wider of the two needs. The hidden
+    // chart counts too: it follows every zoom and must map pixels alike.
+    int left = 0, right = 0;
+    for (TChart* c : {chart_U_I, Chart_T_RF}) {
+        c->CalcLayout();
+        left = std::max(left, c->AxesWidthLeft());
+        right = std::max(right, c->AxesWidthRight());
+    }
+    for (TChart* c : {chart_U_I, Chart_T_RF}) {
+        if (c->MinAxesWidthLeft() == left && c->MinAxesWidthRight() == right)
+            continue;
+        c->SetMinAxesWidths(left, right);
+        // Its next paint follows; its pixels count from now on.
+        if (!c->Drawing())
+            c->CalcLayout();
+    }
 }
 
 void TFOOrvexAuswertung::FormCreate()

@@ -136,6 +136,85 @@ std::pair<int, int> InkColumns(const QImage& img, int y0, int y1, const std::fun
     return {lo, hi};
 }
 
+TEST_F(ChartFixture, StackedAxesOnOneSideKeepEachTitleBesideItsLabels)
+{
+    chart.LeftAxis()->SetVisible(false);
+    chart.Legend().SetVisible(false);
+    TChartAxis* outer = chart.CustomAxes().Add();
+    outer->SetStartPosition(0);
+    outer->SetEndPosition(50);
+    TChartAxis* inner = chart.CustomAxes().Add();
+    inner->SetStartPosition(50);
+    inner->SetEndPosition(100);
+    outer->Title().SetCaption(QStringLiteral("Aussen"));
+    outer->Title().Font().SetColor(clRed);
+    outer->LabelsFont().SetColor(clBlue);
+    inner->Title().SetCaption(QStringLiteral("Innen"));
+    inner->Title().Font().SetColor(clGreen);
+    inner->LabelsFont().SetColor(clBlack);
+    TFastLineSeries& a = AddSeries(10, [](int i) { return 1000 + i; }, clGray);
+    TFastLineSeries& b = AddSeries(10, [](int i) { return i; }, clGray);
+    a.SetVertAxis(aCustomVertAxis);
+    a.SetCustomVertAxis(outer);
+    b.SetVertAxis(aCustomVertAxis);
+    b.SetCustomVertAxis(inner);
+    const QImage img = chart.RenderImage();
+    img.save(OutPath("stacked_axes.png"));
+    const auto red = [](QColor c) { return c.red() > 180 && c.green() < 90 && c.blue() < 90; };
+    const auto blue = [](QColor c) { return c.blue() > 180 && c.red() < 90 && c.green() < 90; };
+    const auto [titleLeft, titleRight] = InkColumns(img, outer->IStartPos, outer->IEndPos, red);
+    const auto [labelsLeft, labelsRight] = InkColumns(img, outer->IStartPos, outer->IEndPos, blue);
+    ASSERT_LE(titleLeft, titleRight) << "outer title drawn";
+    ASSERT_LE(labelsLeft, labelsRight) << "outer labels drawn";
+    // Both axes draw at the plot's edge: the outer title stands right beside its own
+    // labels, not out where the layout first put the outer band.
+    EXPECT_LT(labelsRight, chart.ChartRect().Left);
+    EXPECT_GT(labelsLeft, titleRight);
+    const auto green = [](QColor c) { return c.green() > 90 && c.red() < 80 && c.blue() < 80; };
+    const auto black = [](QColor c) { return c.green() < 60 && c.red() < 60 && c.blue() < 60; };
+    const int innerTitleRight = InkColumns(img, inner->IStartPos, inner->IEndPos, green).second;
+    const int innerLabelsLeft = InkColumns(img, inner->IStartPos, inner->IEndPos, black).first;
+    EXPECT_NEAR(labelsLeft - titleRight, innerLabelsLeft - innerTitleRight, 2);
+    EXPECT_LE(labelsLeft - titleRight, 12);
+    // The title's hit area moved with it.
+    const int y = (outer->IStartPos + outer->IEndPos) / 2;
+    const TChartClickedPart p = chart.CalcClickedPart(QPoint((titleLeft + titleRight) / 2, y), false);
+    EXPECT_EQ(p.Part, cpAxisTitle);
+    EXPECT_EQ(p.AAxis, outer);
+}
+
+TEST_F(ChartFixture, LayoutWithoutPaintAndTheLeastRoomOfTheAxes)
+{
+    AddSeries(10, [](int i) { return i * 1000.0; }, clRed);
+    chart.Title().SetCaption(QStringLiteral("Titel"));
+    chart.CalcLayout();   // never painted: the layout the first paint will make
+    const TRect dry = chart.ChartRect();
+    const int natural = chart.AxesWidthLeft();
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    EXPECT_GT(natural, 20);
+    // More room than the axes need: the plot starts further in, the axis stays at its edge.
+    chart.SetMinAxesWidths(natural + 25, 0);
+    chart.RenderImage().save(OutPath("least_axes_room.png"));
+    EXPECT_EQ(chart.ChartRect().Left, dry.Left + 25);
+    EXPECT_EQ(chart.ChartRect().Right, dry.Right);
+    EXPECT_EQ(chart.AxesWidthLeft(), natural) << "what the axes need, not what was reserved";
+    EXPECT_EQ(chart.LeftAxis()->PosAxis, chart.ChartRect().Left);
+    // Less room than they need changes nothing.
+    chart.SetMinAxesWidths(1, 1);
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    // Within a paint the dry layout leaves the paint's own rectangles alone.
+    chart.OnBeforeDrawChart = [this] { chart.CalcLayout(); };
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    // Outside a paint it leaves the title where the paint drew it, narrowed to its text.
+    const TRect title = chart.Title().ShapeBounds;
+    ASSERT_LT(title.Width(), dry.Width() / 2);
+    chart.CalcLayout();
+    EXPECT_EQ(chart.Title().ShapeBounds, title);
+}
+
 TEST_F(ChartFixture, RepaintWithoutChangeOnlyCopiesTheBuffer)
 {
     AddSeries(50, [](int i) { return i % 7; }, clRed);
