@@ -42,22 +42,23 @@ TChartTitle::TChartTitle(TCustomChart* chart, bool foot) : TStringsShape(chart),
         fFont.SetStyle(fsItalic);
 }
 
-void TChartTitle::CalcBand(TRect& chartRect)
+void TChartTitle::CalcBand(TRect& chartRect, bool remember)
 {
     TCanvas3D* c = fChart->Canvas();
     c->AssignFont(fFont);
     const int band = int(fText.size()) * c->FontHeight() + VertMargin + FrameWidth();
+    TRect bounds;
     if (CustomPosition) {
-        ShapeBounds = TRect{Left, Top, Left, Top + band};
-        return;
-    }
-    if (fFoot) {
-        ShapeBounds = TRect{chartRect.Left, chartRect.Bottom - band, chartRect.Right, chartRect.Bottom};
+        bounds = TRect{Left, Top, Left, Top + band};
+    } else if (fFoot) {
+        bounds = TRect{chartRect.Left, chartRect.Bottom - band, chartRect.Right, chartRect.Bottom};
         chartRect.Bottom -= band;
     } else {
-        ShapeBounds = TRect{chartRect.Left, chartRect.Top, chartRect.Right, chartRect.Top + band};
+        bounds = TRect{chartRect.Left, chartRect.Top, chartRect.Right, chartRect.Top + band};
         chartRect.Top += band;
     }
+    if (remember)
+        ShapeBounds = bounds;
 }
 
 void TChartTitle::Draw()
@@ -182,23 +183,7 @@ void TCustomChart::DrawTitlesAndLegend(bool beforeSeries)
     const bool showLegend = legend.ShouldDraw();
     if (beforeSeries) {
         TRect r = fChartRect;
-        auto titles = [&] {
-            for (TChartTitle* t : {fTitle.get(), fSubTitle.get()})
-                if (t && t->ShouldDraw())
-                    t->CalcBand(r);
-            for (TChartTitle* t : {static_cast<TChartTitle*>(fFoot.get()), static_cast<TChartTitle*>(fSubFoot.get())})
-                if (t && t->ShouldDraw())
-                    t->CalcBand(r);
-        };
-        // A legend on the side is placed first so the titles centre over what is left.
-        if (showLegend && legend.Vertical()) {
-            legend.CalcLegendRect(r);
-            titles();
-        } else {
-            titles();
-            if (showLegend)
-                legend.CalcLegendRect(r);
-        }
+        ReserveTitlesAndLegend(r, true);
         SetChartRect(r);
         for (TChartTitle* t : {fTitle.get(), fSubTitle.get(), static_cast<TChartTitle*>(fFoot.get()),
                                static_cast<TChartTitle*>(fSubFoot.get())})
@@ -212,22 +197,48 @@ void TCustomChart::DrawTitlesAndLegend(bool beforeSeries)
         legend.Draw();
 }
 
+void TCustomChart::ReserveTitlesAndLegend(TRect& r, bool remember)
+{
+    TChartLegend& legend = *fLegend;
+    const bool showLegend = legend.ShouldDraw();
+    auto titles = [&] {
+        for (TChartTitle* t : {fTitle.get(), fSubTitle.get()})
+            if (t && t->ShouldDraw())
+                t->CalcBand(r, remember);
+        for (TChartTitle* t : {static_cast<TChartTitle*>(fFoot.get()), static_cast<TChartTitle*>(fSubFoot.get())})
+            if (t && t->ShouldDraw())
+                t->CalcBand(r, remember);
+    };
+    // A legend on the side is placed first so the titles centre over what is left.
+    if (showLegend && legend.Vertical()) {
+        legend.CalcLegendRect(r);
+        titles();
+    } else {
+        titles();
+        if (showLegend)
+            legend.CalcLegendRect(r);
+    }
+}
+
 void TCustomChart::DrawWalls()
 {
     TChartBackWall& w = fWalls.BackWall;
-    if (!w.Visible())
-        return;
-    TCanvas3D* c = Canvas();
-    if (w.Transparent()) {
-        c->Brush().SetStyle(bsClear);
-    } else {
-        c->Brush().SetStyle(w.Brush().Style());
-        c->Brush().SetColor(w.Color() == clTeeColor ? clSilver : w.Color());
+    if (w.Visible()) {
+        TCanvas3D* c = Canvas();
+        if (w.Transparent()) {
+            c->Brush().SetStyle(bsClear);
+        } else {
+            c->Brush().SetStyle(w.Brush().Style());
+            c->Brush().SetColor(w.Color() == clTeeColor ? clSilver : w.Color());
+        }
+        c->AssignVisiblePen(w.Pen());
+        const TRect& r = fChartRect;
+        // The wall frames the plot on its outer pixels.
+        c->Rectangle(TRect{r.Left - 1, r.Top - 1, r.Right + 1, r.Bottom + 1});
     }
-    c->AssignVisiblePen(w.Pen());
-    const TRect& r = fChartRect;
-    // The wall frames the plot on its outer pixels.
-    c->Rectangle(TRect{r.Left - 1, r.Top - 1, r.Right + 1, r.Bottom + 1});
+    // A picture inside the walls lies over the wall's fill, within its frame.
+    if (!BackImage.isNull() && BackImageInside)
+        DrawBackImage(fChartRect);
 }
 
 // ------------------------------------------------------------------ hit test
@@ -563,6 +574,9 @@ void TCustomChart::MouseUp(Qt::MouseButton button, Qt::KeyboardModifiers shift, 
 
 void TCustomChart::MouseWheel(int delta)
 {
+    // A wheel tilted sideways turns neither up nor down.
+    if (delta == 0)
+        return;
     const bool up = delta > 0;
     if (fPanning.MouseWheel != pmwNone && (fAllowPanning == pmVertical || fAllowPanning == pmBoth)) {
         const bool sense = fPanning.MouseWheel == pmwInverted ? !up : up;
@@ -619,7 +633,12 @@ void TCustomChart::mouseDoubleClickEvent(QMouseEvent* event)
 
 void TCustomChart::wheelEvent(QWheelEvent* event)
 {
-    MouseWheel(event->angleDelta().y());
+    const int delta = event->angleDelta().y();
+    if (delta == 0) {
+        event->ignore();
+        return;
+    }
+    MouseWheel(delta);
     event->accept();
 }
 

@@ -82,8 +82,8 @@ public:
     bool IsFoot() const { return fFoot; }
     // A title with no text counts as not visible.
     bool ShouldDraw() const { return fVisible && !fText.isEmpty(); }
-    // Takes the title's band out of the chart rectangle and remembers where it lies.
-    void CalcBand(TRect& chartRect);
+    // Takes the title's band out of the chart rectangle; remember keeps where it lies.
+    void CalcBand(TRect& chartRect, bool remember = true);
     void Draw();
 
 private:
@@ -180,9 +180,22 @@ struct TLegendItem {
     QString Text, Text2, Text3;
 };
 
+// The heading of a legend, above its items; shown when it has text.
+class TLegendTitle : public TStringsShape {
+public:
+    explicit TLegendTitle(TCustomChart* chart);
+    TAlignment Alignment() const { return fAlignment; }
+    void SetAlignment(TAlignment v) { if (v != fAlignment) { fAlignment = v; Changed(); } }
+    bool ShouldDraw() const { return fVisible && !fText.isEmpty(); }
+
+private:
+    TAlignment fAlignment = taCenter;
+};
+
 class TCustomChartLegend : public TTeeCustomShape {
 public:
     explicit TCustomChartLegend(TCustomChart* chart);
+    TLegendTitle& Title() { return fTitle; }
 
     TLegendAlignment Alignment() const { return fAlignment; }
     void SetAlignment(TLegendAlignment v) { if (v != fAlignment) { fAlignment = v; Changed(); } }
@@ -224,6 +237,7 @@ public:
     int LastValue = -1;
     int NumCols = 1, NumRows = 0;
     int ItemHeight = 0;
+    int TitleHeight = 0;   // band of the title above the items, 0 without one
     int XLegendText = 0, XLegendColor = 0, XLegendBox = 0, XCheckBox = 0;
     int ColumnWidths[3] = {0, 0, 0};
     TRect RectLegend;
@@ -233,7 +247,7 @@ public:
     bool Vertical() const { return fAlignment == laLeft || fAlignment == laRight; }
     TLegendStyle CalcLegendStyle() const;
     int TotalLegendItems() const;
-    // The series listed at index (lsSeries); null when there is none.
+    // The series listed at index (lsSeries, lsLastValues); null when there is none.
     TChartSeries* SeriesAt(int index) const;
     // The series whose rows are listed (lsValues).
     TChartSeries* GetLegendSeries() const;
@@ -254,6 +268,11 @@ private:
     int fFirstValue = 0;
     TLegendStyle fLegendStyle = lsAuto;
     int fRows = 0;   // items actually laid out
+    TLegendTitle fTitle;
+    // Top of the first row of items.
+    int ItemsTop() const;
+    // One item per series: lsSeries and lsLastValues.
+    static bool PerSeries(TLegendStyle style) { return style == lsSeries || style == lsLastValues; }
 };
 
 class TChartLegend : public TCustomChartLegend {
@@ -322,6 +341,7 @@ public:
 
 protected:
     void DrawTitlesAndLegend(bool beforeSeries) override;
+    void ReserveTitlesAndLegend(TRect& r, bool remember) override;
     void DrawWalls() override;
     void DrawZoomRectangle() override;
     void mousePressEvent(QMouseEvent* event) override;

@@ -10,7 +10,13 @@ constexpr QChar kColumnSeparator = QChar(6);
 constexpr int kCheckBoxRoom = 15;
 }
 
-TCustomChartLegend::TCustomChartLegend(TCustomChart* chart) : TTeeCustomShape(chart)
+TLegendTitle::TLegendTitle(TCustomChart* chart) : TStringsShape(chart)
+{
+    fTransparent = true;
+    fFrame.SetVisible(false);
+}
+
+TCustomChartLegend::TCustomChartLegend(TCustomChart* chart) : TTeeCustomShape(chart), fTitle(chart)
 {
     fVisible = true;
     DividingLines.SetEndStyle(esRound);
@@ -72,7 +78,8 @@ int TCustomChartLegend::TotalLegendItems() const
         return int(Items.size());
     switch (CalcLegendStyle()) {
     case lsSeriesGroups: return 0;   // no series groups in this system
-    case lsSeries: {
+    case lsSeries:
+    case lsLastValues: {
         int n = 0;
         for (TChartSeries* s : fChart->SeriesList())
             if (s->ShowInLegend() && (s->Active() || fCheckBoxes))
@@ -98,6 +105,19 @@ QString TCustomChartLegend::LegendText(int index) const
     } else if (style == lsSeries) {
         if (TChartSeries* s = SeriesAt(index))
             text = s->Title();
+    } else if (style == lsLastValues) {
+        // Each series with its newest value beside its title.
+        if (TChartSeries* s = SeriesAt(index)) {
+            const int last = s->Count() - 1;
+            const QString value = last < 0 ? QString() : TeeFormatFloat(s->ValueFormat, s->YValue(last));
+            switch (TextStyle) {
+            case ltsPlain: text = s->Title(); break;
+            case ltsRightValue: text = s->Title() + kColumnSeparator + value; break;
+            case ltsXValue: text = last < 0 ? QString() : TeeFormatFloat(s->ValueFormat, s->XValue(last)); break;
+            case ltsValue: text = value; break;
+            default: text = value + kColumnSeparator + s->Title(); break;
+            }
+        }
     } else if (TChartSeries* s = GetLegendSeries()) {
         const QString value = TeeFormatFloat(s->ValueFormat, s->YValue(index));
         const QString label = s->Labels().Label(index);
@@ -136,13 +156,25 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
     const int total = TotalLegendItems();
     const int frame = FrameWidth();
     const int margin = int(std::lround(ItemHeight * 0.1));
+    // The title's lines above the items, and 4 pixels between.
+    int titleWidth = 0;
+    TitleHeight = 0;
+    if (fTitle.ShouldDraw()) {
+        c->AssignFont(fTitle.Font());
+        TitleHeight = int(fTitle.Text().size()) * c->FontHeight() + fTitle.FrameWidth();
+        for (const QString& line : fTitle.Text())
+            titleWidth = std::max(titleWidth, c->TextWidth(line));
+        c->AssignFont(fFont);
+    }
+    const int titleBand = TitleHeight > 0 ? TitleHeight + 4 : 0;
 
     // Only items that can show are measured: a legend of the rows of a long curve
     // lists a screenful, not a million texts.
     int canShow;
     if (Vertical()) {
         const int top0 = chartRect.Top + int(std::lround(0.01 * TopPos * chartRect.Height()));
-        const int available = (fCustomPosition ? bounds.Bottom - fTop : chartRect.Bottom - top0) - 2 - 2 * margin - frame;
+        const int available =
+            (fCustomPosition ? bounds.Bottom - fTop : chartRect.Bottom - top0) - 2 - 2 * margin - frame - titleBand;
         canShow = std::clamp(ItemHeight > 0 ? available / ItemHeight : total, 0, total);
     } else {
         canShow = std::min(total, (MaxNumRows == 0 ? 10 : MaxNumRows) * std::max(1, chartRect.Width() / 8));
@@ -155,10 +187,10 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
                 ColumnWidths[k] = std::max(ColumnWidths[k], c->TextWidth(cols[k]) + TextSymbolGap);
     }
     const int textWidth = ColumnWidths[0] + ColumnWidths[1] + ColumnWidths[2];
-    // The symbol is a share of the text room, never narrower than the font is high.
+    // The symbol's width in pixels, or in percent of the item height.
     const int symbolWidth = !Symbol.Visible ? 0
                             : Symbol.WidthUnits == lcsPixels ? Symbol.Width
-                                                             : std::max(fh, int(std::lround(0.01 * Symbol.Width * std::max(textWidth, 5 * fh))));
+                                                             : int(std::lround(0.01 * Symbol.Width * ItemHeight));
     XLegendText = 6 + TextSymbolGap / 2 + (fCheckBoxes ? kCheckBoxRoom : 0);
     XCheckBox = 4;
     XLegendColor = XLegendText;
@@ -186,8 +218,8 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
     }
     fRows = rows;
     LastValue = fFirstValue + rows - 1;
-    const int height = ItemHeight * NumRows + 2 + 2 * margin + frame;
-    width += frame;
+    const int height = ItemHeight * NumRows + 2 + 2 * margin + frame + titleBand;
+    width = std::max(width, titleWidth + 12) + frame;
 
     int left, top;
     if (fCustomPosition) {
@@ -229,14 +261,33 @@ void TCustomChartLegend::CalcLegendRect(TRect& chartRect)
     }
 }
 
+int TCustomChartLegend::ItemsTop() const
+{
+    return RectLegend.Top + 1 + int(std::lround(ItemHeight * 0.1)) + (TitleHeight > 0 ? TitleHeight + 4 : 0);
+}
+
 void TCustomChartLegend::Draw()
 {
     TCanvas3D* c = fChart->Canvas();
     DrawShape(RectLegend);
-    c->AssignFont(fFont);
     c->SetBackMode(cbmTransparent);
     c->SetTextAlign(TA_LEFT | TA_TOP);
-    const int margin = int(std::lround(ItemHeight * 0.1));
+    if (TitleHeight > 0) {
+        c->AssignFont(fTitle.Font());
+        const int fh = c->FontHeight();
+        int y = RectLegend.Top + 2 + FrameWidth();
+        for (const QString& line : fTitle.Text()) {
+            const int tw = c->TextWidth(line);
+            int x = RectLegend.Left + 6;
+            if (fTitle.Alignment() == taCenter)
+                x = (RectLegend.Left + RectLegend.Right - tw) / 2;
+            else if (fTitle.Alignment() == taRightJustify)
+                x = RectLegend.Right - 6 - tw;
+            c->TextOut(x, y, line);
+            y += fh;
+        }
+    }
+    c->AssignFont(fFont);
     const int itemWidth = NumCols > 0 ? (RectLegend.Width() - FrameWidth()) / NumCols : RectLegend.Width();
     const int fh = c->FontHeight();
     const TLegendStyle style = CalcLegendStyle();
@@ -245,9 +296,9 @@ void TCustomChartLegend::Draw()
         const int row = Vertical() ? k : k / std::max(1, NumCols);
         const int col = Vertical() ? 0 : k % std::max(1, NumCols);
         const int x0 = RectLegend.Left + col * itemWidth;
-        const int y0 = RectLegend.Top + 1 + margin + row * ItemHeight;
+        const int y0 = ItemsTop() + row * ItemHeight;
         const int yMid = y0 + ItemHeight / 2;
-        TChartSeries* series = style == lsSeries ? SeriesAt(index) : GetLegendSeries();
+        TChartSeries* series = PerSeries(style) ? SeriesAt(index) : GetLegendSeries();
         int x = x0 + XLegendText;
         int xColor = x;
         int y = yMid - fh / 2;
@@ -284,7 +335,7 @@ void TCustomChartLegend::Draw()
             const int w = XLegendBox - HorizMargin;
             const int sx = Symbol.Position == spLeft ? xColor : x0 + itemWidth - 6 - w;
             const TRect symbolRect{sx, y0 + 2, sx + w, y0 + ItemHeight - 2};
-            const TColor color = style == lsSeries ? series->SeriesColor() : series->ValueColor(index);
+            const TColor color = PerSeries(style) ? series->SeriesColor() : series->ValueColor(index);
             if (Symbol.OnDraw)
                 Symbol.OnDraw(series, index, symbolRect);
             else
@@ -315,8 +366,7 @@ int TCustomChartLegend::Clicked(int x, int y) const
     const TRect& r = RectLegend;
     if (x < r.Left || x >= r.Right || y < r.Top || y >= r.Bottom || ItemHeight <= 0)
         return -1;
-    const int margin = int(std::lround(ItemHeight * 0.1));
-    const int dy = y - (r.Top + 1 + margin);
+    const int dy = y - ItemsTop();
     if (dy < 0)
         return -1;
     const int row = dy / ItemHeight;

@@ -450,6 +450,52 @@ void TTeeCanvas3D::Ellipse(const TRect& r)
         fPainter->drawEllipse(QRect(r.Left, r.Top, r.Width() - 1, r.Height() - 1));
 }
 
+void TTeeCanvas3D::GradientFill(const TRect& r, const TTeeGradient& gradient)
+{
+    Flush();
+    if (!fPainter || r.Width() <= 0 || r.Height() <= 0)
+        return;
+    const QRectF q(r.Left, r.Top, r.Width(), r.Height());
+    QLinearGradient g;
+    switch (gradient.Direction()) {
+    case gdTopBottom: g = QLinearGradient(q.topLeft(), q.bottomLeft()); break;
+    case gdBottomTop: g = QLinearGradient(q.bottomLeft(), q.topLeft()); break;
+    case gdLeftRight: g = QLinearGradient(q.topLeft(), q.topRight()); break;
+    case gdRightLeft: g = QLinearGradient(q.topRight(), q.topLeft()); break;
+    }
+    g.setColorAt(0, ColorToQColor(gradient.StartColor()));
+    g.setColorAt(1, ColorToQColor(gradient.EndColor()));
+    fPainter->fillRect(q, g);
+}
+
+void TTeeCanvas3D::StretchDraw(const TRect& r, const QImage& image)
+{
+    Flush();
+    if (fPainter && !image.isNull())
+        fPainter->drawImage(ToQRect(r), image);
+}
+
+void TTeeCanvas3D::TileDraw(const TRect& r, const QImage& image)
+{
+    Flush();
+    if (!fPainter || image.isNull())
+        return;
+    QBrush tiles(image);
+    tiles.setTransform(QTransform::fromTranslate(r.Left, r.Top));
+    fPainter->fillRect(ToQRect(r), tiles);
+}
+
+void TTeeCanvas3D::CenterDraw(const TRect& r, const QImage& image)
+{
+    Flush();
+    if (!fPainter || image.isNull())
+        return;
+    fPainter->save();
+    fPainter->setClipRect(ToQRect(r), Qt::IntersectClip);
+    fPainter->drawImage(QPoint((r.Left + r.Right - image.width()) / 2, (r.Top + r.Bottom - image.height()) / 2), image);
+    fPainter->restore();
+}
+
 void TTeeCanvas3D::RoundRect(const TRect& r, int xRadius, int yRadius)
 {
     Flush();

@@ -106,6 +106,8 @@ public:
     TDarkGrayPen() { fColor = clDkGray; }
 };
 
+enum TGradientDirection { gdTopBottom, gdBottomTop, gdLeftRight, gdRightLeft };
+
 class TTeeGradient : public TTeeChangeNotify {
 public:
     bool Visible() const { return fVisible; }
@@ -114,11 +116,36 @@ public:
     void SetStartColor(TColor v) { if (v != fStartColor) { fStartColor = v; Changed(); } }
     TColor EndColor() const { return fEndColor; }
     void SetEndColor(TColor v) { if (v != fEndColor) { fEndColor = v; Changed(); } }
+    TGradientDirection Direction() const { return fDirection; }
+    void SetDirection(TGradientDirection v) { if (v != fDirection) { fDirection = v; Changed(); } }
 
 private:
     bool fVisible = false;
     TColor fStartColor = clWhite;
     TColor fEndColor = clYellow;
+    TGradientDirection fDirection = gdTopBottom;
+};
+
+// A copy of a shape's outline in one colour, moved by HorizSize and VertSize pixels:
+// positive sizes lie right and below, negative ones left and above.
+class TTeeShadow : public TTeeChangeNotify {
+public:
+    explicit TTeeShadow(TColor color = clGray) : fColor(color) {}
+    TColor Color() const { return fColor; }
+    void SetColor(TColor v) { if (v != fColor) { fColor = v; Changed(); } }
+    int HorizSize() const { return fHorizSize; }
+    void SetHorizSize(int v) { if (v != fHorizSize) { fHorizSize = v; Changed(); } }
+    int VertSize() const { return fVertSize; }
+    void SetVertSize(int v) { if (v != fVertSize) { fVertSize = v; Changed(); } }
+    void SetSize(int v) { SetHorizSize(v); SetVertSize(v); }
+    // Shown when switched on and moved at all.
+    bool Visible() const { return fVisible && (fHorizSize != 0 || fVertSize != 0); }
+    void SetVisible(bool v) { if (v != fVisible) { fVisible = v; Changed(); } }
+
+private:
+    TColor fColor;
+    int fHorizSize = 0, fVertSize = 0;
+    bool fVisible = true;
 };
 
 class TBrush : public TTeeChangeNotify {
@@ -237,6 +264,12 @@ public:
     }
     virtual void Ellipse(const TRect& r) = 0;
     virtual void RoundRect(const TRect& r, int xRadius, int yRadius) = 0;
+    // Fills r running from the gradient's start colour to its end colour.
+    virtual void GradientFill(const TRect& r, const TTeeGradient& gradient) = 0;
+    // A picture stretched over r, tiled from r's corner, or centred in r; clipped to r.
+    virtual void StretchDraw(const TRect& r, const QImage& image) = 0;
+    virtual void TileDraw(const TRect& r, const QImage& image) = 0;
+    virtual void CenterDraw(const TRect& r, const QImage& image) = 0;
     virtual void TextOut(int x, int y, const QString& text) = 0;
     virtual void RotateLabel(int x, int y, const QString& text, double angle) = 0;
     virtual int TextWidth(const QString& text) = 0;
@@ -307,6 +340,10 @@ public:
     void LineToPoints(const TPoint* points, int count) override;
     void Ellipse(const TRect& r) override;
     void RoundRect(const TRect& r, int xRadius, int yRadius) override;
+    void GradientFill(const TRect& r, const TTeeGradient& gradient) override;
+    void StretchDraw(const TRect& r, const QImage& image) override;
+    void TileDraw(const TRect& r, const QImage& image) override;
+    void CenterDraw(const TRect& r, const QImage& image) override;
     void TextOut(int x, int y, const QString& text) override;
     void RotateLabel(int x, int y, const QString& text, double angle) override;
     int TextWidth(const QString& text) override;

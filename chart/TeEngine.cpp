@@ -1008,7 +1008,8 @@ void TCustomAxisPanel::CalcAxisRect()
     }
     for (TChartAxis* a : fAxes)
         a->InternalCalcPositions();
-    TRect work = fChartRect;
+    const TRect start = fChartRect;
+    TRect work = start;
     for (TChartAxis* a : fAxes) {
         if (!a->Visible() || a->IsDepthAxis)
             continue;
@@ -1019,9 +1020,48 @@ void TCustomAxisPanel::CalcAxisRect()
         if (inter.Left < inter.Right && inter.Top < inter.Bottom)
             work = copy;
     }
+    fAxesWidthLeft = work.Left - start.Left;
+    fAxesWidthRight = start.Right - work.Right;
+    if (fMinAxesWidthLeft > fAxesWidthLeft)
+        work.Left = std::min(start.Left + fMinAxesWidthLeft, work.Right - 1);
+    if (fMinAxesWidthRight > fAxesWidthRight)
+        work.Right = std::max(start.Right - fMinAxesWidthRight, work.Left + 1);
     SetChartRect(work);
-    for (TChartAxis* a : fAxes)
+    for (TChartAxis* a : fAxes) {
         a->InternalCalcPositions();
+        if (a->Visible() && !a->IsDepthAxis)
+            a->PlaceAtChartRect();
+    }
+}
+
+void TCustomAxisPanel::SetMinAxesWidths(int left, int right)
+{
+    left = std::max(left, 0);
+    right = std::max(right, 0);
+    if (left != fMinAxesWidthLeft || right != fMinAxesWidthRight) {
+        fMinAxesWidthLeft = left;
+        fMinAxesWidthRight = right;
+        Invalidate();
+    }
+}
+
+void TCustomAxisPanel::CalcLayout()
+{
+    const bool painting = Drawing();
+    const TRect kept = fChartRect;
+    if (!painting) {
+        fChartBounds = TRect{0, 0, width(), height()};
+        SetChartRect(MarginRect(fChartBounds));
+    }
+    // Titles keep the place their last paint gave them (and narrowed to their text).
+    TRect r = fChartRect;
+    ReserveTitlesAndLegend(r, false);
+    SetChartRect(r);
+    CalcAxisRect();
+    AxesMargins();
+    // The paint under way lays out again from the rectangle its margins gave.
+    if (painting)
+        SetChartRect(kept);
 }
 
 void TCustomAxisPanel::AxesMargins()
@@ -1065,16 +1105,49 @@ void TCustomAxisPanel::DrawAxes()
 void TCustomAxisPanel::PanelPaint(const TRect& rect)
 {
     TCanvas3D* c = Canvas();
-    if (fColor != clNone) {
+    const TRect body = PanelBody(rect);
+    auto fill = [c](const TRect& r, TColor color) {
         c->Brush().SetStyle(bsSolid);
-        c->Brush().SetColor(fColor);
-        c->FillRect(rect);
-    }
+        c->Brush().SetColor(color);
+        c->FillRect(r);
+    };
+    // Shadow and emboss first: the body covers all of them but their offset edges.
+    for (const TTeeShadow* s : {&fShadow, &fEmboss})
+        if (s->Visible())
+            fill(TRect{body.Left + s->HorizSize(), body.Top + s->VertSize(), body.Right + s->HorizSize(),
+                       body.Bottom + s->VertSize()},
+                 s->Color());
+    if (fColor != clNone)
+        fill(body, fColor);
+    if (fGradient.Visible())
+        c->GradientFill(body, fGradient);
+    if (!BackImage.isNull() && !BackImageInside)
+        DrawBackImage(body);
+    TRect inner = body;
     if (Border.Visible()) {
         c->Brush().SetStyle(bsClear);
         c->AssignVisiblePen(Border);
-        c->Rectangle(rect);
+        c->Rectangle(body);
+        inner = TRect{body.Left + Border.Width(), body.Top + Border.Width(), body.Right - Border.Width(),
+                      body.Bottom - Border.Width()};
     }
+    // Raised: light above and left, dark below and right; lowered the other way round.
+    auto bevel = [&](TPanelBevel kind, TRect& r) {
+        if (kind == bvNone)
+            return;
+        if (kind != bvSpace) {
+            const TColor light = kind == bvRaised ? clWhite : clGray;
+            const TColor dark = kind == bvRaised ? clGray : clWhite;
+            const int w = fBevelWidth;
+            fill(TRect{r.Left, r.Top, r.Right, r.Top + w}, light);
+            fill(TRect{r.Left, r.Top, r.Left + w, r.Bottom}, light);
+            fill(TRect{r.Left, r.Bottom - w, r.Right, r.Bottom}, dark);
+            fill(TRect{r.Right - w, r.Top + w, r.Right, r.Bottom}, dark);
+        }
+        r = TRect{r.Left + fBevelWidth, r.Top + fBevelWidth, r.Right - fBevelWidth, r.Bottom - fBevelWidth};
+    };
+    bevel(fBevelOuter, inner);
+    bevel(fBevelInner, inner);
 }
 
 void TCustomAxisPanel::InternalDraw(const TRect& rect)

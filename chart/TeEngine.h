@@ -641,6 +641,9 @@ public:
     TAxisLabelStyle CalcLabelStyle() const;
     // Reserves title, labels and ticks out of r and places the axis on the new side.
     void CalcRect(TRect& r);
+    // Puts line, labels and title at the edge of the chart's plot rectangle, the title
+    // beside the labels, with the room CalcRect measured.
+    void PlaceAtChartRect();
     void Draw(bool calcPosAxis);
     // Width (or height) of the largest label the axis will show.
     int MaxLabelsWidth();
@@ -722,6 +725,8 @@ private:
     std::vector<TAxisLabelEntry> fEntries;
     int fLabelGap = 0;          // distance from PosAxis to PosLabels
     int fLabelRowSize = 0;      // one row of labels; alternating labels use two
+    int fLabelsBand = 0;        // room of all label rows, 0 without labels
+    int fTitleBand = 0;         // room of the title
     int fLastLabelPos = 0, fLastLabelSize = 0;
     bool fHasLastLabel = false;
     TRect fTitleRect;
@@ -815,6 +820,17 @@ public:
 
     // Forgets every reference a series holds to axis (custom axis being deleted).
     void AxisRemoved(TChartAxis* axis);
+    // The layout the next paint makes, without drawing: titles and legend, the axes
+    // and their margins. Within a paint it leaves the paint's rectangles as they were.
+    void CalcLayout();
+    // Least room the axes take at the left and at the right of the plot. Charts stacked
+    // over one scale set the same, so that their plots share their pixel columns.
+    int MinAxesWidthLeft() const { return fMinAxesWidthLeft; }
+    int MinAxesWidthRight() const { return fMinAxesWidthRight; }
+    void SetMinAxesWidths(int left, int right);
+    // Room the visible axes needed at the left and at the right in the last layout.
+    int AxesWidthLeft() const { return fAxesWidthLeft; }
+    int AxesWidthRight() const { return fAxesWidthRight; }
     // The axes part of a repaint: ranges, positions and the space of titles,
     // labels and ticks taken out of ChartRect in list order, in one pass.
     void CalcAxisRect();
@@ -838,6 +854,8 @@ protected:
     virtual void PanelPaint(const TRect& rect);
     // Hooks of the chart layer: the panel itself has no titles, legend or walls.
     virtual void DrawTitlesAndLegend(bool beforeSeries) { (void)beforeSeries; }
+    // Takes the bands of titles and legend out of r; remember keeps where they lie.
+    virtual void ReserveTitlesAndLegend(TRect& r, bool remember) { (void)r; (void)remember; }
     virtual void DrawWalls() {}
     virtual void DrawZoomRectangle() {}
 
@@ -854,4 +872,6 @@ private:
     bool fAxisBehind = true;
     bool fClipPoints = true;
     bool fDestroying = false;
+    int fMinAxesWidthLeft = 0, fMinAxesWidthRight = 0;
+    int fAxesWidthLeft = 0, fAxesWidthRight = 0;
 };

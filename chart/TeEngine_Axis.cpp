@@ -657,8 +657,12 @@ void TChartAxis::ValueLoop(double step, int dateStep, const std::function<bool(d
         tmp = IMaximum;
     else
         tmp = std::trunc(IMaximum / step) * step;
-    while (tmp > IMaximum) {
-        const double next = tmp - step;
+    // Every value is the start less a whole number of steps. Taking the step off again
+    // and again would pile up its rounding: on a date axis a midnight would arrive as
+    // a hair before it and name the day before.
+    const double start = tmp;
+    for (int k = 1; tmp > IMaximum; ++k) {
+        const double next = start - k * step;
         if (!std::isfinite(next) || std::abs(next) > 1.7e308 || next == tmp)
             return;
         tmp = next;
@@ -667,11 +671,12 @@ void TChartAxis::ValueLoop(double step, int dateStep, const std::function<bool(d
         fn(tmp);
         return;
     }
+    const double top = tmp;
     const double limit = IMinimum < 0 ? IMinimum : (IMinimum - TeeMinAxisIncrement) / (1 + TeeMinAxisIncrement);
-    for (int n = 0; tmp >= limit && n < 10000; ++n) {
+    for (int n = 1; tmp >= limit && n <= 10000; ++n) {
         if (!fn(tmp))
             return;
-        const double next = tmp - step;
+        const double next = top - n * step;
         if (next == tmp)
             return;
         tmp = next;
@@ -816,17 +821,20 @@ void TChartAxis::CalcRect(TRect& r)
     int side = fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left);
     PosTitle = side;
     const int titleSize = SizeTitle();
+    fTitleBand = titleSize;
     side += inward * titleSize;
     // The title band, for drawing and the hit test.
     const int a = std::min(PosTitle, side), b = std::max(PosTitle, side);
     fTitleRect = fHorizontal ? TRect{IStartPos, a, IEndPos, b} : TRect{a, IStartPos, b, IEndPos};
     int gap = 0;
+    fLabelsBand = 0;
     if (LabelsVisible()) {
         fLabels.LabelWidth = 0;
         int size = fLabels.Size > 0 ? fLabels.Size : SizeLabels();
         fLabelRowSize = size;
         if (fLabels.Alternate)
             size *= 2;
+        fLabelsBand = size;
         side += inward * size;
         gap = RoundPix(0.01 * fLabels.MarginToAxis * LabelTextHeight(QString()));
     }
@@ -853,6 +861,22 @@ void TChartAxis::CalcRect(TRect& r)
     }
     PosAxis = ApplyPosition(side, r);
     PosLabels = PosAxis + DirOut() * fLabelGap;
+}
+
+void TChartAxis::PlaceAtChartRect()
+{
+    if (!fParentChart)
+        return;
+    const TRect& r = fParentChart->ChartRect();
+    const int edge = fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left);
+    PosAxis = ApplyPosition(edge, r);
+    PosLabels = PosAxis + DirOut() * fLabelGap;
+    // The title follows its labels: with several axes on one side every one of them
+    // draws at the plot's edge, not in the band the layout first gave it.
+    PosTitle = edge + DirOut() * (fLabelGap + fLabelsBand + fTitleBand);
+    const int inner = PosTitle - DirOut() * fTitleBand;
+    const int a = std::min(PosTitle, inner), b = std::max(PosTitle, inner);
+    fTitleRect = fHorizontal ? TRect{IStartPos, a, IEndPos, b} : TRect{a, IStartPos, b, IEndPos};
 }
 
 bool TChartAxis::AxisClicked(int x, int y) const
@@ -1210,11 +1234,8 @@ void TChartAxis::Draw(bool calcPosAxis)
     if (!fParentChart || !fParentChart->Canvas())
         return;
     IAxisDateTime = IsDateTime();
-    if (calcPosAxis) {
-        const TRect& r = fParentChart->ChartRect();
-        PosAxis = ApplyPosition(fHorizontal ? (fOtherSide ? r.Top : r.Bottom) : (fOtherSide ? r.Right : r.Left), r);
-        PosLabels = PosAxis + DirOut() * fLabelGap;
-    }
+    if (calcPosAxis)
+        PlaceAtChartRect();
     DrawTitle();
     BuildLabels();
     DrawTicksAndGrid();

@@ -26,6 +26,48 @@ TCustomTeePanel::TCustomTeePanel(QWidget* parent)
     resize(400, 250);
     // Every paint covers the whole control: the toolkit need not clear it first.
     setAttribute(Qt::WA_OpaquePaintEvent);
+    fShadow.OnChange = [this] { Invalidate(); };
+    fEmboss.OnChange = [this] { Invalidate(); };
+    Border.OnChange = [this] { Invalidate(); };
+}
+
+TRect TCustomTeePanel::PanelBody(const TRect& bounds) const
+{
+    TRect r = bounds;
+    for (const TTeeShadow* s : {&fShadow, &fEmboss}) {
+        if (!s->Visible())
+            continue;
+        // The copy lies beside the body on the side its sizes point to.
+        r.Left = std::max(r.Left, bounds.Left - std::min(0, s->HorizSize()));
+        r.Right = std::min(r.Right, bounds.Right - std::max(0, s->HorizSize()));
+        r.Top = std::max(r.Top, bounds.Top - std::min(0, s->VertSize()));
+        r.Bottom = std::min(r.Bottom, bounds.Bottom - std::max(0, s->VertSize()));
+    }
+    return r;
+}
+
+TRect TCustomTeePanel::MarginRect(const TRect& bounds) const
+{
+    const TRect body = PanelBody(bounds);
+    const int frame = FrameSize();
+    int ml, mt, mr, mb;
+    if (fMarginUnits == muPercent) {
+        ml = int(std::lround(fMarginLeft * 0.01 * bounds.Width()));
+        mr = int(std::lround(fMarginRight * 0.01 * bounds.Width()));
+        mt = int(std::lround(fMarginTop * 0.01 * bounds.Height()));
+        mb = int(std::lround(fMarginBottom * 0.01 * bounds.Height()));
+    } else {
+        ml = fMarginLeft;
+        mr = fMarginRight;
+        mt = fMarginTop;
+        mb = fMarginBottom;
+    }
+    TRect r{body.Left + frame + ml, body.Top + frame + mt, body.Right - frame - mr, body.Bottom - frame - mb};
+    r.Left = std::max(r.Left, bounds.Left);
+    r.Top = std::max(r.Top, bounds.Top);
+    r.Right = std::max(r.Right, r.Left + 1);
+    r.Bottom = std::max(r.Bottom, r.Top + 1);
+    return r;
 }
 
 TCustomTeePanel::~TCustomTeePanel() = default;
@@ -81,26 +123,7 @@ void TCustomTeePanel::Draw(QPaintDevice* target, const TRect& rect)
         ~Done() { p->fDrawing = false; }
     } done{this};
     fChartBounds = fCanvas->InitWindow(target, rect, false, fColor);
-    const TRect& b = fChartBounds;
-    const int frame = Border.Visible() ? Border.Width() : 0;
-    int ml, mt, mr, mb;
-    if (fMarginUnits == muPercent) {
-        ml = int(std::lround(fMarginLeft * 0.01 * b.Width()));
-        mr = int(std::lround(fMarginRight * 0.01 * b.Width()));
-        mt = int(std::lround(fMarginTop * 0.01 * b.Height()));
-        mb = int(std::lround(fMarginBottom * 0.01 * b.Height()));
-    } else {
-        ml = fMarginLeft;
-        mr = fMarginRight;
-        mt = fMarginTop;
-        mb = fMarginBottom;
-    }
-    TRect r{b.Left + frame + ml, b.Top + frame + mt, b.Right - frame - mr, b.Bottom - frame - mb};
-    r.Left = std::max(r.Left, b.Left);
-    r.Top = std::max(r.Top, b.Top);
-    r.Right = std::max(r.Right, r.Left + 1);
-    r.Bottom = std::max(r.Bottom, r.Top + 1);
-    SetChartRect(r);
+    SetChartRect(MarginRect(fChartBounds));
     InternalDraw(fChartBounds);
     if (!fPrinting) {
         fCanvas->ShowImage(target, fChartBounds);
@@ -139,6 +162,34 @@ void TCustomTeePanel::paintEvent(QPaintEvent*)
         return;
     }
     Draw(this, r);
+}
+
+TCustomTeePanelExtended::TCustomTeePanelExtended(QWidget* parent) : TCustomTeePanel(parent)
+{
+    fGradient.OnChange = [this] { Invalidate(); };
+}
+
+void TCustomTeePanelExtended::DrawBackImage(const TRect& r)
+{
+    if (BackImage.isNull())
+        return;
+    QImage image = BackImage;
+    if (BackImageTransp) {
+        // The colour of the bottom-left pixel stands for "no picture here".
+        image = image.convertToFormat(QImage::Format_ARGB32);
+        const QRgb key = image.pixel(0, image.height() - 1);
+        for (int y = 0; y < image.height(); ++y) {
+            auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
+            for (int x = 0; x < image.width(); ++x)
+                if ((line[x] | 0xFF000000u) == (key | 0xFF000000u))
+                    line[x] = 0;
+        }
+    }
+    switch (BackImageMode) {
+    case pbmStretch: fCanvas->StretchDraw(r, image); break;
+    case pbmTile: fCanvas->TileDraw(r, image); break;
+    case pbmCenter: fCanvas->CenterDraw(r, image); break;
+    }
 }
 
 TTeeZoomBrush& TTeeZoom::Brush()

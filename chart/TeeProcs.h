@@ -5,6 +5,7 @@
 #include "chart/TeCanvas.h"
 
 #include <QWidget>
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -25,9 +26,25 @@ QString TeeFormatFloat(const QString& format, double value);
 // the separators of FormatSettings, quoted literals. Case does not matter.
 QString TeeFormatDateTime(const QString& format, TDateTime value);
 
+enum TPanelBevel { bvNone, bvLowered, bvRaised, bvSpace };
+
+// A panel without caption: its frame of two bevels, each BevelWidth wide.
 class TCustomPanelNoCaption : public QWidget {
 public:
     explicit TCustomPanelNoCaption(QWidget* parent = nullptr) : QWidget(parent) {}
+    TPanelBevel BevelInner() const { return fBevelInner; }
+    void SetBevelInner(TPanelBevel v) { if (v != fBevelInner) { fBevelInner = v; BevelChanged(); } }
+    TPanelBevel BevelOuter() const { return fBevelOuter; }
+    void SetBevelOuter(TPanelBevel v) { if (v != fBevelOuter) { fBevelOuter = v; BevelChanged(); } }
+    int BevelWidth() const { return fBevelWidth; }
+    void SetBevelWidth(int v) { v = std::max(v, 1); if (v != fBevelWidth) { fBevelWidth = v; BevelChanged(); } }
+    // Pixels the two bevels take from each side.
+    int BevelsSize() const { return ((fBevelOuter != bvNone) + (fBevelInner != bvNone)) * fBevelWidth; }
+
+protected:
+    virtual void BevelChanged() { update(); }
+    TPanelBevel fBevelInner = bvNone, fBevelOuter = bvNone;
+    int fBevelWidth = 1;
 };
 
 class TCustomTeePanel : public TCustomPanelNoCaption {
@@ -52,6 +69,15 @@ public:
     int PrintMargins[4] = {15, 15, 15, 15};
     TTeeHiddenPen Border;
     int BorderRound = 0;
+    // Drawn under the panel, beside it by their sizes; both default to no size.
+    TTeeShadow& Shadow() { return fShadow; }
+    TTeeShadow& Emboss() { return fEmboss; }
+    // The panel without the room its shadow and emboss take at their sides.
+    TRect PanelBody(const TRect& bounds) const;
+    // Frame of the panel on each side of its body: border pen and bevels.
+    int FrameSize() const { return (Border.Visible() ? Border.Width() : 0) + BevelsSize(); }
+    // ChartRect before titles, legend and axes: the body less frame and margins.
+    TRect MarginRect(const TRect& bounds) const;
     bool PrintProportional = true;
     int View3DOptions = 0;
     // Set by a click handler to stop the zoom and pan that would follow.
@@ -110,6 +136,7 @@ public:
 
 protected:
     virtual void InternalDraw(const TRect& rect) { (void)rect; }
+    void BevelChanged() override { Invalidate(); }
     void paintEvent(QPaintEvent* event) override;
     bool fBufferValid = false;
     bool fPrinting = false;
@@ -134,6 +161,7 @@ protected:
     TColor fColor = clBtnFace;
     bool fLoading = false;
     bool fDrawing = false;
+    TTeeShadow fShadow{clGray}, fEmboss{clWhite};
 };
 
 // ------------------------------------------------------------- zoom and pan
@@ -205,10 +233,12 @@ public:
     TMouseWheelStyle MouseWheel = pmwNormal;
 };
 
+enum TBackImageMode { pbmStretch, pbmTile, pbmCenter };
+
 // The layer of background picture, gradient, zoom and panning.
 class TCustomTeePanelExtended : public TCustomTeePanel {
 public:
-    explicit TCustomTeePanelExtended(QWidget* parent = nullptr) : TCustomTeePanel(parent) {}
+    explicit TCustomTeePanelExtended(QWidget* parent = nullptr);
 
     TTeeZoom& Zoom() { return fZoom; }
     TTeePanning& Panning() { return fPanning; }
@@ -221,12 +251,16 @@ public:
     Qt::MouseButton ScrollMouseButton() const { return fScrollMouseButton; }
     void SetScrollMouseButton(Qt::MouseButton v) { fScrollMouseButton = v; }
 
-    // Background picture and gradient, kept as data; the evaluation charts use neither.
+    // Background picture: over the whole panel, or with BackImageInside over the plot
+    // only. With BackImageTransp the colour of its bottom-left pixel lets the back show.
     QImage BackImage;
-    int BackImageMode = 0;
+    TBackImageMode BackImageMode = pbmStretch;
     bool BackImageInside = false;
     bool BackImageTransp = false;
+    // Background running from one colour to another, over the fill of Color.
     TTeeGradient& Gradient() { return fGradient; }
+    // Draws BackImage into r by its mode.
+    void DrawBackImage(const TRect& r);
 
 protected:
     TTeeZoom fZoom;

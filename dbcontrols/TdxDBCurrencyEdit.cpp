@@ -4,6 +4,7 @@
 #include "frame/ZELFormat.h"
 
 #include <QKeyEvent>
+#include <cmath>
 
 TdxCurrencyEdit::TdxCurrencyEdit(QWidget* parent) : QLineEdit(parent)
 {
@@ -97,6 +98,9 @@ QString TdxCurrencyEdit::FormatValue(double value) const
 
 QString TdxCurrencyEdit::EditText() const
 {
+    // Hundreds of digits help nobody: a giant value is typed over in exponent form.
+    if (!(std::abs(fValue) < 1e18))
+        return FloatToStr(fValue);
     QString s = QString::number(fValue, 'f', fDecimalPlaces);
     s.replace(u'.', FormatSettings.DecimalSeparator);
     return s;

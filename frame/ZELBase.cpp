@@ -34,8 +34,15 @@ int TimeOfDayMs(TDateTime value)
 
 QDateTime DateTimeToQDateTime(TDateTime value)
 {
-    const auto days = static_cast<qint64>(std::trunc(value));
-    return QDateTime(kDayZero.addDays(days), QTime::fromMSecsSinceStartOfDay(TimeOfDayMs(value)));
+    auto days = static_cast<qint64>(std::trunc(value));
+    auto ms = static_cast<qint64>(std::llround(std::abs(value - std::trunc(value)) * MSecsPerDay));
+    // A time that rounds to a whole day is midnight of the next calendar day: a
+    // value computed as 45600 - 1e-11 names 00:00, not 23:59:59.999 of the day before.
+    if (ms >= static_cast<qint64>(MSecsPerDay)) {
+        ms -= static_cast<qint64>(MSecsPerDay);
+        ++days;
+    }
+    return QDateTime(kDayZero.addDays(days), QTime::fromMSecsSinceStartOfDay(int(ms)));
 }
 
 TDateTime Now()

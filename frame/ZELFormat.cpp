@@ -122,6 +122,17 @@ QString FormatSection(const QString& fmt, double value, bool withSign)
 
     const int maxDec = decZeros + decHashes;
     double v = std::abs(value);
+    // Beyond 18 digits before the point a plain pattern would print hundreds of digits
+    // that no double holds: such a number reads as one digit, the pattern's decimals and
+    // an exponent, between the pattern's literals.
+    const bool tooLong = !scientific && v >= 1e18;
+    if (tooLong) {
+        scientific = true;
+        expPlus = true;
+        intZeros = 1;
+        intHashes = 0;
+        thousands = false;
+    }
     int exponent = 0;
     if (scientific && v != 0) {
         exponent = int(std::floor(std::log10(v))) - std::max(0, intZeros + intHashes - 1);

@@ -152,9 +152,19 @@ void TFOOrvexAuswertung::BuildHeaderPanel()
 
     dxDBEdit1 = HeaderControl<TdxDBEdit>(QStringLiteral("dxDBEdit1"), QStringLiteral("TEILENR"), KopfdatenPanel);
     add(QStringLiteral("Bauteil"), dxDBEdit1);
-    // "Bau-Nr." lies under "Bezeichnung" on the same spot; only the upper one shows.
+    // "Bau-Nr." and "Bezeichnung" lie on one spot; "Bezeichnung" lies above and covers it.
+    auto* spot = new QWidget(KopfdatenPanel);
+    auto* stack = new QGridLayout(spot);
+    stack->setContentsMargins(0, 0, 0, 0);
+    QLabel* bauNr = MakeLabel(QStringLiteral("Bau-Nr."), spot);
+    QLabel* bezeichnung = MakeLabel(QStringLiteral("Bezeichnung"), spot);
+    bezeichnung->setAutoFillBackground(true);
+    stack->addWidget(bauNr, 0, 0);
+    stack->addWidget(bezeichnung, 0, 0);
+    bezeichnung->raise();
     Charge = HeaderControl<TdxDBEdit>(QStringLiteral("Charge"), QStringLiteral("BEZEICHNUNG"), KopfdatenPanel);
-    add(QStringLiteral("Bezeichnung"), Charge);
+    grid->addWidget(spot);
+    grid->addWidget(Charge);
     Bediener = HeaderControl<TdxDBEdit>(QStringLiteral("Bediener"), QStringLiteral("BEDIENER"), KopfdatenPanel);
     add(QStringLiteral("Bediener"), Bediener);
     Strang = HeaderControl<TdxDBEdit>(QStringLiteral("Strang"), QStringLiteral("STRANG"), KopfdatenPanel);
@@ -333,6 +343,30 @@ void TFOOrvexAuswertung::BuildCharts()
     Ser_U = MakeSeries(chart_U_I, axU, QStringLiteral("U"), clRed);
     Ser_T = MakeSeries(Chart_T_RF, axT, QStringLiteral("T"), clBlack);
     Ser_rF = MakeSeries(Chart_T_RF, axRF, QStringLiteral("rF"), clRed);
+    for (TChart* c : {chart_U_I, Chart_T_RF})
+        c->OnBeforeDrawChart = [this] { PlotsAngleichen(); };
+}
+
+void TFOOrvexAuswertung::PlotsAngleichen()
+{
+    // The zoom coupling passes pixels, so both plots must start and end on the same
+    // columns. Width and margins are the same; the scales at the sides are not, so
+    // both charts reserve at each side what the wider of the two needs. The hidden
+    // chart counts too: it follows every zoom and must map pixels alike.
+    int left = 0, right = 0;
+    for (TChart* c : {chart_U_I, Chart_T_RF}) {
+        c->CalcLayout();
+        left = std::max(left, c->AxesWidthLeft());
+        right = std::max(right, c->AxesWidthRight());
+    }
+    for (TChart* c : {chart_U_I, Chart_T_RF}) {
+        if (c->MinAxesWidthLeft() == left && c->MinAxesWidthRight() == right)
+            continue;
+        c->SetMinAxesWidths(left, right);
+        // Its next paint follows; its pixels count from now on.
+        if (!c->Drawing())
+            c->CalcLayout();
+    }
 }
 
 void TFOOrvexAuswertung::FormCreate()
@@ -465,9 +499,15 @@ void TFOOrvexAuswertung::VersuchAnzeigen()
         }
         TChartAxis* axis = chart_U_I->CustomAxes()[0];
         axis->Title().SetCaption(fEinheitI);
-        // The range is rounded down to full tens of µA.
-        const qint64 m = static_cast<qint64>(std::llround(AktVersuch->I_Max)) / 10 * 10;
-        const double top = std::max(static_cast<double>(m) / fTeilerI, 1.0);
+        // The range is rounded down to full tens of µA, in 64-bit integers where they
+        // hold the value; a value past them is whole already and stays finite as a double.
+        const double iMax = AktVersuch->I_Max;
+        double m = 0;
+        if (std::abs(iMax) < 9.0e18)
+            m = static_cast<double>(static_cast<qint64>(std::llround(iMax)) / 10 * 10);
+        else if (std::isfinite(iMax))
+            m = std::trunc(iMax / 10) * 10;
+        const double top = std::isfinite(m) ? std::max(m / fTeilerI, 1.0) : 1.0;
         axis->SetMinMax(0, top);
         axis->SetIncrement(axis->Maximum() / 20.0);
         fAchsen[1] = axis;

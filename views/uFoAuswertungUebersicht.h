@@ -142,6 +142,8 @@ public:
     void ChartsAktualisieren();
     void ChartsAnordnen();
     void RandSetzen(TChart* Chart, const TRect& Rand);
+    // Gives both plots the same columns: called before each paint of either chart.
+    void PlotsAngleichen();
     void AchseUebertragen(TChartAxis* Quelle, TChartAxis* Ziel);
 
     // ---- Settings kept between runs of the program

@@ -123,6 +123,98 @@ TEST_F(ChartFixture, TwoCustomAxesShareThePlotHeightByHalves)
     EXPECT_EQ(img.pixelColor(x, redY), QColor(Qt::red));
 }
 
+// Where the ink of one colour lies within the rows from y0 to y1: leftmost and rightmost column.
+std::pair<int, int> InkColumns(const QImage& img, int y0, int y1, const std::function<bool(QColor)>& is)
+{
+    int lo = img.width(), hi = -1;
+    for (int y = std::max(0, y0); y < std::min(img.height(), y1); ++y)
+        for (int x = 0; x < img.width(); ++x)
+            if (is(img.pixelColor(x, y))) {
+                lo = std::min(lo, x);
+                hi = std::max(hi, x);
+            }
+    return {lo, hi};
+}
+
+TEST_F(ChartFixture, StackedAxesOnOneSideKeepEachTitleBesideItsLabels)
+{
+    chart.LeftAxis()->SetVisible(false);
+    chart.Legend().SetVisible(false);
+    TChartAxis* outer = chart.CustomAxes().Add();
+    outer->SetStartPosition(0);
+    outer->SetEndPosition(50);
+    TChartAxis* inner = chart.CustomAxes().Add();
+    inner->SetStartPosition(50);
+    inner->SetEndPosition(100);
+    outer->Title().SetCaption(QStringLiteral("Aussen"));
+    outer->Title().Font().SetColor(clRed);
+    outer->LabelsFont().SetColor(clBlue);
+    inner->Title().SetCaption(QStringLiteral("Innen"));
+    inner->Title().Font().SetColor(clGreen);
+    inner->LabelsFont().SetColor(clBlack);
+    TFastLineSeries& a = AddSeries(10, [](int i) { return 1000 + i; }, clGray);
+    TFastLineSeries& b = AddSeries(10, [](int i) { return i; }, clGray);
+    a.SetVertAxis(aCustomVertAxis);
+    a.SetCustomVertAxis(outer);
+    b.SetVertAxis(aCustomVertAxis);
+    b.SetCustomVertAxis(inner);
+    const QImage img = chart.RenderImage();
+    img.save(OutPath("stacked_axes.png"));
+    const auto red = [](QColor c) { return c.red() > 180 && c.green() < 90 && c.blue() < 90; };
+    const auto blue = [](QColor c) { return c.blue() > 180 && c.red() < 90 && c.green() < 90; };
+    const auto [titleLeft, titleRight] = InkColumns(img, outer->IStartPos, outer->IEndPos, red);
+    const auto [labelsLeft, labelsRight] = InkColumns(img, outer->IStartPos, outer->IEndPos, blue);
+    ASSERT_LE(titleLeft, titleRight) << "outer title drawn";
+    ASSERT_LE(labelsLeft, labelsRight) << "outer labels drawn";
+    // Both axes draw at the plot's edge: the outer title stands right beside its own
+    // labels, not out where the layout first put the outer band.
+    EXPECT_LT(labelsRight, chart.ChartRect().Left);
+    EXPECT_GT(labelsLeft, titleRight);
+    const auto green = [](QColor c) { return c.green() > 90 && c.red() < 80 && c.blue() < 80; };
+    const auto black = [](QColor c) { return c.green() < 60 && c.red() < 60 && c.blue() < 60; };
+    const int innerTitleRight = InkColumns(img, inner->IStartPos, inner->IEndPos, green).second;
+    const int innerLabelsLeft = InkColumns(img, inner->IStartPos, inner->IEndPos, black).first;
+    EXPECT_NEAR(labelsLeft - titleRight, innerLabelsLeft - innerTitleRight, 2);
+    EXPECT_LE(labelsLeft - titleRight, 12);
+    // The title's hit area moved with it.
+    const int y = (outer->IStartPos + outer->IEndPos) / 2;
+    const TChartClickedPart p = chart.CalcClickedPart(QPoint((titleLeft + titleRight) / 2, y), false);
+    EXPECT_EQ(p.Part, cpAxisTitle);
+    EXPECT_EQ(p.AAxis, outer);
+}
+
+TEST_F(ChartFixture, LayoutWithoutPaintAndTheLeastRoomOfTheAxes)
+{
+    AddSeries(10, [](int i) { return i * 1000.0; }, clRed);
+    chart.Title().SetCaption(QStringLiteral("Titel"));
+    chart.CalcLayout();   // never painted: the layout the first paint will make
+    const TRect dry = chart.ChartRect();
+    const int natural = chart.AxesWidthLeft();
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    EXPECT_GT(natural, 20);
+    // More room than the axes need: the plot starts further in, the axis stays at its edge.
+    chart.SetMinAxesWidths(natural + 25, 0);
+    chart.RenderImage().save(OutPath("least_axes_room.png"));
+    EXPECT_EQ(chart.ChartRect().Left, dry.Left + 25);
+    EXPECT_EQ(chart.ChartRect().Right, dry.Right);
+    EXPECT_EQ(chart.AxesWidthLeft(), natural) << "what the axes need, not what was reserved";
+    EXPECT_EQ(chart.LeftAxis()->PosAxis, chart.ChartRect().Left);
+    // Less room than they need changes nothing.
+    chart.SetMinAxesWidths(1, 1);
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    // Within a paint the dry layout leaves the paint's own rectangles alone.
+    chart.OnBeforeDrawChart = [this] { chart.CalcLayout(); };
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), dry);
+    // Outside a paint it leaves the title where the paint drew it, narrowed to its text.
+    const TRect title = chart.Title().ShapeBounds;
+    ASSERT_LT(title.Width(), dry.Width() / 2);
+    chart.CalcLayout();
+    EXPECT_EQ(chart.Title().ShapeBounds, title);
+}
+
 TEST_F(ChartFixture, RepaintWithoutChangeOnlyCopiesTheBuffer)
 {
     AddSeries(50, [](int i) { return i % 7; }, clRed);
@@ -294,6 +386,32 @@ TEST_F(ChartFixture, WheelScrollsTheVerticalAxes)
     EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 93);
 }
 
+TEST_F(ChartFixture, ASidewaysWheelIsNeitherUpNorDown)
+{
+    AddSeries(100, [](int i) { return i % 10; }, clRed);
+    chart.LeftAxis()->SetMinMax(0, 100);
+    chart.RenderImage();
+    const QPointF at(Inside(0.5, 0.5));
+    QWheelEvent sideways(at, chart.mapToGlobal(at), QPoint(), QPoint(120, 0), Qt::NoButton, Qt::NoModifier,
+                         Qt::NoScrollPhase, false);
+    // Wheel panning (the default) and then the zoom wheel: a tilt of the wheel moves nothing.
+    QApplication::sendEvent(&chart, &sideways);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 0);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 100);
+    chart.Panning().MouseWheel = pmwNone;
+    chart.Zoom().MouseWheel = pmwNormal;
+    chart.Zoom().Direction = tzdVertical;
+    QApplication::sendEvent(&chart, &sideways);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), 0);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), 100);
+    EXPECT_FALSE(chart.ZoomedState());
+    // The same wheel turned downward does zoom out.
+    QWheelEvent down(at, chart.mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton, Qt::NoModifier,
+                     Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&chart, &down);
+    EXPECT_DOUBLE_EQ(chart.LeftAxis()->Minimum(), -10);
+}
+
 TEST_F(ChartFixture, RubberBandIsDrawnAndErasedOnTheKeptPicture)
 {
     AddSeries(100, [](int i) { return i % 10; }, clRed);
@@ -405,6 +523,146 @@ TEST_F(ChartFixture, LegendOfTheRowsOfOneLongCurveListsWhatFits)
     lg.SetFirstValue(1000);
     chart.RenderImage();
     EXPECT_EQ(lg.Clicked(lg.RectLegend.Left + 10, lg.RectLegend.Top + 1 + int(std::lround(lg.ItemHeight * 0.1)) + 1), 1000);
+}
+
+TEST_F(ChartFixture, LegendTitleSymbolWidthAndLastValues)
+{
+    TFastLineSeries& a = AddSeries(5, [](int i) { return i * 1.5; }, clRed);   // last 6
+    TFastLineSeries& b = AddSeries(8, [](int i) { return 100 - i; }, clBlue);   // last 93
+    TChartLegend& lg = chart.Legend();
+    lg.SetLegendStyle(lsSeries);
+    chart.RenderImage();
+    const int h = lg.ItemHeight;
+    const int plainHeight = lg.RectLegend.Height();
+    // The symbol is a share of the item height, or given in pixels.
+    EXPECT_EQ(lg.XLegendBox, int(std::lround(0.2 * h)));
+    lg.Symbol.Width = 250;
+    chart.RenderImage();
+    EXPECT_EQ(lg.XLegendBox, int(std::lround(2.5 * h)));
+    lg.Symbol.WidthUnits = lcsPixels;
+    lg.Symbol.Width = 25;
+    lg.HorizMargin = 3;
+    chart.RenderImage();
+    EXPECT_EQ(lg.XLegendBox, 28);
+
+    // A title: its lines and 4 pixels on top of the items, which move down under it.
+    lg.Title().SetCaption(QStringLiteral("Kurven"));
+    lg.Title().Font().SetColor(clGreen);
+    const QImage img = chart.RenderImage();
+    img.save(OutPath("legend_title.png"));
+    ASSERT_GT(lg.TitleHeight, 5);
+    EXPECT_EQ(lg.RectLegend.Height(), plainHeight + lg.TitleHeight + 4);
+    const auto green = [](QColor c) { return c.green() > 90 && c.red() < 80 && c.blue() < 80; };
+    const auto [gl, gr] = InkColumns(img, lg.RectLegend.Top, lg.RectLegend.Top + lg.TitleHeight + 3, green);
+    EXPECT_LT(gl, gr) << "title drawn in its band";
+    EXPECT_GE(gl, lg.RectLegend.Left);
+    EXPECT_LE(gr, lg.RectLegend.Right);
+    const int firstRow = lg.RectLegend.Top + 1 + int(std::lround(h * 0.1)) + lg.TitleHeight + 4;
+    const int x = lg.RectLegend.Left + 10;
+    EXPECT_EQ(lg.Clicked(x, lg.RectLegend.Top + 2), -1) << "the title is no item";
+    EXPECT_EQ(lg.Clicked(x, firstRow + h / 2), 0);
+    EXPECT_EQ(lg.Clicked(x, firstRow + h + h / 2), 1);
+
+    // Last values: one item per series with its newest value, not the rows of one series.
+    lg.Title().SetCaption(QString());
+    lg.SetLegendStyle(lsLastValues);
+    chart.RenderImage().save(OutPath("legend_last_values.png"));
+    ASSERT_EQ(lg.TotalLegendItems(), 2);
+    EXPECT_EQ(lg.LegendText(0), TeeFormatFloat(a.ValueFormat, 6) + QChar(6) + QStringLiteral("S1"));
+    EXPECT_EQ(lg.LegendText(1), TeeFormatFloat(b.ValueFormat, 93) + QChar(6) + QStringLiteral("S2"));
+    lg.TextStyle = ltsRightValue;
+    EXPECT_EQ(lg.LegendText(1), QStringLiteral("S2") + QChar(6) + TeeFormatFloat(b.ValueFormat, 93));
+    b.SetActive(false);
+    EXPECT_EQ(lg.TotalLegendItems(), 1);
+}
+
+TEST_F(ChartFixture, PanelBevelsShadowGradientAndPictureArePaintedAndCounted)
+{
+    for (TChartAxis* ax : chart.Axes())
+        ax->SetVisible(false);
+    chart.Legend().SetVisible(false);
+    chart.SetMarginUnits(muPixels);
+    for (auto set : {&TChart::SetMarginLeft, &TChart::SetMarginTop, &TChart::SetMarginRight, &TChart::SetMarginBottom})
+        (chart.*set)(10);
+    chart.SetColor(clSilver);
+    chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 490, 390}));
+    const QColor white(Qt::white), gray(128, 128, 128), silver(192, 192, 192);
+
+    // Raised outside, lowered inside, 3 pixels each: light and dark edges, 6 pixels taken.
+    chart.SetBevelOuter(bvRaised);
+    chart.SetBevelInner(bvLowered);
+    chart.SetBevelWidth(3);
+    QImage img = chart.RenderImage();
+    img.save(OutPath("panel_bevels.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{16, 16, 484, 384}));
+    EXPECT_EQ(img.pixelColor(1, 200), white);
+    EXPECT_EQ(img.pixelColor(498, 200), gray);
+    EXPECT_EQ(img.pixelColor(200, 1), white);
+    EXPECT_EQ(img.pixelColor(200, 398), gray);
+    EXPECT_EQ(img.pixelColor(4, 200), gray);
+    EXPECT_EQ(img.pixelColor(495, 200), white);
+    EXPECT_EQ(img.pixelColor(8, 200), silver);
+
+    // A shadow below and right of the panel: the panel gives up that room.
+    chart.SetBevelOuter(bvNone);
+    chart.SetBevelInner(bvNone);
+    chart.Shadow().SetColor(clBlack);
+    chart.Shadow().SetSize(6);
+    img = chart.RenderImage();
+    img.save(OutPath("panel_shadow.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 484, 384}));
+    EXPECT_EQ(img.pixelColor(497, 200), QColor(Qt::black));
+    EXPECT_EQ(img.pixelColor(200, 397), QColor(Qt::black));
+    EXPECT_NE(img.pixelColor(497, 2), QColor(Qt::black)) << "the shadow starts at its offset";
+    EXPECT_EQ(img.pixelColor(491, 200), silver);
+    // An emboss above and left.
+    chart.Emboss().SetColor(clYellow);
+    chart.Emboss().SetHorizSize(-4);
+    chart.Emboss().SetVertSize(-4);
+    img = chart.RenderImage();
+    EXPECT_EQ(chart.ChartRect(), (TRect{14, 14, 484, 384}));
+    EXPECT_EQ(img.pixelColor(1, 200), QColor(Qt::yellow));
+
+    // A gradient over the fill, from top to bottom.
+    chart.Shadow().SetSize(0);
+    chart.Emboss().SetSize(0);
+    chart.Gradient().SetStartColor(clRed);
+    chart.Gradient().SetEndColor(clBlue);
+    chart.Gradient().SetVisible(true);
+    img = chart.RenderImage();
+    img.save(OutPath("panel_gradient.png"));
+    EXPECT_EQ(chart.ChartRect(), (TRect{10, 10, 490, 390}));
+    const QColor top = img.pixelColor(5, 1), bottom = img.pixelColor(5, 398), middle = img.pixelColor(5, 200);
+    EXPECT_GT(top.red(), 240);
+    EXPECT_LT(top.blue(), 15);
+    EXPECT_GT(bottom.blue(), 240);
+    EXPECT_LT(bottom.red(), 15);
+    EXPECT_NEAR(middle.red(), 128, 10);
+
+    // A picture over the whole panel, or only within the plot.
+    chart.Gradient().SetVisible(false);
+    QImage picture(4, 4, QImage::Format_RGB32);
+    picture.fill(Qt::green);
+    chart.BackImage = picture;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(5, 5), QColor(Qt::green));
+    EXPECT_EQ(img.pixelColor(250, 200), QColor(Qt::green));
+    chart.BackImageInside = true;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(5, 5), silver);
+    EXPECT_EQ(img.pixelColor(250, 200), QColor(Qt::green));
+    // Tiled with its corner colour left out: the fill shows in the picture's holes.
+    picture.setPixelColor(0, 3, Qt::blue);
+    picture.setPixelColor(2, 1, Qt::blue);
+    chart.BackImage = picture;
+    chart.BackImageInside = false;
+    chart.BackImageMode = pbmTile;
+    chart.BackImageTransp = true;
+    img = chart.RenderImage();
+    EXPECT_EQ(img.pixelColor(0, 3), silver);
+    EXPECT_EQ(img.pixelColor(6, 5), silver);
+    EXPECT_EQ(img.pixelColor(1, 3), QColor(Qt::green));
 }
 
 TEST_F(ChartFixture, ClickedPartOrder)

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
 
 namespace {
 
@@ -464,6 +465,48 @@ TEST_F(AxisTest, DateAxisLabelsAlignOnWholeDays)
         EXPECT_EQ(e.Value, std::floor(e.Value)) << e.Text.toStdString();
     EXPECT_EQ(a->LabelEntries().front().Value, 45009);
     EXPECT_EQ(a->LabelEntries().front().Text, TeeFormatDateTime("dd.mm", 45009));
+}
+
+// Sub-day steps over ranges that cross midnights: every label names its step value
+// to the minute, the first after midnight included, whichever way the axis runs.
+TEST_F(AxisTest, SubDayDateLabelsNameTheExactStepsAcrossMidnights)
+{
+    TChartSeries s;
+    s.XValues()->SetDateTime(true);
+    chart.AddSeries(&s);
+    chart.LeftAxis()->SetVisible(false);
+    TChartAxis* a = chart.BottomAxis();
+    a->SetDateTimeFormat("dd.mm. hh:nn");
+    a->SetLabelsSeparation(0);
+    struct TCase {
+        int minutes;
+        double from, to;   // day 45598 is 02.11.2024
+    };
+    const TCase cases[] = {{10, 45598.93, 45599.07},  {10, 45600.96, 45601.03}, {10, 45601.99, 45602.01},
+                           {60, 45598.31, 45601.62},  {60, 45599.97, 45600.04}, {120, 45598.51, 45599.49},
+                           {120, 45598.02, 45602.97}, {120, 45600.41, 45601.44}};
+    const QDateTime zero(QDate(1899, 12, 30), QTime(0, 0));
+    for (bool inverted : {false, true})
+        for (const TCase& c : cases) {
+            SCOPED_TRACE(testing::Message() << c.minutes << " min " << c.from << ".." << c.to << " inverted " << inverted);
+            s.ClearValues();
+            s.AddXY(c.from, 0);
+            s.AddXY(c.to, 1);
+            a->SetInverted(inverted);
+            a->SetIncrement(c.minutes / 1440.0);
+            chart.SetChartRect({20, 20, 11980, 150});
+            PaintAxes(chart, 12000, 200);
+            // The step values in whole minutes, from the top of the range down.
+            QStringList expected;
+            const qint64 top = qint64(std::floor(c.to * 1440 / c.minutes)) * c.minutes;
+            for (qint64 m = top; m >= std::ceil(c.from * 1440); m -= c.minutes)
+                expected << zero.addSecs(m * 60).toString(QStringLiteral("dd.MM. HH:mm"));
+            QStringList given;
+            for (const auto& e : a->LabelEntries())
+                given << e.Text;
+            ASSERT_EQ(given, expected);
+            EXPECT_TRUE(given.filter(QStringLiteral(" 00:00")).size() >= 1);
+        }
 }
 
 TEST_F(AxisTest, TextLabelsDropOverlaps)

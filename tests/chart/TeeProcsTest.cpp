@@ -1,6 +1,8 @@
 #include "chart/TeeProcs.h"
 
 #include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+#include <limits>
 
 namespace {
 
@@ -51,6 +53,20 @@ TEST_F(FormatTest, OptionalDigitsSignsSectionsAndLiterals)
     EXPECT_EQ(TeeFormatFloat("0.00E+00", 12345), "1,23E+04");
     EXPECT_EQ(TeeFormatFloat("0.00E-00", 0.000123), "1,23E-04");
     EXPECT_EQ(TeeFormatFloat("0.0E+0", 9.99), "1,0E+1");   // mantissa carries into the exponent
+}
+
+TEST_F(FormatTest, NumbersPastEighteenDigitsReadInExponentForm)
+{
+    EXPECT_EQ(TeeFormatFloat(",0.000 µA", 1e300), "1,000E+300 µA");
+    EXPECT_EQ(TeeFormatFloat("###0.00", -2.5e20), "-2,50E+20");
+    EXPECT_EQ(TeeFormatFloat("0.0;(0.0)", -1e18), "(1,0E+18)");
+    EXPECT_EQ(TeeFormatFloat("#,##0.0", 9.99e18), "1,0E+19");   // the mantissa carries
+    EXPECT_EQ(TeeFormatFloat("0", std::numeric_limits<double>::max()), "2E+308");
+    FormatSettings.ThousandSeparator = u'.';
+    EXPECT_EQ(TeeFormatFloat("#,##0.0", 1.5e20), "1,5E+20");
+    // Up to eighteen digits the pattern stands as it is.
+    EXPECT_EQ(TeeFormatFloat("0", 1e17), "100000000000000000");
+    EXPECT_EQ(TeeFormatFloat("#,##0", 123456789012345678.0), "123.456.789.012.345.680");
 }
 
 TEST_F(FormatTest, DateTimePatterns)

@@ -178,6 +178,26 @@ TEST(CurrencyEdit, UnboundValueFormatAndChangeEvent)
     EXPECT_EQ(edit.Limited(-20000), -10000.0);
     EXPECT_EQ(edit.Limited(60000), 50000.0);
     EXPECT_EQ(edit.Limited(17), 17.0);
+    // A giant value shows, and with the focus edits, in exponent form; leaving the
+    // edit reads the text back as the value it was.
+    edit.SetMinValue(0);
+    edit.SetMaxValue(0);
+    edit.SetValue(1e300);
+    EXPECT_EQ(edit.Text(), "1,0E+300 V");
+    edit.show();
+    edit.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&edit));
+    edit.setFocus();
+    ASSERT_TRUE(edit.hasFocus());
+    EXPECT_EQ(edit.Text(), "1E300");
+    edit.SetValue(-2.5e19);
+    EXPECT_EQ(edit.Text(), "-2,5E19");
+    QTest::keyClick(&edit, Qt::Key_End);
+    QTest::keyClicks(&edit, QStringLiteral("0"));
+    QTest::keyClick(&edit, Qt::Key_Return);
+    EXPECT_EQ(edit.Value(), -2.5e190);
+    edit.SetValue(-2.5e17);
+    EXPECT_EQ(edit.Text(), "-250000000000000000,00");
     FormatSettings = saved;
 }
 

@@ -1,4 +1,5 @@
 #include "frame/ZELLIB_STR.h"
+#include "frame/ZELFormat.h"
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
@@ -200,4 +201,17 @@ TEST(BaseConversions, DateTimeDayNumbers)
     EXPECT_DOUBLE_EQ(v, 46349.5);
     EXPECT_EQ(DateTimeToQDateTime(v), dt);
     EXPECT_EQ(DateTimeToQDateTime(0).date(), QDate(1899, 12, 30));
+}
+
+TEST(BaseConversions, ATimeRoundingToMidnightIsTheNextDay)
+{
+    // 45600 is 04.11.2024. A computed midnight lands a hair on either side of it.
+    const QDateTime midnight(QDate(2024, 11, 4), QTime(0, 0));
+    EXPECT_EQ(DateTimeToQDateTime(45600.0 - 1e-11), midnight);
+    EXPECT_EQ(DateTimeToQDateTime(45600.0 + 1e-11), midnight);
+    EXPECT_EQ(DateTimeToQDateTime(45599.0 + 86399999.0 / MSecsPerDay), QDateTime(QDate(2024, 11, 3), QTime(23, 59, 59, 999)));
+    EXPECT_EQ(FormatDateTime("dd.mm. hh:nn", 45600.0 - 1e-11), "04.11. 00:00");
+    // Before day zero the time of day still counts forward from the day's start.
+    EXPECT_EQ(DateTimeToQDateTime(-1.5), QDateTime(QDate(1899, 12, 29), QTime(12, 0)));
+    EXPECT_EQ(DateTimeToQDateTime(-1.0 - (1.0 - 1e-11)), QDateTime(QDate(1899, 12, 30), QTime(0, 0)));
 }

@@ -7,6 +7,7 @@
 
 #include "dbcontrols/TCheckListBox.h"
 #include "dbcontrols/TdxCheckEdit.h"
+#include "dbcontrols/TdxDBCurrencyEdit.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxLookupEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
@@ -65,6 +66,14 @@ protected:
                                 .arg(imax));
             q.ExecQuery();
         }
+        // Values no acquisition program writes, but a damaged row may hold.
+        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, U_SOLL, "
+                                       "RESTLAUFZEIT, STATUS) values ('RIESIG', 'X', 810, 1e300, -1e300, 1e300, "
+                                       "'Angelegt')"));
+        q.ExecQuery();
+        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                                       "values ('RIESIG-NEG', 'X', 811, -1e300, 'Angelegt')"));
+        q.ExecQuery();
         tr.Commit();
         db->Close();
     }
@@ -448,4 +457,119 @@ TEST_F(EvaluationWindowTest, TheMenuItemOpensTheSettingsDialogAndItsCancelExchan
 
     delete FoSetupCharts;
     FoSetupCharts = nullptr;
+}
+
+TEST_F(EvaluationWindowTest, AbsurdHeaderValuesReadAsNumbersAndKeepTheAxisFinite)
+{
+    Select(QStringLiteral("RIESIG"));
+    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
+    // The data module limits the maximum current to 10000 µA: 10 mA at most.
+    EXPECT_EQ(w->fEinheitI, QStringLiteral("[mA]"));
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 10.0);
+    // One digit, the format's decimals, the exponent and the unit: not 300 digits.
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("1,000E+300 µA"));
+    EXPECT_EQ(w->ED_U_SOLL->text(), QStringLiteral("-1,0E+300 V"));
+    EXPECT_EQ(w->Restlaufzeit->text(), QStringLiteral("1,00E+300 h"));
+
+    // A giant negative maximum: microamperes on the axis' least top of 1.
+    Select(QStringLiteral("RIESIG-NEG"));
+    EXPECT_EQ(w->fEinheitI, QStringLiteral("[µA]"));
+    EXPECT_DOUBLE_EQ(axis->Maximum(), 1.0);
+    EXPECT_DOUBLE_EQ(axis->Increment(), 0.05);
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("-1,000E+300 µA"));
+    EXPECT_FALSE(w->grab().isNull());
+}
+
+namespace {
+// The plot rectangles of both charts as the window paints them.
+std::pair<TRect, TRect> PaintedPlots(TFOOrvexAuswertung* w)
+{
+    w->grab();
+    return {w->chart_U_I->ChartRect(), w->Chart_T_RF->ChartRect()};
+}
+}
+
+TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneRange)
+{
+    w->resize(1600, 1000);
+    QApplication::processEvents();
+    Select(Active);
+    auto sameColumns = [&](const char* state) {
+        SCOPED_TRACE(state);
+        const auto [upper, lower] = PaintedPlots(w);
+        EXPECT_EQ(upper.Left, lower.Left);
+        EXPECT_EQ(upper.Right, lower.Right);
+        EXPECT_GT(upper.Width(), 500);
+    };
+    sameColumns("both charts, all curves");
+    w->Kurven->SetChecked(0, false);   // no "U": the volt scale loses its labels
+    w->KurvenClickCheck();
+    sameColumns("without U");
+    w->Kurven->SetChecked(0, true);
+    w->Kurven->SetChecked(3, false);   // no "rF"
+    w->KurvenClickCheck();
+    sameColumns("without rF");
+    w->Kurven->SetChecked(3, true);
+    w->KurvenClickCheck();
+    w->togglemode->SetChecked(true);
+    ClickChannel(4);
+    ClickChannel(4);   // channel 5 alone
+    sameColumns("toggle mode, one channel");
+    w->Button3->click();   // no channel: the current scale loses its labels
+    sameColumns("no channel");
+    w->Button4->click();
+    w->fRand = TRect{70, 6, 90, 4};
+    w->ChartsAktualisieren();
+    sameColumns("margins");
+    w->resize(1100, 760);
+    QApplication::processEvents();
+    sameColumns("resized");
+    w->resize(1600, 1000);
+    QApplication::processEvents();
+
+    // A drag over the same pixels on either chart gives both the very same range.
+    for (TChart* dragged : {w->Chart_T_RF, w->chart_U_I}) {
+        SCOPED_TRACE(dragged->objectName().toStdString());
+        w->chart_U_I->UndoZoom();
+        PaintedPlots(w);
+        const TRect r = dragged->ChartRect();
+        const int y = (r.Top + r.Bottom) / 2;
+        const double from = dragged->BottomAxis()->CalcPosPoint(700), to = dragged->BottomAxis()->CalcPosPoint(1000);
+        dragged->MouseDown(Qt::LeftButton, Qt::NoModifier, 700, y);
+        dragged->MouseMove(Qt::NoModifier, 850, y);
+        dragged->MouseMove(Qt::NoModifier, 1000, y);
+        dragged->MouseUp(Qt::LeftButton, Qt::NoModifier, 1000, y);
+        TChartAxis* upper = w->chart_U_I->BottomAxis();
+        TChartAxis* lower = w->Chart_T_RF->BottomAxis();
+        ASSERT_TRUE(w->chart_U_I->ZoomedState());
+        EXPECT_EQ(upper->Minimum(), lower->Minimum());
+        EXPECT_EQ(upper->Maximum(), lower->Maximum());
+        EXPECT_EQ(lower->Minimum(), from);
+        EXPECT_EQ(lower->Maximum(), to);
+    }
+    // Both edges and the zoomed range in one picture, on the lab's white panels.
+    w->fFarbeChart = clWhite;
+    w->ChartsAktualisieren();
+    ASSERT_TRUE(w->grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/zoom_gekoppelt.png")));
+
+    // Over calendar time: one day around a midnight, labels on whole hours.
+    w->chart_U_I->UndoZoom();
+    w->fZeitstempel = true;
+    w->fXAchseGeaendert = true;
+    w->ChartsAktualisieren();
+    PaintedPlots(w);
+    TChartAxis* lower = w->Chart_T_RF->BottomAxis();
+    const double midnight = std::floor(lower->IMinimum) + 2;
+    w->Chart_T_RF->ZoomRect(TRect{lower->CalcPosValue(midnight - 0.55), 0, lower->CalcPosValue(midnight + 0.55), 0});
+    const auto [upper, lowerPlot] = PaintedPlots(w);
+    EXPECT_EQ(upper.Left, lowerPlot.Left);
+    EXPECT_EQ(upper.Right, lowerPlot.Right);
+    QStringList labels;
+    for (const auto& e : lower->LabelEntries())
+        labels << e.Text;
+    const QString day = DateTimeToQDateTime(midnight).toString(QStringLiteral("dd.MM"));
+    EXPECT_TRUE(labels.contains(day + QStringLiteral(" 00:00"))) << labels.join(u'|').toStdString();
+    for (const QString& l : labels)
+        EXPECT_TRUE(l.endsWith(QStringLiteral(":00"))) << l.toStdString();
+    ASSERT_TRUE(w->grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/zeitstempel_mitternacht.png")));
 }

@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QPushButton>
 
 namespace {
@@ -65,4 +66,35 @@ TEST_F(MainWindowTest, TitleBarCloseLeavesTheEndFlagAlone)
     window->close();
     EXPECT_FALSE(ProgrammEndet);
     EXPECT_FALSE(window->isVisible());
+}
+
+TEST_F(MainWindowTest, HeaderCaptionsAndBauNrUnderBezeichnung)
+{
+    QLabel* bauNr = nullptr;
+    QLabel* bezeichnung = nullptr;
+    QStringList captions;
+    for (QLabel* l : window->KopfdatenPanel->findChildren<QLabel*>()) {
+        captions << l->text();
+        if (l->text() == QStringLiteral("Bau-Nr."))
+            bauNr = l;
+        if (l->text() == QStringLiteral("Bezeichnung"))
+            bezeichnung = l;
+    }
+    for (const QString c : {"Versuch", "Bauteil", "Bau-Nr.", "Bezeichnung", "Bediener", "Prüfstrang", "Testbeginn",
+                             "Laufzeit", "Restlaufzeit", "Status", "Kommentar"})
+        EXPECT_TRUE(captions.contains(c)) << c.toStdString();
+    ASSERT_TRUE(bauNr && bezeichnung);
+    // One spot, "Bezeichnung" above: it is what the spot shows.
+    EXPECT_EQ(bauNr->parentWidget(), bezeichnung->parentWidget());
+    EXPECT_EQ(bauNr->geometry(), bezeichnung->geometry());
+    EXPECT_TRUE(bauNr->isVisibleTo(window));
+    EXPECT_EQ(bauNr->parentWidget()->childAt(bezeichnung->geometry().center()), bezeichnung);
+    const QRect spot = bezeichnung->geometry();
+    QWidget* both = bezeichnung->parentWidget();
+    const QImage seen = both->grab(spot).toImage();
+    bauNr->hide();
+    EXPECT_EQ(both->grab(spot).toImage(), seen) << "the lower caption shows through";
+    bezeichnung->hide();
+    bauNr->show();
+    EXPECT_NE(both->grab(spot).toImage(), seen);
 }
