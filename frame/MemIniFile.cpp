@@ -19,7 +19,20 @@ TMemIniFile::TMemIniFile(const QString& fileName) : fFileName(fileName)
     const QString text = decode(f.readAll());
     Section* current = nullptr;
     for (QString line : text.split(u'\n')) {
-        line = line.trimmed();   // also drops the CR of CR LF
+        if (line.endsWith(u'\r'))
+            line.chop(1);
+        const qsizetype eq = line.indexOf(u'=');
+        const QString key = eq > 0 ? line.left(eq).trimmed() : QString();
+        if (!key.isEmpty() && !key.startsWith(u'[') && !key.startsWith(u';')) {
+            // The blanks round "=" are layout; a blank at the end of a value belongs to it
+            // ("F03=CANBus " must read the same on every start).
+            qsizetype v = eq + 1;
+            while (v < line.size() && (line[v] == u' ' || line[v] == u'\t'))
+                ++v;
+            (current ? current->lines : fPreamble).append(key + u'=' + line.mid(v));
+            continue;
+        }
+        line = line.trimmed();
         if (line.isEmpty())
             continue;
         if (line.startsWith(u'[') && line.endsWith(u']')) {
@@ -32,9 +45,6 @@ TMemIniFile::TMemIniFile(const QString& fileName) : fFileName(fileName)
             }
             continue;
         }
-        const qsizetype eq = line.indexOf(u'=');
-        if (eq > 0)
-            line = line.left(eq).trimmed() + u'=' + line.mid(eq + 1).trimmed();
         (current ? current->lines : fPreamble).append(line);
     }
 }

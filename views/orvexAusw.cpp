@@ -17,6 +17,9 @@
 
 int main(int argc, char** argv)
 {
+    // The application object removes its own options ("-platform xcb") from the
+    // arguments; a second instance is allowed by what the program was started with.
+    const int startArgc = argc;
     TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
     // Installed first, so that no request is lost; it is handled once the loop runs.
@@ -27,7 +30,7 @@ int main(int argc, char** argv)
 
     // Unit start, in link order.
     ZELLIB_INI_Initialize();
-    ZELInit_Initialize(argc, argv);
+    ZELInit_Initialize(startArgc, argv);
     zellib_msg_Initialize();
     uDMorvex_Initialize();
     InstallHintHidePause();

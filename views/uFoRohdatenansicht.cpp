@@ -28,13 +28,24 @@ bool TSaveDialog::Execute(QWidget* parent)
         return Runner(*this);
     QFileDialog dlg(parent, Title, InitialDir, Filter);
     dlg.setAcceptMode(QFileDialog::AcceptSave);
-    dlg.setFileMode(QFileDialog::AnyFile);   // the folder of the name must exist
+    dlg.setFileMode(QFileDialog::AnyFile);
     dlg.setOption(QFileDialog::DontConfirmOverwrite);
     dlg.setSizeGripEnabled(true);
     dlg.selectFile(FileName);
-    if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty())
-        return false;
-    const QString chosen = dlg.selectedFiles().constFirst();
+    QString chosen;
+    for (;;) {
+        if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty())
+            return false;
+        chosen = dlg.selectedFiles().constFirst();
+        // The folder of the name must exist: a typed folder is not made behind the user's back.
+        const QFileInfo info(chosen);
+        if (info.absoluteDir().exists())
+            break;
+        QMessageBox::warning(parent, Title,
+                             QStringLiteral("%1\nDer Pfad ist nicht vorhanden.\nBitte den Pfad prüfen.")
+                                 .arg(QDir::toNativeSeparators(info.absolutePath())));
+        dlg.selectFile(chosen);
+    }
     // A name that does not exist yet is created only when the user agrees.
     if (!QFileInfo::exists(chosen) &&
         QMessageBox::question(parent, Title,

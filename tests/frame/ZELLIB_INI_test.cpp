@@ -75,6 +75,17 @@ TEST_F(IniStoreTest, FileIsWindows1252WithCrLfAndLfIsAcceptedOnReading)
     EXPECT_EQ(bytes.count('\n'), bytes.count("\r\n"));
 }
 
+TEST_F(IniStoreTest, AValueKeepsItsTrailingBlankFromStartToStart)
+{
+    WriteBytes(IniFileName, "[Ports]\r\nF03=CANBus \r\n  F04 =\t COM1  \r\n");
+    EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
+    EXPECT_EQ(ReadIniString("Ports", "F04", ""), "COM1  ");   // the blanks round "=" are layout
+    WriteIniString("Ports", "F05", "x");   // a rewrite of the whole file
+    IniStore.reset();
+    EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
+    EXPECT_TRUE(File().contains("F03=CANBus \r\nF04=COM1  \r\nF05=x\r\n"));
+}
+
 TEST_F(IniStoreTest, SectionsInOtherCaseAreOneSection)
 {
     WriteBytes(IniFileName, "[Programm]\r\nA=1\r\n[PROGRAMM]\r\nB=2\r\nA=3\r\n");

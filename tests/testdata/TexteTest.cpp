@@ -53,7 +53,7 @@ TEST_F(TexteTest, DefaultsAreWrittenBackAndConfiguredTextsWin)
     EXPECT_EQ(FehlerTexte[2].size(), 40);
     EXPECT_EQ(FehlerTexte[2], QString("Tür offen und dazu noch ein sehr langer Zusatztext").left(40));
     EXPECT_EQ(FehlerTexte[3], "CANBus ");
-    EXPECT_EQ(Reread("FEHLER", "F03"), "CANBus");   // the file trims what it stores
+    EXPECT_EQ(Reread("FEHLER", "F03"), "CANBus ");   // kept as written, so the next start reads the same
     EXPECT_EQ(FehlerTexte[19], "Stromabschaltung HSMM");
     // A list without quotes is still split at its commas.
     ASSERT_TRUE(BenutzerListe);

@@ -24,12 +24,15 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileDialog>
 #include <QFileInfo>
+#include <QMessageBox>
 #include <QProcess>
 #include <QScrollBar>
 #include <QStandardPaths>
 #include <QStringDecoder>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <cstdlib>
 #include <cstring>
 
@@ -624,4 +627,49 @@ TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritte
     Answer(true);
     r->BitBtn2Click();
     EXPECT_EQ(CsvLines(Datapath + QStringLiteral("/BENCH-GROSS/BENCH-GROSS.csv")).size(), LargeRows + 2);
+}
+
+// The save dialog as a user meets it: a name in a folder that does not exist is
+// answered with a note, and the dialog stays for another choice.
+TEST(SaveDialogTest, ANameInAMissingFolderIsRefusedAndTheDialogStays)
+{
+    QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    TSaveDialog d;
+    d.Title = QStringLiteral("Rohdaten speichern");
+    d.InitialDir = dir.path();
+    d.FileName = dir.filePath(QStringLiteral("a.csv"));
+    const QString missing = dir.filePath(QStringLiteral("fehlt/b.csv"));
+    QStringList seen;   // the modal windows in the order they came up
+    int step = 0;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (!modal)
+            return;
+        if (auto* fd = qobject_cast<QFileDialog*>(modal)) {
+            seen << QStringLiteral("Datei");
+            if (step++ == 0) {
+                fd->selectFile(missing);
+                QMetaObject::invokeMethod(fd, "accept");   // as the Save button does
+            } else {
+                seen << fd->selectedFiles().value(0);
+                fd->reject();
+            }
+        } else if (auto* mb = qobject_cast<QMessageBox*>(modal)) {
+            seen << mb->text();
+            mb->accept();
+        }
+    });
+    poll.start(20);
+    EXPECT_FALSE(d.Execute(nullptr));
+    poll.stop();
+    ASSERT_EQ(seen.size(), 4) << seen.join(u'|').toStdString();
+    EXPECT_EQ(seen[0], QStringLiteral("Datei"));
+    EXPECT_TRUE(seen[1].contains(QStringLiteral("Der Pfad ist nicht vorhanden."))) << seen[1].toStdString();
+    EXPECT_TRUE(seen[1].contains(QStringLiteral("fehlt"))) << seen[1].toStdString();
+    EXPECT_EQ(seen[2], QStringLiteral("Datei"));   // the dialog came back ...
+    EXPECT_EQ(seen[3], missing);                   // ... with the name the user typed
+    EXPECT_FALSE(QDir(dir.filePath(QStringLiteral("fehlt"))).exists());
+    EXPECT_EQ(d.FileName, dir.filePath(QStringLiteral("a.csv")));
 }

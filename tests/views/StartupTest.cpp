@@ -88,6 +88,11 @@ TEST_F(StartupTest, FirstStartFillsTheIniAndMakesTheFoldersAndSecondStartIsRefus
     EXPECT_FALSE(third.waitForFinished(1500));
     EXPECT_EQ(third.state(), QProcess::Running);
     EXPECT_TRUE(EndsCleanly(third));
+    // An option that the toolkit takes for itself is a parameter of the start as well.
+    QProcess fourth;
+    Start(fourth, WorkDir(), {"-platform", "offscreen"});
+    EXPECT_FALSE(fourth.waitForFinished(1500)) << fourth.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(fourth));
 
     EXPECT_TRUE(EndsCleanly(first)) << first.readAllStandardError().constData();
 
