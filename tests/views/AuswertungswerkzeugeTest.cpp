@@ -27,6 +27,7 @@
 #include <QSet>
 #include <QTableWidget>
 #include <QTemporaryDir>
+#include <QToolTip>
 #include <cmath>
 
 namespace {
@@ -396,6 +397,15 @@ TEST_F(AuswertungswerkzeugeTest, MarksStandAtTheEventRowsAndTheSwitchedOffDevice
         }
         EXPECT_GT(red, (r.Bottom - r.Top) / 3) << c->objectName().toStdString();
     }
+    // Hovering the failure tells its time, its text and the device.
+    TChart* c = w->Chart_T_RF;
+    const TRect r = c->ChartRect();
+    c->MouseMove({}, c->BottomAxis()->CalcPosValue(run.AusfallStunde) + 2, (r.Top + r.Bottom) / 2);
+    EXPECT_TRUE(QToolTip::isVisible());
+    EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("Stromabschaltung HSMM"))) << QToolTip::text().toStdString();
+    EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("Abgeschaltet: Prüfling %1 %2").arg(run.AusfallKanal).arg(run.BT[run.AusfallKanal - 1])))
+        << QToolTip::text().toStdString();
+    EXPECT_TRUE(QToolTip::text().contains(Zahl(run.AusfallStunde, 2) + QStringLiteral(" h")));
 }
 
 TEST_F(AuswertungswerkzeugeTest, FitLogScaleDeviceColoursAndTheLimit)
