@@ -1,5 +1,6 @@
 // The legend: which items it lists, where it stands, how it draws and what a click on it does.
 #include "chart/Chart.h"
+#include "chart/TeeTranslate.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,7 +27,7 @@ TCustomChartLegend::TCustomChartLegend(TCustomChart* chart) : TTeeCustomShape(ch
 void TCustomChartLegend::SetFirstValue(int v)
 {
     if (v < 0)
-        throw ChartException(QStringLiteral("First Legend Value must be > 0"));
+        throw ChartException(TeeMsg_LegendFirstValue);
     if (v != fFirstValue) {
         fFirstValue = v;
         Changed();

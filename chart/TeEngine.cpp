@@ -1,4 +1,5 @@
 #include "chart/TeEngine.h"
+#include "chart/TeeTranslate.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,7 +21,7 @@ int TChartValueList::Count() const
 {
     const int length = Capacity();
     if (fCount > length)
-        throw EChartAssertion(QStringLiteral("ValueList Count (%1) greater than array length (%2).").arg(fCount).arg(length));
+        throw EChartAssertion(QString(TeeMsg_ValuesCountTooBig).arg(fCount).arg(length));
     return fCount;
 }
 
@@ -29,7 +30,7 @@ void TChartValueList::SetCount(int value)
     // The check looks at the present count, not the new one: a negative value
     // gets in once and only the next write fails.
     if (fCount < 0)
-        throw EChartAssertion(QStringLiteral("ValueList Count must be greater than zero."));
+        throw EChartAssertion(TeeMsg_ValuesCountPositive);
     fCount = value;
     fOrderChecked = false;
 }
@@ -146,7 +147,7 @@ void TChartValueList::Delete(int index)
 void TChartValueList::Delete(int index, int quantity)
 {
     if (!(fCount > index + quantity - 1))
-        throw EChartAssertion(QStringLiteral("Quantity of data to delete must be less than Count."));
+        throw EChartAssertion(TeeMsg_DeleteQuantityLess);
     if (index < 0 || quantity < 1)
         return;
     const int n = std::min(fCount - index, quantity);
@@ -191,7 +192,7 @@ void TChartValueList::Exchange(int a, int b)
 void TChartValueList::SetValue(int index, TChartValue value)
 {
     if (!Value || index < 0 || index >= fCount)
-        throw ChartException(QStringLiteral("ValueList %1: index %2 out of bounds (0 to %3).").arg(fName).arg(index).arg(fCount - 1));
+        throw ChartException(QString(TeeMsg_ValuesListOutOfRange).arg(fName).arg(index).arg(fCount - 1));
     (*Value)[index] = value;
     Changed();
     if (fOwner)
@@ -717,7 +718,7 @@ void TChartSeries::Delete(int valueIndex)
 {
     const int count = Count();
     if (valueIndex < 0 || valueIndex >= count)
-        throw ChartException(QString::asprintf("Series Delete: ValueIndex %d out of bounds (0 to %d).", valueIndex, count - 1));
+        throw ChartException(QString(TeeMsg_SeriesDeleteOutOfRange).arg(valueIndex).arg(count - 1));
     for (TChartValueList* l : fValueLists)
         l->Delete(valueIndex);
     if (fColors && valueIndex < int(fColors->size()))
@@ -733,12 +734,12 @@ void TChartSeries::Delete(int valueIndex)
 void TChartSeries::Delete(int valueIndex, int quantity, bool removeGap)
 {
     if (quantity < 1)
-        throw EChartAssertion(QStringLiteral("Quantity of data to delete must be greater than zero."));
+        throw EChartAssertion(TeeMsg_DeleteQuantityPositive);
     const int count = Count();
     if (!(count > valueIndex + quantity - 1))
-        throw EChartAssertion(QStringLiteral("Quantity of data to delete must be less than Count."));
+        throw EChartAssertion(TeeMsg_DeleteQuantityLess);
     if (valueIndex < 0)
-        throw ChartException(QString::asprintf("Series Delete: ValueIndex %d out of bounds (0 to %d).", valueIndex, count - 1));
+        throw ChartException(QString(TeeMsg_SeriesDeleteOutOfRange).arg(valueIndex).arg(count - 1));
     quantity = std::min(quantity, count - valueIndex);
     for (TChartValueList* l : fValueLists)
         l->Delete(valueIndex, quantity);
@@ -948,6 +949,16 @@ void TCustomAxisPanel::RemoveSeries(TChartSeries* series)
         OnRemoveSeries(series);
     series->fParentChart = nullptr;
     series->ResolveAxes();
+    Invalidate();
+}
+
+void TCustomAxisPanel::ExchangeSeries(int a, int b)
+{
+    auto& items = fSeriesList.fItems;
+    if (a == b || a < 0 || b < 0 || a >= int(items.size()) || b >= int(items.size()))
+        return;
+    std::swap(items[a], items[b]);
+    BroadcastSeriesEvent(items[a], seSwap);
     Invalidate();
 }
 

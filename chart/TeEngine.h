@@ -787,6 +787,8 @@ public:
     TChartSeries* Series(int i) const { return fSeriesList[i]; }
     void AddSeries(TChartSeries* series);
     void RemoveSeries(TChartSeries* series);
+    // Swaps two series in the list, and so their drawing and legend order.
+    void ExchangeSeries(int a, int b);
     // First palette colour no series uses yet.
     TColor GetFreeSeriesColor() const;
     static TColor GetDefaultColor(int index);

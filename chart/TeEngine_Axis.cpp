@@ -1,5 +1,6 @@
 // Axes: range, value-pixel mapping, label steps, layout and drawing.
 #include "chart/TeEngine.h"
+#include "chart/TeeTranslate.h"
 
 #include <QFontMetrics>
 #include <algorithm>
@@ -111,7 +112,7 @@ void TChartAxis::SetAutomatic(bool v)
 void TChartAxis::SetMinimum(double v)
 {
     if (!(fParentChart && fParentChart->Loading()) && v > fMaximum)
-        throw AxisException(QStringLiteral("Axis Minimum Value must be <= Maximum"));
+        throw AxisException(TeeMsg_AxisMinMax);
     if (v != fMinimum) {
         fMinimum = v;
         Changed();
@@ -121,7 +122,7 @@ void TChartAxis::SetMinimum(double v)
 void TChartAxis::SetMaximum(double v)
 {
     if (!(fParentChart && fParentChart->Loading()) && v < fMinimum)
-        throw AxisException(QStringLiteral("Axis Maximum Value must be >= Minimum"));
+        throw AxisException(TeeMsg_AxisMaxMin);
     if (v != fMaximum) {
         fMaximum = v;
         Changed();
@@ -161,7 +162,7 @@ void TChartAxis::Scroll(double delta, bool checkLimits)
 void TChartAxis::SetIncrement(double v)
 {
     if (v < 0)
-        throw AxisException(QStringLiteral("Axis increment must be >= 0"));
+        throw AxisException(TeeMsg_AxisIncrement);
     if (IsDateTime())
         TeeFormatDateTime(QStringLiteral("c"), v);   // an impossible date raises here
     if (v != fIncrement) {
@@ -173,7 +174,7 @@ void TChartAxis::SetIncrement(double v)
 void TChartAxis::SetLogarithmic(bool v)
 {
     if (v && IsDateTime())
-        throw AxisException(QStringLiteral("DateTime Axis cannot be Logarithmic"));
+        throw AxisException(TeeMsg_AxisLogDateTime);
     if (v != fLogarithmic) {
         fLogarithmic = v;
         RecalcRange();
@@ -184,7 +185,7 @@ void TChartAxis::SetLogarithmic(bool v)
 void TChartAxis::SetLogarithmicBase(double v)
 {
     if (!(v > 1))
-        throw AxisException(QStringLiteral("Axis logarithmic base must be > 1"));
+        throw AxisException(TeeMsg_AxisLogBase);
     if (v != fLogarithmicBase) {
         fLogarithmicBase = v;
         RecalcRange();
@@ -224,7 +225,7 @@ void TChartAxis::SetLabelsAngle(double v)
 void TChartAxis::SetLabelsSeparation(int v)
 {
     if (v < 0)
-        throw AxisException(QStringLiteral("Axis labels separation must be >= 0"));
+        throw AxisException(TeeMsg_AxisLabelSep);
     SetInt(fLabels.Separation, v);
 }
 

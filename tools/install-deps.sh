@@ -10,7 +10,9 @@ packages=(
   fonts-dejavu-core python3
   firebird-dev libfbclient2 firebird3.0-server-core firebird3.0-server firebird3.0-utils
   # Independent readers of the export files in the tests.
-  python3-xlrd libreoffice-calc-nogui
+  python3-xlrd libreoffice-calc-nogui poppler-utils
+  # Vector export of charts (SVG); printing comes with the base package.
+  qt6-svg-dev
 )
 
 missing=()

@@ -7,6 +7,7 @@
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxDBMemo.h"
 #include "dbcontrols/TdxLookupEdit.h"
+#include "chart/TeeTranslate.h"
 #include "frame/HTMLabel.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
@@ -16,6 +17,8 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDateTime>
+#include <QLocale>
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -374,6 +377,17 @@ void TFOOrvexAuswertung::PlotsAngleichen()
 
 void TFOOrvexAuswertung::FormCreate()
 {
+    // The chart engine's dialogs and messages speak German from here on.
+    TeeSetGerman();
+    ChartEditor = new TChartEditor(this);
+    ChartEditor->HideTabs = {cetLegend, cetPanel, cetPaging, cetWalls, cet3D};
+    ChartEditorAusfuehren = [this](TCustomChart* chart) {
+        ChartEditor->SetChart(chart);
+        const QString nr = AktVersuch ? AktVersuch->Versuchsnr : QString();
+        ChartEditor->HeaderText = QStringLiteral("Versuch %1    %2")
+                                      .arg(nr, QLocale(QLocale::German).toString(QDateTime::currentDateTime(), QStringLiteral("dd.MM.yyyy HH:mm")));
+        ChartEditor->Execute();
+    };
     fRefreshLaeuft = false;
     setWindowTitle(Produkinfo);
     fErsterStart = true;

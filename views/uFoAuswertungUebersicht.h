@@ -5,6 +5,7 @@
 // of the selected run, the series that share them, and the look of the charts.
 
 #include "chart/Chart.h"
+#include "chart/ChartEditor.h"
 #include "chart/Series.h"
 #include "frame/ZELBase.h"
 
@@ -163,9 +164,10 @@ public:
     // Carries range and position of the clicked bottom axis to both charts.
     void XAchseUebernehmen();
     void chartDblClick(TCustomChart* Sender);
-    // Runs the chart editor over a chart until it closes; empty while the program
-    // has no editor.
+    // Runs the chart editor over a chart until it closes.
     std::function<void(TCustomChart* Chart)> ChartEditorAusfuehren;
+    // The editor of a double-clicked chart; legend, panel, paging, walls and 3D stay hidden.
+    TChartEditor* ChartEditor = nullptr;
 
     // Binds the run selector and the header controls to the data module's sources;
     // called once the module exists.

@@ -372,9 +372,24 @@ TEST_F(AchsenklickTest, DoubleClickLocksTheChartHandsItToTheEditorAndAllowsZoomA
     chart->RenderImage();
     const TRect& r = chart->ChartRect();
     const QPoint mitte((r.Left + r.Right) / 2, (r.Top + r.Bottom) / 2);
-    // Without an editor: the chart is locked and may zoom again.
+    // The window's own editor opens in German over the clicked chart, without the
+    // five hidden sheets and with the run in the header of its pages.
     chart->Zoom().Allow = false;
+    bool gesehen = false;
+    w->ChartEditor->OnShow = [&](TChartEditForm* f) {
+        QTimer::singleShot(0, f, [&, f] {
+            gesehen = true;
+            EXPECT_EQ(f->Chart(), chart);
+            EXPECT_EQ(f->windowTitle(), "Diagramm bearbeiten");
+            EXPECT_FALSE(f->TabShown(cetLegend));
+            EXPECT_FALSE(f->TabShown(cet3D));
+            EXPECT_TRUE(f->TabShown(cetAxis));
+            EXPECT_TRUE(f->HeaderText.startsWith(QStringLiteral("Versuch ") + AktVersuch->Versuchsnr));
+            f->reject();
+        });
+    };
     QTest::mouseDClick(chart, Qt::LeftButton, {}, mitte);
+    EXPECT_TRUE(gesehen);
     EXPECT_TRUE(chart->Locked);
     EXPECT_TRUE(chart->Zoom().Allow);
     EXPECT_FALSE(FoSetupAx->isVisible());
