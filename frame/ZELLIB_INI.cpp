@@ -2,6 +2,7 @@
 
 #include "frame/MessageDlg.h"
 #include "frame/ZELLIB_STR.h"
+#include "frame/zellib_keyboard.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -400,6 +401,10 @@ void ReadProgramSettings()
     const QString PATH = QStringLiteral("PATH"), PROGRAMM = QStringLiteral("PROGRAMM"),
                   Programm = QStringLiteral("Programm"), SC = QStringLiteral("String_Constants");
     EnterSystemPaths();
+    // This program has no on-screen keyboard; the input dialog's calls then do nothing.
+    KeyboardEnabled = false;
+    FirstLayoutName.clear();
+    SecondLayoutName.clear();
     try {
         ReadPathSetting(Datapath, QStringLiteral("Datapath"), AppPath + QStringLiteral("/Data"));
         ReadPathSetting(Exportpath, QStringLiteral("Exportpath"), AppPath + QStringLiteral("/Export"));

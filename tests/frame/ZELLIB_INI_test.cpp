@@ -1,5 +1,6 @@
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"
+#include "frame/zellib_keyboard.h"
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
@@ -276,8 +277,15 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     AppName = "ORVEXAUSW";
     WriteBytes(IniFileName,
                "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\n[String_Constants]\r\nWahr_String=J\r\n");
+    KeyboardEnabled = true;
+    FirstLayoutName = SecondLayoutName = "Deutsch.kbl";
 
     ReadProgramSettings();
+
+    // This program has no on-screen keyboard.
+    EXPECT_FALSE(KeyboardEnabled);
+    EXPECT_TRUE(FirstLayoutName.isEmpty());
+    EXPECT_TRUE(SecondLayoutName.isEmpty());
 
     EXPECT_EQ(Datapath, AppPath + "/Data");
     EXPECT_TRUE(QDir(Datapath).exists());
