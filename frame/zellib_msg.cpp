@@ -1,6 +1,7 @@
 #include "frame/zellib_msg.h"
 
 #include "frame/ZELInit.h"
+#include "frame/ZELLIB_Eingabe.h"
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"
 #include "frame/zellib_Logging.h"
@@ -76,11 +77,11 @@ TFoMsg* EnsureForm()
     return FoMsg;
 }
 
-// An open modal dialog, such as the input dialog, stays in front of a note.
+// An open input dialog stays in front of a note.
 void RaiseModalDialog()
 {
-    if (QWidget* modal = QApplication::activeModalWidget(); modal && modal != FoMsg)
-        modal->raise();
+    if (CurrentEingabe)
+        CurrentEingabe->raise();
 }
 
 void SetNote(int imageIndex, const QColor& gradientStart, const QColor& gradientEnd, const QString& caption,
