@@ -1,12 +1,16 @@
 #include "frame/ZELLIB_INI.h"
 
 #include "frame/MessageDlg.h"
+#include "frame/ZELLIB_FIL.h"
 #include "frame/ZELLIB_STR.h"
 #include "frame/zellib_keyboard.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDateTime>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QScreen>
@@ -147,8 +151,118 @@ QString ExpandedCopy(const QString& text)
     return ExpandVariables(copy) ? copy : text;
 }
 
+void ApplyUpdateLines(TMemIniFile& ini, const QStringList& lines)
+{
+    QString section;
+    for (const QString& raw : lines) {
+        QString line = raw.trimmed();
+        if (line.isEmpty() || line.startsWith(u';') || line.startsWith(QLatin1String("//")))
+            continue;
+        // A remark behind "//" goes; what stands in front of it stays as it is, blanks included.
+        if (const qsizetype cut = line.indexOf(QLatin1String("//")); cut > 0)
+            line.truncate(cut);
+        const QString upper = line.toUpper();
+        if (upper.startsWith(QLatin1String("DEL_SECTION"))) {
+            ini.EraseSection(line.mid(12).trimmed());
+            continue;
+        }
+        if (upper.startsWith(QLatin1String("DEL_KEY"))) {
+            const QString rest = line.mid(8).trimmed();
+            if (const qsizetype comma = rest.indexOf(u','); comma > 0)
+                ini.DeleteKey(rest.left(comma), rest.mid(comma + 1).trimmed());
+            continue;
+        }
+        if (upper.startsWith(QLatin1String("REN_KEY"))) {
+            const QString rest = line.mid(8).trimmed();
+            const qsizetype first = rest.indexOf(u',');
+            const QString tail = first > 0 ? rest.mid(first + 1) : QString();
+            const qsizetype second = tail.indexOf(u',');
+            if (first > 0 && second > 0) {
+                const QString target = rest.left(first).trimmed();
+                const QString oldKey = tail.left(second).trimmed();
+                const QString newKey = tail.mid(second + 1).trimmed();
+                // An empty name would make a line the store cannot read back.
+                if (!oldKey.isEmpty() && !newKey.isEmpty()) {
+                    // The value comes from the current bracket section, not from the section
+                    // the line names; stored update files rely on this.
+                    const QString value = section.isEmpty() ? QString() : ini.ReadString(section, oldKey, QString());
+                    ini.DeleteKey(target, oldKey);
+                    ini.WriteString(target, newKey, value);
+                }
+            }
+            continue;
+        }
+        if (line.startsWith(u'[')) {
+            const qsizetype close = line.indexOf(u']');
+            section = close < 0 ? QString() : line.mid(1, close - 1);
+            continue;
+        }
+        const qsizetype eq = line.indexOf(u'=');
+        if (eq > 0 && !section.isEmpty())
+            ini.WriteString(section, line.left(eq), line.mid(eq + 1));
+    }
+}
+
+namespace {
+// An UPDATE.INI that could not be taken away is applied once per process, not again at
+// every access to the store.
+struct TFileStamp {
+    QString Name;
+    qint64 Size = -1;
+    qint64 Modified = 0;
+    bool operator==(const TFileStamp&) const = default;
+};
+std::optional<TFileStamp> gStuckUpdate;
+bool gUpdateRunning = false;
+
+TFileStamp StampOf(const QFileInfo& info)
+{
+    return {info.absoluteFilePath(), info.size(), info.lastModified().toMSecsSinceEpoch()};
+}
+}
+
+void ApplyUpdateIni()
+{
+    // The notes of a failing delete log, and logging may read the store: no second pass then.
+    if (gUpdateRunning || Configpath.isEmpty())
+        return;
+    const QString updateName = Configpath + QStringLiteral("/UPDATE.INI");
+    const QFileInfo info(updateName);
+    if (!info.exists() || (gStuckUpdate && *gStuckUpdate == StampOf(info)))
+        return;
+    gUpdateRunning = true;
+    try {
+        QFile f(updateName);
+        if (!f.open(QIODevice::ReadOnly))
+            throw Exception(f.errorString());
+        QStringDecoder decode("windows-1252");
+        const QStringList lines = QString(decode(f.readAll())).split(QRegularExpression(QStringLiteral("\\r\\n|\\n|\\r")));
+        f.close();
+        const QString archive = Configpath + QStringLiteral("/UPDATES");
+        QDir().mkpath(archive);
+        for (int n = 1; n <= 999; ++n) {
+            const QString target = archive + QStringLiteral("/Update_") + IntToFixed(n, 3) + QStringLiteral(".INI");
+            if (QFileInfo::exists(target))
+                continue;
+            FileCopy(updateName, target);
+            FileDelete(updateName);
+            break;
+        }
+        IniStore.reset();
+        IniStore = std::make_unique<TMemIniFile>(IniFileName);
+        ApplyUpdateLines(*IniStore, lines);
+        IniStore->UpdateFile();
+    } catch (...) {
+        ShowMessage(QStringLiteral("Fehler beim Öffnen von ") + IniFileName);
+    }
+    if (const QFileInfo left(updateName); left.exists())
+        gStuckUpdate = StampOf(left);
+    gUpdateRunning = false;
+}
+
 void OpenIniStore()
 {
+    ApplyUpdateIni();
     if (IniStore)
         return;
     try {

@@ -55,7 +55,17 @@ bool ExpandVariables(QString& text);
 QString ExpandedCopy(const QString& text);
 
 // ---- The store ----
+// Runs the drop-in pass, then makes sure the store is there.
 void OpenIniStore();
+// The drop-in pass: Configpath/UPDATE.INI, when present, is archived as
+// UPDATES/Update_nnn.INI (lowest free nnn from 001), removed, and its lines applied to
+// a fresh image of the file, which is written once.
+void ApplyUpdateIni();
+// The lines of an update file: "[section]" names the current section, "key=value"
+// writes there (neither part trimmed), "DEL_SECTION name", "DEL_KEY section,key",
+// "REN_KEY section,old,new" (the value is taken from the current bracket section).
+// Lines starting with ";" or "//" are remarks, and "//" later in a line cuts it.
+void ApplyUpdateLines(TMemIniFile& ini, const QStringList& lines);
 void CloseIniStore();
 
 // ---- Typed reads ----

@@ -151,6 +151,64 @@ TEST_F(StartupTest, ExistingIniIsRepairedAndItsSectionsInOtherCaseMerged)
     EXPECT_TRUE(QDir(root.filePath("Messdaten")).exists());
 }
 
+// A service engineer's UPDATE.INI in Config: applied at the start, then archived.
+TEST_F(StartupTest, ADropInUpdateChangesTheIniAtStartAndIsArchived)
+{
+    const QString config = WorkDir() + "/Config";
+    QDir().mkpath(config);
+    const auto write = [](const QString& name, const QByteArray& bytes) {
+        QFile f(name);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    };
+    write(Ini(), "[Alt]\r\nx=1\r\n[Programm]\r\nHintdauer=3000\r\nAlterSchluessel=7\r\n");
+    const QByteArray first = "; Servicebesuch\r\n"
+                             "DEL_SECTION Alt\r\n"
+                             "[Programm]\r\n"
+                             "REN_KEY Programm,AlterSchluessel,NeuerSchluessel\r\n"
+                             "Projekt=Orvex // Kunde\r\n";
+    write(config + "/UPDATE.INI", first);
+
+    QProcess p;
+    Start(p, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(p)) << p.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(p));
+
+    EXPECT_FALSE(QFile::exists(config + "/UPDATE.INI"));
+    QFile archived(config + "/UPDATES/Update_001.INI");
+    ASSERT_TRUE(archived.open(QIODevice::ReadOnly));
+    EXPECT_EQ(archived.readAll(), first);
+    {
+        const TMemIniFile ini(Ini());
+        EXPECT_FALSE(ini.SectionExists("Alt"));
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "NeuerSchluessel", ""), "7");
+        EXPECT_FALSE(ini.ValueExists("PROGRAMM", "AlterSchluessel"));
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "Projekt", ""), "Orvex ");
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "Hintdauer", ""), "3000");
+        // The rest of the start filled the file as ever.
+        EXPECT_TRUE(ini.ValueExists("PATH", "Datapath"));
+    }
+
+    // The next drop-in is archived beside the first. (The last key of the start goes
+    // first, so that its return tells that the start is complete.)
+    {
+        TMemIniFile ini(Ini());
+        ini.DeleteKey("PROGRAMM", "UseFormDesigner");
+        ini.UpdateFile();
+    }
+    write(config + "/UPDATE.INI", "[Programm]\r\nHintdauer=4000\r\n");
+    QProcess q;
+    Start(q, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(q)) << q.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(q));
+    EXPECT_FALSE(QFile::exists(config + "/UPDATE.INI"));
+    EXPECT_TRUE(QFile::exists(config + "/UPDATES/Update_001.INI"));
+    EXPECT_TRUE(QFile::exists(config + "/UPDATES/Update_002.INI"));
+    const TMemIniFile ini(Ini());
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Hintdauer", ""), "4000");
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Projekt", ""), "Orvex ");   // the blank survived another start
+}
+
 TEST_F(StartupTest, StartFromADesktopFolderIsRefused)
 {
     const QString desktop = root.filePath("Desktop/Orvex");
