@@ -23,9 +23,13 @@ int main(int argc, char** argv)
     TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
     // Installed first, so that no request is lost; it is handled once the loop runs.
+    // A request that comes while the windows are still being made waits for them.
+    static bool closeRequested = false;
     InstallCloseRequestHandler([] {
-        if (FOOrvexAuswertung)
+        if (FOOrvexAuswertung && FOOrvexAuswertung->isVisible())
             FOOrvexAuswertung->close();
+        else
+            closeRequested = true;
     });
 
     // Unit start, in link order.
@@ -54,7 +58,13 @@ int main(int argc, char** argv)
         ShowException(e);
     }
 
+    // The program ends with its main window: a wait note left by a failed export, a
+    // modal window or a message box still up must not keep it (and its single-instance
+    // lock) alive. Every event loop, nested ones included, is told to end.
+    FOOrvexAuswertung->OnGeschlossen = [] { QCoreApplication::exit(0); };
     FOOrvexAuswertung->show();
+    if (closeRequested)
+        QTimer::singleShot(0, FOOrvexAuswertung, [] { FOOrvexAuswertung->close(); });
 
     // For people and scripts without a screen: --versuch NR selects a run as the
     // drop-down would, --screenshot FILE draws the window at 1600 x 1000 once the run
