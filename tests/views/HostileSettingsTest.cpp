@@ -1,6 +1,7 @@
 // Kept chart settings edited by hand into values the charts cannot take: the
 // window still comes up, shows the defaults instead, and the file is repaired.
 
+#include "views/OrvexApplication.h"
 #include "views/uFoAuswertungUebersicht.h"
 
 #include "chart/TeEngine.h"
@@ -156,4 +157,28 @@ TEST_F(HostileSettingsTest, MarginsAreHeldToTheDialogsRangeAndColoursToPlainRgb)
     EXPECT_EQ(Stored("Farbe_I"), "clRed");
     EXPECT_EQ(Stored("Farbe_rF"), "$00123456");
     EXPECT_EQ(Stored("Axis_02Color"), "clBlack");
+}
+
+// A failure while the program comes into being reaches the standard report, in
+// German, and ends the start with a code of its own.
+TEST(StartAbsichern, AnExceptionOfTheStartIsReportedInGermanAndEndsTheStart)
+{
+    const int before = ReportedExceptions();
+    bool ran = false;
+    EXPECT_EQ(StartAbsichern([&] { ran = true; }), 0);
+    EXPECT_TRUE(ran);
+    EXPECT_EQ(ReportedExceptions(), before);
+
+    testing::internal::CaptureStderr();
+    const int code = StartAbsichern([] { throw AxisException(QStringLiteral("Axis increment must be >= 0")); });
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(code, 2);
+    EXPECT_EQ(ReportedExceptions(), before + 1);
+    EXPECT_NE(err.find("Fehler beim Programmstart, das Programm wird beendet:\nAxis increment must be >= 0"),
+              std::string::npos)
+        << err;
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(StartAbsichern([] { throw 42; }), 2);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("Unbekannter Fehler"), std::string::npos);
 }
