@@ -447,9 +447,10 @@ void TCustomChart::DrawZoomRectangle()
 
 void TCustomChart::MouseMove(Qt::KeyboardModifiers shift, int x, int y)
 {
-    (void)shift;
     if (CancelMouse)
         return;
+    if (OnMouseMove)
+        OnMouseMove(this, shift, x, y);
     if (fZoom.Active) {
         if (fZoom.Direction == tzdVertical)
             x = fChartRect.Right;

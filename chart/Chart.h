@@ -334,6 +334,8 @@ public:
     std::function<void(TCustomChart* sender, TRect& rect)> OnGetLegendRect;
     std::function<void(TCustomChart* sender, TLegendStyle style, int index, QString& text)> OnGetLegendText;
     std::function<void(TCustomChart* sender)> OnDblClick;
+    // Every move of the mouse over the chart, also while a zoom is dragged.
+    std::function<void(TCustomChart* sender, Qt::KeyboardModifiers shift, int x, int y)> OnMouseMove;
     std::function<void(TCustomChart* sender)> OnZoom;
     std::function<void(TCustomChart* sender)> OnUndoZoom;
     std::function<void(TCustomChart* sender)> OnScroll;

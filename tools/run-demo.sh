@@ -13,7 +13,11 @@ if [ ! -f "$demo/Data/Orvex.fdb" ]; then
 fi
 # The INI is filled by the program with every key it knows; the demo starts with
 # the chart look of a lab: white panels and room for the scales at the sides.
-[ -f "$demo/Config/KELMAR.INI" ] || printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' > "$demo/Config/KELMAR.INI"
+ini="$demo/Config/KELMAR.INI"
+[ -f "$ini" ] || printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' > "$ini"
+# The engineer's tools beyond the plain window are on in the demo (each has its key;
+# without the section the window looks as it always did).
+grep -qai '^\[Auswertung\]' "$ini" || printf '[Auswertung]\r\nMenue=true\r\nCursor=true\r\nMarken=true\r\nStatistik=true\r\nAnpassen=true\r\nLogStromachse=true\r\nBauteilfarben=true\r\nGrenzwert=true\r\n' >> "$ini"
 
 cd "$demo"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then

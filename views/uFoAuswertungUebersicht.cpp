@@ -1,4 +1,5 @@
 #include "views/uFoAuswertungUebersicht.h"
+#include "views/uFoAuswertungWerkzeuge.h"
 
 #include "dbcontrols/TCheckListBox.h"
 #include "dbcontrols/TdxCheckEdit.h"
@@ -123,6 +124,8 @@ TFOOrvexAuswertung::TFOOrvexAuswertung(QWidget* parent) : QWidget(parent)
 TFOOrvexAuswertung::~TFOOrvexAuswertung()
 {
     qApp->removeEventFilter(this);
+    delete Werkzeuge;   // before the charts it draws on
+    Werkzeuge = nullptr;
     // The charts go with their widgets; the series must not outlive them attached.
     for (int k = 1; k <= 9; ++k)
         chart_U_I->RemoveSeries(fSerIStore[k].get());
@@ -405,6 +408,7 @@ void TFOOrvexAuswertung::FormCreate()
     Ser_rF->SetSeriesColor(fFarbeRF);
     Ser_U->SetSeriesColor(fFarbeU);
     KurvenAuswerten();
+    Werkzeuge = new TAuswertungWerkzeuge(this);
     ChartsAktualisieren();
 }
 
@@ -576,6 +580,8 @@ void TFOOrvexAuswertung::DatenLaden()
         md->Next();
     }
     SerienZuweisen();
+    if (Werkzeuge)
+        Werkzeuge->DatenGeladen();
     ChartsAktualisieren();
     Chart_T_RF->repaint();
     chart_U_I->repaint();
@@ -696,6 +702,8 @@ void TFOOrvexAuswertung::ChartsAktualisieren()
     RandSetzen(fCharts[2], fRand);
     AchseUebertragen(fAchsen[3], fAchsen[3]);
     AchseUebertragen(fAchsen[4], fAchsen[4]);
+    if (Werkzeuge)
+        Werkzeuge->AnsichtAktualisiert();
 }
 
 void TFOOrvexAuswertung::ChartsAnordnen()
@@ -847,6 +855,8 @@ void TFOOrvexAuswertung::FormCloseQuery(bool& canClose)
 
 void TFOOrvexAuswertung::FormClose()
 {
+    if (Werkzeuge)
+        Werkzeuge->VorDemSpeichern();
     EinstellungenSpeichern();
 }
 

@@ -25,6 +25,7 @@ class TdxDBMemo;
 class TCheckListBox;
 class TdxCheckEdit;
 class THTMLabel;
+class TAuswertungWerkzeuge;
 
 class TFOOrvexAuswertung : public QWidget {
     Q_OBJECT
@@ -172,6 +173,10 @@ public:
 
     // Selects a run by its number as if the user had picked it; false when there is none.
     bool VersuchWaehlen(const QString& nummer);
+
+    // The engineer's tools beside the charts (cursor, marks, statistics, ...); each
+    // switched by a key of section "Auswertung". Owned by the window.
+    TAuswertungWerkzeuge* Werkzeuge = nullptr;
 
 protected:
     bool event(QEvent* e) override;

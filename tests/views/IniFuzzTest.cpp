@@ -99,7 +99,7 @@ QString Insane(const TKey& k, const QString& value)
     if (floatForm.match(k.Pristine).hasMatch()) {
         const std::optional<double> v = Float(value);
         if (!v || !std::isfinite(*v) || std::abs(*v) > 1e12)
-            return QStringLiteral("float not finite or out of range");
+            return QStringLiteral("number not finite or out of range");
         if (key.endsWith(QLatin1String("ticks")) && *v < 0)
             return QStringLiteral("negative step");
         if ((key.endsWith(QLatin1String("istart")) || key.endsWith(QLatin1String("iende"))) && (*v < 0 || *v > 100))
@@ -115,9 +115,14 @@ QString Insane(const TKey& k, const QString& value)
         }
     }
     if (intForm.match(k.Pristine).hasMatch()) {
+        // A whole number in the first file may be an integer or a float of the
+        // program (a default of 0 is written as "0" either way): what stays must be
+        // read by one of the two.
         int v = 0;
-        if (!TryStrToInt(value, v))
-            return QStringLiteral("no integer");
+        if (!TryStrToInt(value, v)) {
+            const std::optional<double> f = Float(value);
+            return f && std::isfinite(*f) && std::abs(*f) <= 1e12 ? QString() : QStringLiteral("no number");
+        }
         if (key == QLatin1String("csv_kommazeichen_wert") && (v & 0xFF) != ',' && (v & 0xFF) != '.')
             return QStringLiteral("decimal character");
         return {};
@@ -206,12 +211,20 @@ TEST_F(IniFuzzTest, HostileValuesInEveryKeyNeitherStopAStartNorStayWhereTheyAreC
     SCOPED_TRACE("ORVEX_FUZZ_SEED=" + std::to_string(seed));
     QRandomGenerator random(seed);
 
-    // The demo's first start, as the demo script writes its INI: the program fills
-    // the file with every key it reads.
+    // The demo's first start, with the INI the demo script writes (its printf lines
+    // that start a section): the program fills the file with every key it reads.
     {
+        QFile script(QStringLiteral(ORVEX_SOURCE_DIR "/tools/run-demo.sh"));
+        ASSERT_TRUE(script.open(QIODevice::ReadOnly));
+        static const QRegularExpression printfLine(QStringLiteral("printf '(\\[[^']*)'"));
+        QByteArray demoIni;
+        for (auto m = printfLine.globalMatch(QString::fromUtf8(script.readAll())); m.hasNext();)
+            demoIni += m.next().captured(1).replace(QLatin1String("\\r"), QLatin1String("\r"))
+                           .replace(QLatin1String("\\n"), QLatin1String("\n")).toLatin1();
+        ASSERT_TRUE(demoIni.startsWith("[Chartsettings]")) << demoIni.constData();
         QFile f(Ini(0));
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write("[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n");
+        f.write(demoIni);
     }
     {
         QProcess p;
