@@ -16,6 +16,7 @@
 #include <QScreen>
 #include <QStandardPaths>
 #include <QStringDecoder>
+#include <cmath>
 #include <optional>
 
 #ifndef ORVEX_VERSION
@@ -387,6 +388,42 @@ TRect ReadIniRect(const QString& section, const QString& key, const TRect&, std:
 }
 
 namespace {
+// Replaces a value that its user cannot take; the variable records what is used.
+template <typename T>
+T Repair(const QString& section, const QString& key, T value, const QString& text, std::uint16_t flags)
+{
+    WriteBack(section, key, text);
+    SetIniVariable(section, key, QVariant::fromValue(value), flags);
+    return value;
+}
+}
+
+double ReadIniFloatInRange(const QString& section, const QString& key, double defaultValue, double low, double high,
+                           std::uint16_t flags)
+{
+    const QString sec = section.toUpper();
+    const double value = ReadIniFloat(sec, key, defaultValue, flags);
+    bool readable = true;
+    try {
+        StrToFloatTolerant(RawRead(sec, key, FloatToStr(defaultValue)));
+    } catch (const EConvertError&) {
+        readable = false;
+    }
+    if (readable && std::isfinite(value) && value >= low && value <= high)
+        return value;
+    return Repair(sec, key, defaultValue, FloatToStr(defaultValue), flags);
+}
+
+TColor ReadIniRGBColor(const QString& section, const QString& key, TColor defaultValue, std::uint16_t flags)
+{
+    const QString sec = section.toUpper();
+    const TColor value = ReadIniColor(sec, key, defaultValue, flags);
+    if ((static_cast<std::uint32_t>(value) & 0xFF000000u) == 0)
+        return value;
+    return Repair(sec, key, defaultValue, ColorToString(defaultValue), flags);
+}
+
+namespace {
 bool Write(const QString& section, const QString& key, const QString& value)
 {
     OpenIniStore();
@@ -445,6 +482,13 @@ int ReadFileInteger(TMemIniFile* ini, const QString& section, const QString& key
 void ReadPathSetting(QString& global, const QString& key, const QString& defaultValue)
 {
     global = ReadIniPath(QStringLiteral("PATH"), key, defaultValue, 0, false);
+    // Files are named folder + "/" + name: an empty folder would put the log or an
+    // export into the root of the file system.
+    if (global.trimmed().isEmpty() && !defaultValue.isEmpty()) {
+        global = ExpandedCopy(defaultValue);
+        WriteIniString(QStringLiteral("PATH"), key, global);
+        SetIniVariable(QStringLiteral("PATH"), key, global);
+    }
     ForceFolder(global);
 }
 
@@ -501,6 +545,27 @@ QChar LocaleListSeparator()
     return QLocale::system().decimalPoint() == QLatin1String(",") ? u';' : u',';
 }
 
+// The texts that every boolean of the file is written with. A true text that does
+// not read as true again (or a false text that does) would turn every kept switch
+// the other way at the next start, so such a text is repaired to its default.
+void ReadBooleanPair(TBoolPair& pair, const QString& falseKey, const QString& falseDefault, const QString& trueKey,
+                     const QString& trueDefault)
+{
+    const QString SC = QStringLiteral("String_Constants");
+    pair.False = ReadIniString(SC, falseKey, falseDefault);
+    pair.True = ReadIniString(SC, trueKey, trueDefault);
+    if (!TextToBool(pair.True)) {
+        pair.True = trueDefault;
+        WriteIniString(SC, trueKey, trueDefault);
+        SetIniVariable(SC.toUpper(), trueKey, trueDefault);
+    }
+    if (TextToBool(pair.False)) {
+        pair.False = falseDefault;
+        WriteIniString(SC, falseKey, falseDefault);
+        SetIniVariable(SC.toUpper(), falseKey, falseDefault);
+    }
+}
+
 QChar CodeToChar(int code)
 {
     const char byte = char(code & 0xFF);
@@ -542,9 +607,18 @@ void ReadProgramSettings()
             workArea = QGuiApplication::primaryScreen()->availableGeometry();
         Screen_Height_Max = ReadIniInteger(PROGRAMM, QStringLiteral("Screen_Height_Max"), workArea.height());
         Screen_Width_Max = ReadIniInteger(PROGRAMM, QStringLiteral("Screen_Width_Max"), workArea.width());
-        const int decimal = ReadIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"),
-                                           FormatSettings.DecimalSeparator.unicode());
+        // Every float of the file is written with this character and read back with
+        // "," and "." as separators: a digit, a sign or a control character here would
+        // turn the stored limits into other numbers at the next start. Only the two
+        // separators are taken; anything else is repaired.
+        const int defaultDecimal = FormatSettings.DecimalSeparator.unicode();
+        const int decimal = ReadIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
         FormatSettings.DecimalSeparator = CodeToChar(decimal);
+        if (FormatSettings.DecimalSeparator != u',' && FormatSettings.DecimalSeparator != u'.') {
+            WriteIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
+            SetIniVariable(PROGRAMM, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
+            FormatSettings.DecimalSeparator = CodeToChar(defaultDecimal);
+        }
         const int list = ReadIniInteger(Programm, QStringLiteral("CSV_Trennzeichen_Wert"), LocaleListSeparator().unicode());
         FormatSettings.ListSeparator = CodeToChar(list);
         CSV_Dateierweiterung = u'.' + ReadIniString(Programm, QStringLiteral("CSV_Dateierweiterung"), QStringLiteral("csv"));
@@ -603,10 +677,10 @@ void ReadProgramSettings()
     PairFailPass.True = ReadIniString(SC, QStringLiteral("Pass_String"), QStringLiteral("pass"));
     PairInactiveActive.False = ReadIniString(SC, QStringLiteral("Inaktiv_String"), QStringLiteral("inaktiv"));
     PairInactiveActive.True = ReadIniString(SC, QStringLiteral("Aktiv_String"), QStringLiteral("aktiv"));
-    PairFalseTrue.False = ReadIniString(SC, QStringLiteral("False_String"), QStringLiteral("false"));
-    PairFalseTrue.True = ReadIniString(SC, QStringLiteral("True_String"), QStringLiteral("true"));
-    PairNoYes.False = ReadIniString(SC, QStringLiteral("Falsch_String"), QStringLiteral("nein"));
-    PairNoYes.True = ReadIniString(SC, QStringLiteral("Wahr_String"), QStringLiteral("ja"));
+    ReadBooleanPair(PairFalseTrue, QStringLiteral("False_String"), QStringLiteral("false"),
+                    QStringLiteral("True_String"), QStringLiteral("true"));
+    ReadBooleanPair(PairNoYes, QStringLiteral("Falsch_String"), QStringLiteral("nein"), QStringLiteral("Wahr_String"),
+                    QStringLiteral("ja"));
     PairOffOn.False = ReadIniString(SC, QStringLiteral("aus_String"), QStringLiteral("aus"));
     PairOffOn.True = ReadIniString(SC, QStringLiteral("ein_String"), QStringLiteral("ein"));
     // Read last: every boolean key above therefore stands as "true"/"false" in the file.

@@ -33,12 +33,8 @@ void TAuswertungOptionen::Laden()
     LogStromachse = ReadIniBool(kSektion, QStringLiteral("LogStromachse"), false);
     Bauteilfarben = ReadIniBool(kSektion, QStringLiteral("Bauteilfarben"), false);
     Grenzwert = ReadIniBool(kSektion, QStringLiteral("Grenzwert"), false);
-    Schwelle_uA = ReadIniFloat(kSektion, QStringLiteral("Schwelle_uA"), 0);
     // A threshold the comparison cannot use would mark every device or none.
-    if (!std::isfinite(Schwelle_uA) || Schwelle_uA < 0 || Schwelle_uA > 1e12) {
-        Schwelle_uA = 0;
-        WriteIniFloat(kSektion, QStringLiteral("Schwelle_uA"), 3, 0);
-    }
+    Schwelle_uA = ReadIniFloatInRange(kSektion, QStringLiteral("Schwelle_uA"), 0, 0, 1e12);
     Routineereignisse = ReadIniString(kSektion, QStringLiteral("Routineereignisse"), QStringLiteral("Speicherzyklus"));
 }
 

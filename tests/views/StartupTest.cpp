@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
 #include "frame/MemIniFile.h"
 #include "tools/OrvexDemoDb.h"
 
@@ -249,11 +251,77 @@ TEST_F(StartupTest, ScreenshotOptionDrawsTheChosenRunAndEndsInOrder)
     TMemIniFile ini(Ini());
     EXPECT_EQ(ini.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));   // I_MAX 100 of the run
 
-    // An unknown run is said so, and the picture is still drawn.
+}
+
+// A screen-free run always ends, and says by its exit code and on standard error
+// whether the picture of the run was written.
+TEST_F(StartupTest, ScreenFreeRunsEndAndTellWhatWentWrong)
+{
+    TDemoDbLogin login;
+    login.DBName = WorkDir() + "/Data/Orvex.fdb";
+    QDir().mkpath(WorkDir() + "/Data");
+    CreateDemoDatabase(login);
+    {
+        // A run named with an apostrophe, and one whose key is past what the
+        // measurement table can hold (a SMALLINT there).
+        auto db = ConnectOrvex(login);
+        TpFIBTransaction tr;
+        tr.SetDefaultDatabase(db.get());
+        tr.StartTransaction();
+        TpFIBQuery q;
+        q.SetDatabase(db.get());
+        q.SetTransaction(&tr);
+        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                        "values ('O''Neill 7', 'X', 901, 100, 'Angelegt')");
+        q.ExecQuery();
+        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                        "values ('GROSS-1', 'X', 40000, 100, 'Angelegt')");
+        q.ExecQuery();
+        tr.Commit();
+        db->Close();
+    }
+    struct TErgebnis {
+        bool Ended;
+        int Code;
+        QString Err;
+    };
+    const auto run = [&](const QString& versuch, const QString& shot) {
+        QProcess p;
+        Start(p, WorkDir(), {"--versuch", versuch, "--screenshot", shot});
+        const bool ended = p.waitForFinished(kWaitMs);
+        return TErgebnis{ended && p.exitStatus() == QProcess::NormalExit, p.exitCode(),
+                         QString::fromUtf8(p.readAllStandardError())};
+    };
+    const QString shot = root.filePath("bild.png");
+
+    // Found although its number ends the literal of the statement early.
+    TErgebnis r = run("O'Neill 7", shot);
+    ASSERT_TRUE(r.Ended) << r.Err.toStdString();
+    EXPECT_EQ(r.Code, 0) << r.Err.toStdString();
+    EXPECT_EQ(QImage(shot).size(), QSize(1600, 1000));
+
     QFile::remove(shot);
-    QProcess q;
-    Start(q, WorkDir(), {"--versuch", "GIBT-ES-NICHT", "--screenshot", shot});
-    ASSERT_TRUE(q.waitForFinished(kWaitMs));
-    EXPECT_TRUE(QString::fromUtf8(q.readAllStandardError()).contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden."));
-    EXPECT_TRUE(QFile::exists(shot));
+    r = run("O'Fehlt", shot);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"O'Fehlt\" ist nicht vorhanden.")) << r.Err.toStdString();
+    EXPECT_FALSE(QFile::exists(shot));   // a picture without the run is not what was asked for
+
+    r = run("GIBT-ES-NICHT", shot);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden.")) << r.Err.toStdString();
+
+    // The selection fails in the database: reported, and the program still ends.
+    r = run("GROSS-1", shot);
+    ASSERT_TRUE(r.Ended) << r.Err.toStdString();
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"GROSS-1\" konnte nicht angezeigt werden:")) << r.Err.toStdString();
+    EXPECT_FALSE(QFile::exists(shot));
+
+    const QString nowhere = root.filePath("fehlt/bild.png");
+    r = run("HTRB-2026-017", nowhere);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Das Bild \"" + nowhere + "\" konnte nicht geschrieben werden.")) << r.Err.toStdString();
 }
