@@ -38,18 +38,6 @@ void TAuswertungOptionen::Laden()
     Routineereignisse = ReadIniString(kSektion, QStringLiteral("Routineereignisse"), QStringLiteral("Speicherzyklus"));
 }
 
-void TAuswertungOptionen::Speichern() const
-{
-    WriteIniBool(kSektion, QStringLiteral("Menue"), Menue);
-    WriteIniBool(kSektion, QStringLiteral("Cursor"), Cursor);
-    WriteIniBool(kSektion, QStringLiteral("Marken"), Marken);
-    WriteIniBool(kSektion, QStringLiteral("Statistik"), Statistik);
-    WriteIniBool(kSektion, QStringLiteral("Anpassen"), Anpassen);
-    WriteIniBool(kSektion, QStringLiteral("LogStromachse"), LogStromachse);
-    WriteIniBool(kSektion, QStringLiteral("Bauteilfarben"), Bauteilfarben);
-    WriteIniBool(kSektion, QStringLiteral("Grenzwert"), Grenzwert);
-}
-
 QStringList TAuswertungOptionen::RoutineListe() const
 {
     QStringList out;
