@@ -2,12 +2,10 @@
 
 #include "dbaccess/FIBDataSet.h"
 
-#include <QFile>
-#include <QSaveFile>
-#include <cerrno>
-#include <cstring>
 #include <QLocale>
+#include <QSaveFile>
 #include <QtEndian>
+#include <cerrno>
 #include <cstring>
 
 namespace {
