@@ -13,6 +13,7 @@
 
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"
+#include <csignal>
 #include "frame/MemIniFile.h"
 #include "tools/OrvexDemoDb.h"
 
@@ -21,6 +22,19 @@
 
 namespace {
 constexpr int kWaitMs = 30000;   // generous: the sanitizer build starts slowly
+
+// Whether a process has set signal sig to be ignored ("SigIgn") or caught
+// ("SigCgt"), as the kernel lists it.
+bool SignalIn(const QProcess& p, const QByteArray& list, int sig)
+{
+    QFile f(QStringLiteral("/proc/%1/status").arg(p.processId()));
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith(list + ':'))
+            return (line.mid(list.size() + 1).trimmed().toULongLong(nullptr, 16) >> (sig - 1)) & 1;
+    return false;
+}
 
 class StartupTest : public ::testing::Test {
 protected:
@@ -76,6 +90,8 @@ TEST_F(StartupTest, FirstStartFillsTheIniAndMakesTheFoldersAndSecondStartIsRefus
     QProcess first;
     Start(first, WorkDir());
     ASSERT_TRUE(WaitUntilStarted(first)) << first.readAllStandardError().constData();
+    // A file size limit makes a write fail with its reason instead of ending the program.
+    EXPECT_TRUE(SignalIn(first, "SigIgn", SIGXFSZ));
 
     // A second start without parameters is refused while the first runs.
     QProcess second;
