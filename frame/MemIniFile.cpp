@@ -64,10 +64,12 @@ TMemIniFile::Section* TMemIniFile::find(const QString& section)
 
 qsizetype TMemIniFile::indexOfKey(const Section& s, const QString& key)
 {
+    // Blanks round a key are layout, as on reading the file: "key " names "key".
+    const QString name = key.trimmed();
     for (qsizetype i = 0; i < s.lines.size(); ++i) {
         const QString& l = s.lines[i];
         const qsizetype eq = l.indexOf(u'=');
-        if (eq > 0 && QStringView(l).left(eq).compare(key, Qt::CaseInsensitive) == 0)
+        if (eq > 0 && QStringView(l).left(eq).compare(name, Qt::CaseInsensitive) == 0)
             return i;
     }
     return -1;
@@ -92,7 +94,7 @@ void TMemIniFile::WriteString(const QString& section, const QString& key, const 
         fSections.push_back({section, {}});
         s = &fSections.back();
     }
-    const QString line = key + u'=' + value;
+    const QString line = key.trimmed() + u'=' + value;
     const qsizetype i = indexOfKey(*s, key);
     if (i >= 0)
         s->lines[i] = line;

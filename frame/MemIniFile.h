@@ -1,6 +1,7 @@
 #pragma once
 // An INI file held whole in memory. Section and key names compare without regard
-// to case; changes stay in memory until UpdateFile rewrites the file.
+// to case, and blanks round a key name do not count; changes stay in memory until
+// UpdateFile rewrites the file.
 // The file is Windows-1252 text with CR LF line ends (LF alone is accepted on reading).
 
 #include <QString>

@@ -176,6 +176,10 @@ void ZELInit_Initialize(int argc, char** argv)
     if (argc <= 1 && running)
         Fail(AppName + QStringLiteral(" läuft bereits auf diesem Rechner"), kExitRefused);
 
+    // A file size limit turns into a failed write that the exports report with its
+    // reason, rather than ending the process.
+    std::signal(SIGXFSZ, SIG_IGN);
+
     SetProcessFormats();
     InitPaths();
     SetVariable(QStringLiteral("PROGRAMM.AppName"), exe);

@@ -1,16 +1,22 @@
 #include "frame/ZELLIB_INI.h"
 
 #include "frame/MessageDlg.h"
+#include "frame/ZELLIB_FIL.h"
 #include "frame/ZELLIB_STR.h"
+#include "frame/zellib_keyboard.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QDateTime>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QStandardPaths>
 #include <QStringDecoder>
+#include <cmath>
 #include <optional>
 
 #ifndef ORVEX_VERSION
@@ -146,8 +152,118 @@ QString ExpandedCopy(const QString& text)
     return ExpandVariables(copy) ? copy : text;
 }
 
+void ApplyUpdateLines(TMemIniFile& ini, const QStringList& lines)
+{
+    QString section;
+    for (const QString& raw : lines) {
+        QString line = raw.trimmed();
+        if (line.isEmpty() || line.startsWith(u';') || line.startsWith(QLatin1String("//")))
+            continue;
+        // A remark behind "//" goes; what stands in front of it stays as it is, blanks included.
+        if (const qsizetype cut = line.indexOf(QLatin1String("//")); cut > 0)
+            line.truncate(cut);
+        const QString upper = line.toUpper();
+        if (upper.startsWith(QLatin1String("DEL_SECTION"))) {
+            ini.EraseSection(line.mid(12).trimmed());
+            continue;
+        }
+        if (upper.startsWith(QLatin1String("DEL_KEY"))) {
+            const QString rest = line.mid(8).trimmed();
+            if (const qsizetype comma = rest.indexOf(u','); comma > 0)
+                ini.DeleteKey(rest.left(comma), rest.mid(comma + 1).trimmed());
+            continue;
+        }
+        if (upper.startsWith(QLatin1String("REN_KEY"))) {
+            const QString rest = line.mid(8).trimmed();
+            const qsizetype first = rest.indexOf(u',');
+            const QString tail = first > 0 ? rest.mid(first + 1) : QString();
+            const qsizetype second = tail.indexOf(u',');
+            if (first > 0 && second > 0) {
+                const QString target = rest.left(first).trimmed();
+                const QString oldKey = tail.left(second).trimmed();
+                const QString newKey = tail.mid(second + 1).trimmed();
+                // An empty name would make a line the store cannot read back.
+                if (!oldKey.isEmpty() && !newKey.isEmpty()) {
+                    // The value comes from the current bracket section, not from the section
+                    // the line names; stored update files rely on this.
+                    const QString value = section.isEmpty() ? QString() : ini.ReadString(section, oldKey, QString());
+                    ini.DeleteKey(target, oldKey);
+                    ini.WriteString(target, newKey, value);
+                }
+            }
+            continue;
+        }
+        if (line.startsWith(u'[')) {
+            const qsizetype close = line.indexOf(u']');
+            section = close < 0 ? QString() : line.mid(1, close - 1);
+            continue;
+        }
+        const qsizetype eq = line.indexOf(u'=');
+        if (eq > 0 && !section.isEmpty())
+            ini.WriteString(section, line.left(eq), line.mid(eq + 1));
+    }
+}
+
+namespace {
+// An UPDATE.INI that could not be taken away is applied once per process, not again at
+// every access to the store.
+struct TFileStamp {
+    QString Name;
+    qint64 Size = -1;
+    qint64 Modified = 0;
+    bool operator==(const TFileStamp&) const = default;
+};
+std::optional<TFileStamp> gStuckUpdate;
+bool gUpdateRunning = false;
+
+TFileStamp StampOf(const QFileInfo& info)
+{
+    return {info.absoluteFilePath(), info.size(), info.lastModified().toMSecsSinceEpoch()};
+}
+}
+
+void ApplyUpdateIni()
+{
+    // The notes of a failing delete log, and logging may read the store: no second pass then.
+    if (gUpdateRunning || Configpath.isEmpty())
+        return;
+    const QString updateName = Configpath + QStringLiteral("/UPDATE.INI");
+    const QFileInfo info(updateName);
+    if (!info.exists() || (gStuckUpdate && *gStuckUpdate == StampOf(info)))
+        return;
+    gUpdateRunning = true;
+    try {
+        QFile f(updateName);
+        if (!f.open(QIODevice::ReadOnly))
+            throw Exception(f.errorString());
+        QStringDecoder decode("windows-1252");
+        const QStringList lines = QString(decode(f.readAll())).split(QRegularExpression(QStringLiteral("\\r\\n|\\n|\\r")));
+        f.close();
+        const QString archive = Configpath + QStringLiteral("/UPDATES");
+        QDir().mkpath(archive);
+        for (int n = 1; n <= 999; ++n) {
+            const QString target = archive + QStringLiteral("/Update_") + IntToFixed(n, 3) + QStringLiteral(".INI");
+            if (QFileInfo::exists(target))
+                continue;
+            FileCopy(updateName, target);
+            FileDelete(updateName);
+            break;
+        }
+        IniStore.reset();
+        IniStore = std::make_unique<TMemIniFile>(IniFileName);
+        ApplyUpdateLines(*IniStore, lines);
+        IniStore->UpdateFile();
+    } catch (...) {
+        ShowMessage(QStringLiteral("Fehler beim Öffnen von ") + IniFileName);
+    }
+    if (const QFileInfo left(updateName); left.exists())
+        gStuckUpdate = StampOf(left);
+    gUpdateRunning = false;
+}
+
 void OpenIniStore()
 {
+    ApplyUpdateIni();
     if (IniStore)
         return;
     try {
@@ -272,6 +388,42 @@ TRect ReadIniRect(const QString& section, const QString& key, const TRect&, std:
 }
 
 namespace {
+// Replaces a value that its user cannot take; the variable records what is used.
+template <typename T>
+T Repair(const QString& section, const QString& key, T value, const QString& text, std::uint16_t flags)
+{
+    WriteBack(section, key, text);
+    SetIniVariable(section, key, QVariant::fromValue(value), flags);
+    return value;
+}
+}
+
+double ReadIniFloatInRange(const QString& section, const QString& key, double defaultValue, double low, double high,
+                           std::uint16_t flags)
+{
+    const QString sec = section.toUpper();
+    const double value = ReadIniFloat(sec, key, defaultValue, flags);
+    bool readable = true;
+    try {
+        StrToFloatTolerant(RawRead(sec, key, FloatToStr(defaultValue)));
+    } catch (const EConvertError&) {
+        readable = false;
+    }
+    if (readable && std::isfinite(value) && value >= low && value <= high)
+        return value;
+    return Repair(sec, key, defaultValue, FloatToStr(defaultValue), flags);
+}
+
+TColor ReadIniRGBColor(const QString& section, const QString& key, TColor defaultValue, std::uint16_t flags)
+{
+    const QString sec = section.toUpper();
+    const TColor value = ReadIniColor(sec, key, defaultValue, flags);
+    if ((static_cast<std::uint32_t>(value) & 0xFF000000u) == 0)
+        return value;
+    return Repair(sec, key, defaultValue, ColorToString(defaultValue), flags);
+}
+
+namespace {
 bool Write(const QString& section, const QString& key, const QString& value)
 {
     OpenIniStore();
@@ -330,6 +482,13 @@ int ReadFileInteger(TMemIniFile* ini, const QString& section, const QString& key
 void ReadPathSetting(QString& global, const QString& key, const QString& defaultValue)
 {
     global = ReadIniPath(QStringLiteral("PATH"), key, defaultValue, 0, false);
+    // Files are named folder + "/" + name: an empty folder would put the log or an
+    // export into the root of the file system.
+    if (global.trimmed().isEmpty() && !defaultValue.isEmpty()) {
+        global = ExpandedCopy(defaultValue);
+        WriteIniString(QStringLiteral("PATH"), key, global);
+        SetIniVariable(QStringLiteral("PATH"), key, global);
+    }
     ForceFolder(global);
 }
 
@@ -386,6 +545,27 @@ QChar LocaleListSeparator()
     return QLocale::system().decimalPoint() == QLatin1String(",") ? u';' : u',';
 }
 
+// The texts that every boolean of the file is written with. A true text that does
+// not read as true again (or a false text that does) would turn every kept switch
+// the other way at the next start, so such a text is repaired to its default.
+void ReadBooleanPair(TBoolPair& pair, const QString& falseKey, const QString& falseDefault, const QString& trueKey,
+                     const QString& trueDefault)
+{
+    const QString SC = QStringLiteral("String_Constants");
+    pair.False = ReadIniString(SC, falseKey, falseDefault);
+    pair.True = ReadIniString(SC, trueKey, trueDefault);
+    if (!TextToBool(pair.True)) {
+        pair.True = trueDefault;
+        WriteIniString(SC, trueKey, trueDefault);
+        SetIniVariable(SC.toUpper(), trueKey, trueDefault);
+    }
+    if (TextToBool(pair.False)) {
+        pair.False = falseDefault;
+        WriteIniString(SC, falseKey, falseDefault);
+        SetIniVariable(SC.toUpper(), falseKey, falseDefault);
+    }
+}
+
 QChar CodeToChar(int code)
 {
     const char byte = char(code & 0xFF);
@@ -400,6 +580,10 @@ void ReadProgramSettings()
     const QString PATH = QStringLiteral("PATH"), PROGRAMM = QStringLiteral("PROGRAMM"),
                   Programm = QStringLiteral("Programm"), SC = QStringLiteral("String_Constants");
     EnterSystemPaths();
+    // This program has no on-screen keyboard; the input dialog's calls then do nothing.
+    KeyboardEnabled = false;
+    FirstLayoutName.clear();
+    SecondLayoutName.clear();
     try {
         ReadPathSetting(Datapath, QStringLiteral("Datapath"), AppPath + QStringLiteral("/Data"));
         ReadPathSetting(Exportpath, QStringLiteral("Exportpath"), AppPath + QStringLiteral("/Export"));
@@ -423,9 +607,18 @@ void ReadProgramSettings()
             workArea = QGuiApplication::primaryScreen()->availableGeometry();
         Screen_Height_Max = ReadIniInteger(PROGRAMM, QStringLiteral("Screen_Height_Max"), workArea.height());
         Screen_Width_Max = ReadIniInteger(PROGRAMM, QStringLiteral("Screen_Width_Max"), workArea.width());
-        const int decimal = ReadIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"),
-                                           FormatSettings.DecimalSeparator.unicode());
+        // Every float of the file is written with this character and read back with
+        // "," and "." as separators: a digit, a sign or a control character here would
+        // turn the stored limits into other numbers at the next start. Only the two
+        // separators are taken; anything else is repaired.
+        const int defaultDecimal = FormatSettings.DecimalSeparator.unicode();
+        const int decimal = ReadIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
         FormatSettings.DecimalSeparator = CodeToChar(decimal);
+        if (FormatSettings.DecimalSeparator != u',' && FormatSettings.DecimalSeparator != u'.') {
+            WriteIniInteger(Programm, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
+            SetIniVariable(PROGRAMM, QStringLiteral("CSV_Kommazeichen_Wert"), defaultDecimal);
+            FormatSettings.DecimalSeparator = CodeToChar(defaultDecimal);
+        }
         const int list = ReadIniInteger(Programm, QStringLiteral("CSV_Trennzeichen_Wert"), LocaleListSeparator().unicode());
         FormatSettings.ListSeparator = CodeToChar(list);
         CSV_Dateierweiterung = u'.' + ReadIniString(Programm, QStringLiteral("CSV_Dateierweiterung"), QStringLiteral("csv"));
@@ -484,10 +677,10 @@ void ReadProgramSettings()
     PairFailPass.True = ReadIniString(SC, QStringLiteral("Pass_String"), QStringLiteral("pass"));
     PairInactiveActive.False = ReadIniString(SC, QStringLiteral("Inaktiv_String"), QStringLiteral("inaktiv"));
     PairInactiveActive.True = ReadIniString(SC, QStringLiteral("Aktiv_String"), QStringLiteral("aktiv"));
-    PairFalseTrue.False = ReadIniString(SC, QStringLiteral("False_String"), QStringLiteral("false"));
-    PairFalseTrue.True = ReadIniString(SC, QStringLiteral("True_String"), QStringLiteral("true"));
-    PairNoYes.False = ReadIniString(SC, QStringLiteral("Falsch_String"), QStringLiteral("nein"));
-    PairNoYes.True = ReadIniString(SC, QStringLiteral("Wahr_String"), QStringLiteral("ja"));
+    ReadBooleanPair(PairFalseTrue, QStringLiteral("False_String"), QStringLiteral("false"),
+                    QStringLiteral("True_String"), QStringLiteral("true"));
+    ReadBooleanPair(PairNoYes, QStringLiteral("Falsch_String"), QStringLiteral("nein"), QStringLiteral("Wahr_String"),
+                    QStringLiteral("ja"));
     PairOffOn.False = ReadIniString(SC, QStringLiteral("aus_String"), QStringLiteral("aus"));
     PairOffOn.True = ReadIniString(SC, QStringLiteral("ein_String"), QStringLiteral("ein"));
     // Read last: every boolean key above therefore stands as "true"/"false" in the file.

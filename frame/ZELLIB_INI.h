@@ -55,7 +55,17 @@ bool ExpandVariables(QString& text);
 QString ExpandedCopy(const QString& text);
 
 // ---- The store ----
+// Runs the drop-in pass, then makes sure the store is there.
 void OpenIniStore();
+// The drop-in pass: Configpath/UPDATE.INI, when present, is archived as
+// UPDATES/Update_nnn.INI (lowest free nnn from 001), removed, and its lines applied to
+// a fresh image of the file, which is written once.
+void ApplyUpdateIni();
+// The lines of an update file: "[section]" names the current section, "key=value"
+// writes there (neither part trimmed), "DEL_SECTION name", "DEL_KEY section,key",
+// "REN_KEY section,old,new" (the value is taken from the current bracket section).
+// Lines starting with ";" or "//" are remarks, and "//" later in a line cuts it.
+void ApplyUpdateLines(TMemIniFile& ini, const QStringList& lines);
 void CloseIniStore();
 
 // ---- Typed reads ----
@@ -69,6 +79,18 @@ double ReadIniFloat(const QString& section, const QString& key, double defaultVa
 TColor ReadIniColor(const QString& section, const QString& key, TColor defaultValue, std::uint16_t flags = 0);
 // The default rectangle is not consulted: a missing key reads as "0,0,0,0".
 TRect ReadIniRect(const QString& section, const QString& key, const TRect& ignoredDefault = {}, std::uint16_t flags = 0);
+
+// ---- Reads that repair what their user cannot take ----
+// The reads above leave an unreadable float in the file and let any finite or
+// infinite number through. Where a value outside a range would break the code that
+// uses it (an exception at every start, a curve that vanishes), these reads repair:
+// a text that is no number, not finite or outside [low, high] reads as the default,
+// and the default's text replaces it in the file.
+double ReadIniFloatInRange(const QString& section, const QString& key, double defaultValue, double low, double high,
+                           std::uint16_t flags = 0);
+// A colour must be a plain 24-bit value (red in the low byte); a system colour,
+// clNone or any number beyond 24 bits reads as the default and is repaired.
+TColor ReadIniRGBColor(const QString& section, const QString& key, TColor defaultValue, std::uint16_t flags = 0);
 
 // ---- Writes ----
 bool WriteIniString(const QString& section, const QString& key, const QString& value);

@@ -1,6 +1,8 @@
 #include "frame/zellib_msg.h"
 
+#include "frame/MessageDlg.h"
 #include "frame/ZELInit.h"
+#include "frame/ZELLIB_Eingabe.h"
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"
 #include "frame/zellib_Logging.h"
@@ -14,6 +16,7 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <algorithm>
+#include <cstdio>
 
 TFoMsg* FoMsg = nullptr;
 QString PendingInfo;
@@ -76,11 +79,11 @@ TFoMsg* EnsureForm()
     return FoMsg;
 }
 
-// An open modal dialog, such as the input dialog, stays in front of a note.
+// An open input dialog stays in front of a note.
 void RaiseModalDialog()
 {
-    if (QWidget* modal = QApplication::activeModalWidget(); modal && modal != FoMsg)
-        modal->raise();
+    if (CurrentEingabe)
+        CurrentEingabe->raise();
 }
 
 void SetNote(int imageIndex, const QColor& gradientStart, const QColor& gradientEnd, const QString& caption,
@@ -276,6 +279,17 @@ void TFoMsg::closeEvent(QCloseEvent* event)
 
 // ---- Operations ----
 
+namespace {
+// Without a screen nobody reads the window: the text goes to standard error as well.
+void ScreenFreeNote(const QString& shown)
+{
+    if (IsInteractive())
+        return;
+    std::fprintf(stderr, "%s\n", qPrintable(shown));
+    std::fflush(stderr);
+}
+}
+
 void MsgError(const QString& text, int position, bool stay)
 {
     if (ProgrammEndet)
@@ -283,6 +297,7 @@ void MsgError(const QString& text, int position, bool stay)
     EnsureForm()->Place(position);
     FoMsg->StopTimer();
     const QString shown = BreaksToLines(text);
+    ScreenFreeNote(shown);
     SetNote(0, ColorToQColor(0x8080FF), ColorToQColor(0x0000FF), QStringLiteral(" F e h l e r "), shown, Qt::red);
     FoMsg->show();
     FoMsg->raise();
@@ -305,6 +320,7 @@ void MsgInfo(const QString& text)
     PendingInfo = text;
     EnsureForm()->StopTimer();
     const QString shown = BreaksToLines(text);
+    ScreenFreeNote(shown);
     SetNote(1, Qt::white, ColorToQColor(0xFFFF00), QStringLiteral(" S Y S T E M - H i n w e i s "), shown,
             Qt::black);
     if (!FoMsg->isVisible()) {

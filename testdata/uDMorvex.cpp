@@ -395,10 +395,10 @@ void TDMorvex::DataModuleCreate()
 bool TDMorvex::VersuchLaden(const QString& Nummer, TVersuchDaten& Daten)
 {
     Versuch_->Close();
-    // The number goes in as it is: a quote in it makes the statement fail, and that
-    // failure belongs to the caller.
-    Versuch_->SetSelectSQL(QStringLiteral("select * from Auftraege where Versuchsnr = '") + Nummer
-                           + QStringLiteral("'"));
+    // The number is a literal of the statement: a quote in it is doubled, so that a
+    // run named "O'Neill" is found and no number can end the literal early.
+    Versuch_->SetSelectSQL(QStringLiteral("select * from Auftraege where Versuchsnr = '")
+                           + QString(Nummer).replace(u'\'', QStringLiteral("''")) + QStringLiteral("'"));
     Versuch_->Open();
     if (!Versuch_->Eof())
         VersuchDekodieren(Daten);

@@ -33,25 +33,9 @@ void TAuswertungOptionen::Laden()
     LogStromachse = ReadIniBool(kSektion, QStringLiteral("LogStromachse"), false);
     Bauteilfarben = ReadIniBool(kSektion, QStringLiteral("Bauteilfarben"), false);
     Grenzwert = ReadIniBool(kSektion, QStringLiteral("Grenzwert"), false);
-    Schwelle_uA = ReadIniFloat(kSektion, QStringLiteral("Schwelle_uA"), 0);
     // A threshold the comparison cannot use would mark every device or none.
-    if (!std::isfinite(Schwelle_uA) || Schwelle_uA < 0 || Schwelle_uA > 1e12) {
-        Schwelle_uA = 0;
-        WriteIniFloat(kSektion, QStringLiteral("Schwelle_uA"), 3, 0);
-    }
+    Schwelle_uA = ReadIniFloatInRange(kSektion, QStringLiteral("Schwelle_uA"), 0, 0, 1e12);
     Routineereignisse = ReadIniString(kSektion, QStringLiteral("Routineereignisse"), QStringLiteral("Speicherzyklus"));
-}
-
-void TAuswertungOptionen::Speichern() const
-{
-    WriteIniBool(kSektion, QStringLiteral("Menue"), Menue);
-    WriteIniBool(kSektion, QStringLiteral("Cursor"), Cursor);
-    WriteIniBool(kSektion, QStringLiteral("Marken"), Marken);
-    WriteIniBool(kSektion, QStringLiteral("Statistik"), Statistik);
-    WriteIniBool(kSektion, QStringLiteral("Anpassen"), Anpassen);
-    WriteIniBool(kSektion, QStringLiteral("LogStromachse"), LogStromachse);
-    WriteIniBool(kSektion, QStringLiteral("Bauteilfarben"), Bauteilfarben);
-    WriteIniBool(kSektion, QStringLiteral("Grenzwert"), Grenzwert);
 }
 
 QStringList TAuswertungOptionen::RoutineListe() const

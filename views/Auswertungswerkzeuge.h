@@ -32,10 +32,15 @@ struct TAuswertungOptionen {
     QString Routineereignisse = QStringLiteral("Speicherzyklus");
 
     // Reads every key with the store's rules; a threshold that is no finite,
-    // non-negative number is repaired to 0 in the file.
+    // non-negative number is repaired to 0 in the file. A switch in the context
+    // menu writes its own key at once.
     void Laden();
-    void Speichern() const;
     QStringList RoutineListe() const;
+    // True when any tool is on: only then does a load pay for their computations.
+    bool IrgendeinWerkzeug() const
+    {
+        return Cursor || Marken || Statistik || Anpassen || LogStromachse || Bauteilfarben || Grenzwert;
+    }
 };
 
 // The row shown for a time: the last row at or before t among the first n rows,

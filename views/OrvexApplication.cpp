@@ -29,8 +29,44 @@ bool TOrvexApplication::notify(QObject* receiver, QEvent* event)
     return false;
 }
 
-void ShowException(const std::exception& e)
+namespace {
+int gReportedExceptions = 0;
+
+QString MessageOf(const std::exception& e)
 {
     const auto* own = dynamic_cast<const Exception*>(&e);
-    ShowMessage(own ? own->Message() : QString::fromLocal8Bit(e.what()));
+    return own ? own->Message() : QString::fromLocal8Bit(e.what());
+}
+}
+
+void ShowException(const std::exception& e)
+{
+    ++gReportedExceptions;
+    ShowMessage(MessageOf(e));
+}
+
+void ShowException(const std::exception& e, const QString& context)
+{
+    ++gReportedExceptions;
+    ShowMessage(context + QStringLiteral("<BR>") + MessageOf(e));
+}
+
+int ReportedExceptions()
+{
+    return gReportedExceptions;
+}
+
+int StartAbsichern(const std::function<void()>& start)
+{
+    constexpr int kExitStartFehler = 2;
+    const QString context = QStringLiteral("Fehler beim Programmstart, das Programm wird beendet:");
+    try {
+        start();
+        return 0;
+    } catch (const std::exception& e) {
+        ShowException(e, context);
+    } catch (...) {
+        ShowException(Exception(QStringLiteral("Unbekannter Fehler")), context);
+    }
+    return kExitStartFehler;
 }

@@ -2,9 +2,10 @@
 
 #include "dbaccess/FIBDataSet.h"
 
-#include <QFile>
 #include <QLocale>
+#include <QSaveFile>
 #include <QtEndian>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -114,18 +115,44 @@ TdxDBGridExport::~TdxDBGridExport() = default;
 
 void TdxDBGridExport::Execute()
 {
-    QFile file(FileName);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        throw EdxGridExportError(
-            QStringLiteral("Die Datei \"%1\" kann nicht erzeugt werden: %2").arg(FileName, file.errorString()));
-    ExportTo(&file);
-    file.close();
-    if (file.error() != QFileDevice::NoError)
-        throw EdxGridExportError(
-            QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2").arg(FileName, file.errorString()));
+    // The rows go into a temporary file beside the target, which takes its name only
+    // once it is complete: a full disk or a lost connection leaves no half file, and
+    // a file of that name from before stays as it was.
+    QSaveFile file(FileName);
+    file.setDirectWriteFallback(false);
+    errno = 0;
+    if (!file.open(QIODevice::WriteOnly))
+        throw EdxGridExportError(QStringLiteral("Die Datei \"%1\" kann nicht erzeugt werden: %2")
+                                     .arg(FileName, SystemReason(file.errorString())));
+    ExportTo(&file);   // a failure here discards the temporary file with the object
+    errno = 0;
+    if (!file.commit())
+        throw EdxGridExportError(QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2")
+                                     .arg(FileName, SystemReason(file.errorString())));
+}
+
+QString TdxDBGridExport::SystemReason(const QString& deviceText)
+{
+    // The device's own text is "Unknown error" for a write the system refused; the
+    // system's reason is what the user can act on ("No space left on device").
+    const int code = errno;
+    if (code != 0 && (deviceText.isEmpty() || deviceText == QLatin1String("Unknown error")))
+        return QString::fromLocal8Bit(std::strerror(code));
+    return deviceText;
 }
 
 void TdxDBGridExport::ExportTo(QIODevice* stream)
+{
+    TDataSet* ds = Grid ? Grid->DataSet() : nullptr;
+    if (Grid && Grid->DataSource() && ds && !ds->Active())
+        throw EdxGridExportError(QStringLiteral("Es sind keine Messdaten geöffnet: der letzte Ladevorgang ist "
+                                                "fehlgeschlagen oder die Verbindung zur Datenbank ist verloren. "
+                                                "Die Datei \"%1\" wird nicht erstellt.")
+                                     .arg(FileName));
+    DoExportTo(stream);
+}
+
+void TdxDBGridExport::DoExportTo(QIODevice* stream)
 {
     TDataSet* ds = Grid ? Grid->DataSet() : nullptr;
     if (!Grid || !Grid->DataSource() || !ds)
@@ -191,9 +218,10 @@ void TdxDBGridExport::Flush()
 {
     if (fBuffer.isEmpty() || !Stream)
         return;
+    errno = 0;
     if (Stream->write(fBuffer) != fBuffer.size())
-        throw EdxGridExportError(
-            QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2").arg(FileName, Stream->errorString()));
+        throw EdxGridExportError(QStringLiteral("Die Datei \"%1\" kann nicht geschrieben werden: %2")
+                                     .arg(FileName, SystemReason(Stream->errorString())));
     fBuffer.clear();
 }
 

@@ -52,11 +52,15 @@ public:
     virtual void WriteHeader() {}
     virtual void WriteFooter() {}
     virtual void WriteRow(TdxDBGridNode* Node) = 0;
-    // Creates the file (replacing one of that name), exports into it and closes it.
+    // Creates the file (replacing one of that name only when complete), exports into it and closes it.
     virtual void Execute();
+    // Refuses a closed dataset: a file of captions alone would pass for a run without rows.
     virtual void ExportTo(QIODevice* stream);
 
 protected:
+    void DoExportTo(QIODevice* stream);
+    // The system's reason for a failed file operation, where the device only knows "Unknown error".
+    static QString SystemReason(const QString& deviceText);
     void Write(const char* data, qsizetype size);
     void Write(const QByteArray& data) { Write(data.constData(), data.size()); }
     // Hands the buffered bytes to the stream; raises when the stream refuses them.

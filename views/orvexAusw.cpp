@@ -8,6 +8,7 @@
 #include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
 #include "views/OrvexApplication.h"
+#include "views/uBildschirmfrei.h"
 #include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoRohdatenansicht.h"
 #include "views/uFoSetupAx.h"
@@ -23,62 +24,62 @@ int main(int argc, char** argv)
     TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
     // Installed first, so that no request is lost; it is handled once the loop runs.
+    // A request that comes while the windows are still being made waits for them.
+    static bool closeRequested = false;
     InstallCloseRequestHandler([] {
-        if (FOOrvexAuswertung)
+        if (FOOrvexAuswertung && FOOrvexAuswertung->isVisible())
             FOOrvexAuswertung->close();
+        else
+            closeRequested = true;
     });
 
-    // Unit start, in link order.
-    ZELLIB_INI_Initialize();
-    ZELInit_Initialize(startArgc, argv);
-    zellib_msg_Initialize();
-    uDMorvex_Initialize();
-    InstallHintHidePause();
+    // A failure while the program comes into being (a kept setting the windows
+    // cannot take, say) is reported in German and ends the start, never in an
+    // abort without a word.
+    const int startCode = StartAbsichern([&] {
+        // Unit start, in link order.
+        ZELLIB_INI_Initialize();
+        ZELInit_Initialize(startArgc, argv);
+        zellib_msg_Initialize();
+        uDMorvex_Initialize();
+        InstallHintHidePause();
 
-    QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
-    FOOrvexAuswertung = new TFOOrvexAuswertung;
-    FoRohdatenansicht = new TFoRohdatenansicht;
-    // The axis dialog belongs to the main window: it goes with it, and closing the
-    // window also ends a dialog that is open.
-    FoSetupAx = new TFoSetupAx(FOOrvexAuswertung);
-    FoSetupCharts = new TFoSetupCharts;
+        QApplication::setApplicationName(QStringLiteral("Orvex Auswertung"));
+        FOOrvexAuswertung = new TFOOrvexAuswertung;
+        FoRohdatenansicht = new TFoRohdatenansicht;
+        // The axis dialog belongs to the main window: it goes with it, and closing the
+        // window also ends a dialog that is open.
+        FoSetupAx = new TFoSetupAx(FOOrvexAuswertung);
+        FoSetupCharts = new TFoSetupCharts;
 
-    // The data module comes last: a failed connection is reported, and the window
-    // stays without runs.
-    DMorvex = std::make_unique<TDMorvex>();
-    FOOrvexAuswertung->DatenquellenZuordnen();
-    FoRohdatenansicht->DatenquellenZuordnen();
-    try {
-        DMorvex->DataModuleCreate();
-    } catch (const std::exception& e) {
-        ShowException(e);
-    }
+        // The data module comes last: a failed connection is reported, and the window
+        // stays without runs.
+        DMorvex = std::make_unique<TDMorvex>();
+        FOOrvexAuswertung->DatenquellenZuordnen();
+        FoRohdatenansicht->DatenquellenZuordnen();
+        try {
+            DMorvex->DataModuleCreate();
+        } catch (const std::exception& e) {
+            ShowException(e);
+        }
 
-    FOOrvexAuswertung->show();
+        // The program ends with its main window: a wait note left by a failed export, a
+        // modal window or a message box still up must not keep it (and its single-instance
+        // lock) alive. Every event loop, nested ones included, is told to end.
+        FOOrvexAuswertung->OnGeschlossen = [] { QCoreApplication::exit(0); };
+        FOOrvexAuswertung->show();
+    });
+    if (startCode != 0)
+        Halt(startCode);
+    if (closeRequested)
+        QTimer::singleShot(0, FOOrvexAuswertung, [] { FOOrvexAuswertung->close(); });
 
-    // For people and scripts without a screen: --versuch NR selects a run as the
-    // drop-down would, --screenshot FILE draws the window at 1600 x 1000 once the run
-    // is loaded and then ends the program the orderly way.
-    QString versuch, shot;
-    const QStringList args = QCoreApplication::arguments();
-    for (int i = 1; i + 1 < args.size(); ++i) {
-        if (args[i] == QLatin1String("--versuch"))
-            versuch = args[++i];
-        else if (args[i] == QLatin1String("--screenshot"))
-            shot = args[++i];
-    }
-    if (!versuch.isEmpty() || !shot.isEmpty())
-        QTimer::singleShot(0, FOOrvexAuswertung, [versuch, shot] {
-            if (!versuch.isEmpty() && !FOOrvexAuswertung->VersuchWaehlen(versuch))
-                ShowMessage(QStringLiteral("Versuch \"%1\" ist nicht vorhanden.").arg(versuch));
-            if (shot.isEmpty())
-                return;
-            FOOrvexAuswertung->setWindowState(Qt::WindowNoState);
-            FOOrvexAuswertung->resize(1600, 1000);
-            QCoreApplication::processEvents();
-            if (!FOOrvexAuswertung->grab().save(shot))
-                ShowMessage(QStringLiteral("Das Bild \"%1\" konnte nicht geschrieben werden.").arg(shot));
-            FOOrvexAuswertung->ProgrammBeenden();
+    // For people and scripts without a screen (see uBildschirmfrei.h).
+    const TKommandozeile kommandozeile = KommandozeileLesen(QCoreApplication::arguments());
+    int kommandozeileCode = 0;
+    if (kommandozeile.Gefragt())
+        QTimer::singleShot(0, FOOrvexAuswertung, [&kommandozeile, &kommandozeileCode] {
+            kommandozeileCode = KommandozeileAusfuehren(kommandozeile);
         });
     const int rc = QApplication::exec();
 
@@ -92,5 +93,5 @@ int main(int argc, char** argv)
     zellib_Logging_Finalize();
     ZELInit_Finalize();
     ZELLIB_INI_Finalize();
-    return rc;
+    return rc != 0 ? rc : kommandozeileCode;
 }

@@ -904,6 +904,8 @@ void TFOOrvexAuswertung::closeEvent(QCloseEvent* e)
     }
     FormClose();
     e->accept();
+    if (OnGeschlossen)
+        OnGeschlossen();
 }
 
 bool TFOOrvexAuswertung::eventFilter(QObject* watched, QEvent* e)

@@ -122,6 +122,9 @@ public:
     void ProgrammBeenden();
     void FormCloseQuery(bool& canClose);
     void FormClose();
+    // Called once the window has closed: the program sets it to end itself then,
+    // whatever notes or dialogs are still up.
+    std::function<void()> OnGeschlossen;
 
     // ---- Selection and loading
     void LookupAuftragSelectionChange(QObject* Sender);

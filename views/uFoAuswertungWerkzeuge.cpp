@@ -209,8 +209,9 @@ void TAuswertungWerkzeuge::OptionUmschalten(const QString& key, bool on)
         a->setChecked(on);
     if (!Optionen.Cursor)
         CursorAus();
-    if (key == QLatin1String("Marken") && on)
-        DatenGeladen();
+    // A tool switched on works on the run already loaded (the marks are read now).
+    if (on)
+        DatenGeladen(false);
     AnsichtAktualisiert();
 }
 
@@ -225,12 +226,18 @@ double TAuswertungWerkzeuge::SchwelleUA() const
     return Optionen.Schwelle_uA > 0 ? Optionen.Schwelle_uA : (AktVersuch ? AktVersuch->I_Max : 0);
 }
 
-void TAuswertungWerkzeuge::DatenGeladen()
+void TAuswertungWerkzeuge::DatenGeladen(bool neuerLauf)
 {
     fCursorZeile = -1;
     fMarken.clear();
     fUeberschreitung.fill(-1);
     fOhneDaten.fill(false);
+    fZeilen = 0;
+    fStatistikVon = 1;
+    fStatistikBis = 0;
+    // With every tool off a load costs what it always cost.
+    if (!Optionen.IrgendeinWerkzeug())
+        return;
     const TChartValues* x = XWerte();
     fZeilen = x ? SteigendeZeilen(*x, w->fAnzahlSaetze) : 0;
     if (fZeilen > 0) {
@@ -258,7 +265,7 @@ void TAuswertungWerkzeuge::DatenGeladen()
             if (m.IstFehler())
                 m.Abgeschaltet = AbgeschalteterKanal(kanaele, fZeilen, ZeileBei(stunden, fZeilen, m.Stunde));
     }
-    if (Optionen.LogStromachse && fLogAktiv && !w->fRefreshLaeuft) {
+    if (neuerLauf && Optionen.LogStromachse && fLogAktiv && !w->fRefreshLaeuft) {
         // A new run set the linear range of its own: it is the one to return to.
         TChartAxis* a = w->fAchsen[1];
         fLinMin = a->Minimum();
@@ -266,8 +273,6 @@ void TAuswertungWerkzeuge::DatenGeladen()
         fLinInc = a->Increment();
         fLogAktiv = false;
     }
-    fStatistikVon = 1;
-    fStatistikBis = 0;
 }
 
 void TAuswertungWerkzeuge::AnsichtAktualisiert()

@@ -32,7 +32,8 @@ public:
 
     // ---- Called by the window
     // A run was walked into the arrays: marks, crossings and the channel list anew.
-    void DatenGeladen();
+    // neuerLauf false: the same rows, a tool was switched on.
+    void DatenGeladen(bool neuerLauf = true);
     // Curves, channels, colours or axes were set: the tools follow.
     void AnsichtAktualisiert();
     // Before the settings are kept: the current scale goes back to its linear range.

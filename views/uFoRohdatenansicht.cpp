@@ -198,6 +198,13 @@ void TFoRohdatenansicht::BitBtn2Click()
 
 void TFoRohdatenansicht::Exportieren(bool xls)
 {
+    // After a failed load the grid has nothing: a file of captions alone would pass for
+    // a run without rows, while the charts still show the rows of the last load.
+    if (TDataSet* ds = Rohdatengrid->DataSet(); !ds || !ds->Active())
+        throw EdxGridExportError(QStringLiteral("Es sind keine Messdaten geöffnet: der letzte Ladevorgang ist "
+                                                "fehlgeschlagen oder die Verbindung zur Datenbank ist verloren. "
+                                                "Es wird keine Datei erstellt; bitte den Versuch mit "
+                                                "\"aktualisieren\" neu laden."));
     // A run too long for a worksheet is refused before anything is asked or made.
     if (xls)
         TdxDBGridExportExcel::CheckRowLimit(*Rohdatengrid, true);

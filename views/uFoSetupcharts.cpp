@@ -72,10 +72,10 @@ TFoSetupCharts::TFoSetupCharts(QWidget* parent) : QDialog(parent)
     Label6 = MakeLabel(QStringLiteral("Label6"), QStringLiteral("Chart-Ränder"), this, sideLeft, row0,
                        sideRight + 50 - sideLeft);
     Label6->setAlignment(Qt::AlignHCenter | Qt::AlignVCenter);
-    EDSTop = MakeSpin(QStringLiteral("EDSTop"), 20, this, middle, row0 + rowStep);
-    EDSLeft = MakeSpin(QStringLiteral("EDSLeft"), 100, this, sideLeft, row0 + 2 * rowStep);
-    EDSRight = MakeSpin(QStringLiteral("EDSRight"), 100, this, sideRight, row0 + 2 * rowStep);
-    EDSBottom = MakeSpin(QStringLiteral("EDSBottom"), 20, this, middle, row0 + 3 * rowStep);
+    EDSTop = MakeSpin(QStringLiteral("EDSTop"), kRandObenUntenMax, this, middle, row0 + rowStep);
+    EDSLeft = MakeSpin(QStringLiteral("EDSLeft"), kRandSeiteMax, this, sideLeft, row0 + 2 * rowStep);
+    EDSRight = MakeSpin(QStringLiteral("EDSRight"), kRandSeiteMax, this, sideRight, row0 + 2 * rowStep);
+    EDSBottom = MakeSpin(QStringLiteral("EDSBottom"), kRandObenUntenMax, this, middle, row0 + 3 * rowStep);
 
     EDZT = new TdxCheckEdit(QStringLiteral("X-Achse absolutes Datum"), this);
     EDZT->setObjectName(QStringLiteral("EDZT"));

@@ -14,6 +14,11 @@ class TJvOfficeColorButton;
 class TdxSpinEdit;
 class TdxCheckEdit;
 
+// Largest chart margins in pixels, at the sides and at top and bottom: what the
+// dialog offers, and what a kept setting is held to.
+constexpr int kRandSeiteMax = 100;
+constexpr int kRandObenUntenMax = 20;
+
 class TFoSetupCharts : public QDialog {
     Q_OBJECT
 public:

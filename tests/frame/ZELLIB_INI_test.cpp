@@ -1,5 +1,6 @@
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"
+#include "frame/zellib_keyboard.h"
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
@@ -164,6 +165,40 @@ TEST_F(IniStoreTest, ColourReadAcceptsNamesHexAndDecimal)
     EXPECT_EQ(Reread("C", "New"), "$00102030");
 }
 
+// Values whose user cannot take every number are repaired where the plain reads
+// leave them; sane values keep the plain rules.
+TEST_F(IniStoreTest, CheckedReadsRepairWhatLiesOutsideAndKeepWhatLiesInside)
+{
+    const QByteArray huge = QByteArray(308, '9') + ",00";
+    WriteBytes(IniFileName, "[A]\r\nNeg=-5\r\nFrac=-0,01\r\nNan=nan\r\nInf=INF\r\nHuge=" + huge +
+                                "\r\nText=abc\r\nEmpty=\r\nOk=2,5\r\nEdge=10\r\n");
+    for (const char* key : {"Neg", "Frac", "Nan", "Inf", "Huge", "Text"}) {
+        EXPECT_DOUBLE_EQ(ReadIniFloatInRange("a", key, 0.25, 0, 10), 0.25) << key;
+        EXPECT_EQ(Reread("A", key), "0,25") << key;
+        EXPECT_DOUBLE_EQ(GetVariable(QStringLiteral("A.") + key).toDouble(), 0.25) << key;
+    }
+    // An empty text reads as 0, which lies inside: it stays, as for the plain read.
+    EXPECT_DOUBLE_EQ(ReadIniFloatInRange("A", "Empty", 1, 0, 10), 0.0);
+    EXPECT_EQ(Reread("A", "Empty"), "");
+    EXPECT_DOUBLE_EQ(ReadIniFloatInRange("A", "Ok", 1, 0, 10), 2.5);
+    EXPECT_EQ(Reread("A", "Ok"), "2,5");
+    EXPECT_DOUBLE_EQ(ReadIniFloatInRange("A", "Edge", 1, 0, 10), 10.0);
+    EXPECT_DOUBLE_EQ(ReadIniFloatInRange("A", "Missing", 7, 0, 10), 7.0);
+    EXPECT_EQ(Reread("A", "Missing"), "7");
+
+    WriteBytes(IniFileName, "[C]\r\nNeg=-5\r\nHigh=$7FFFFFFF\r\nSystem=clBtnFace\r\nNone=clNone\r\nBad=rot\r\n"
+                            "Hex=$00FF8000\r\nName=clWhite\r\n");
+    IniStore.reset();
+    for (const char* key : {"Neg", "High", "System", "None", "Bad"}) {
+        EXPECT_EQ(ReadIniRGBColor("C", key, clGreen), clGreen) << key;
+        EXPECT_EQ(Reread("C", key), "clGreen") << key;
+    }
+    EXPECT_EQ(ReadIniRGBColor("C", "Hex", clGreen), 0x00FF8000);
+    EXPECT_EQ(Reread("C", "Hex"), "$00FF8000");
+    EXPECT_EQ(ReadIniRGBColor("C", "Name", clGreen), clWhite);
+    EXPECT_EQ(Reread("C", "Name"), "clWhite");
+}
+
 TEST_F(IniStoreTest, RectanglesAndWrites)
 {
     WriteBytes(IniFileName, "[R]\r\nRect=1,2,3,4\r\nBroken=1,2,x,4\r\n");
@@ -275,9 +310,16 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     ZELSOFTPath = root.filePath("ZELSOFT");
     AppName = "ORVEXAUSW";
     WriteBytes(IniFileName,
-               "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\n[String_Constants]\r\nWahr_String=J\r\n");
+               "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\n[String_Constants]\r\nWahr_String=Wahr\r\n");
+    KeyboardEnabled = true;
+    FirstLayoutName = SecondLayoutName = "Deutsch.kbl";
 
     ReadProgramSettings();
+
+    // This program has no on-screen keyboard.
+    EXPECT_FALSE(KeyboardEnabled);
+    EXPECT_TRUE(FirstLayoutName.isEmpty());
+    EXPECT_TRUE(SecondLayoutName.isEmpty());
 
     EXPECT_EQ(Datapath, AppPath + "/Data");
     EXPECT_TRUE(QDir(Datapath).exists());
@@ -288,7 +330,7 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     EXPECT_EQ(Reread("PROGRAMM", "COM_Logging"), "true");
     EXPECT_EQ(Reread("PROGRAMM", "Localized_Boolean"), "true");
     EXPECT_TRUE(Localized_Boolean);
-    EXPECT_EQ(BoolToText(true), "J");
+    EXPECT_EQ(BoolToText(true), "Wahr");
     EXPECT_EQ(Reread("PROGRAMM", "KundenProgrammHeader"), "_");
     EXPECT_TRUE(KundenInfo.isEmpty());
     EXPECT_EQ(Reread("PROGRAMM", "Version"), "<missing>");
@@ -297,6 +339,49 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     EXPECT_EQ(GetVariable("PROGRAMM.Produkinfo").toString(), Produkinfo);
     EXPECT_FALSE(GetVariable("SystemPath.ProfileFolder").toString().isEmpty());
     EXPECT_EQ(GetVariable("SystemPath.Current").toString(), QDir::currentPath());
+}
+
+// Settings that every later float and boolean of the file goes through: a value
+// that would write text the next start reads otherwise is repaired at once.
+TEST_F(IniStoreTest, ProgramSettingsRepairWhatWouldCorruptTheFileOrPutFilesAtTheRoot)
+{
+    QTemporaryDir root;
+    AppPath = root.filePath("App");
+    ZELSOFTPath = root.path();
+    AppName = "ORVEXAUSW";
+    for (const char* hostile : {"48", "0", "45", "13", "-5", "300000"}) {
+        IniStore.reset();
+        WriteBytes(IniFileName, QByteArray("[Programm]\r\nCSV_Kommazeichen_Wert=") + hostile +
+                                    "\r\n[String_Constants]\r\nWahr_String=J\r\nTrue_String=\r\nFalsch_String=ja\r\n"
+                                    "False_String=true\r\n[PATH]\r\nCommonAppPath=\r\nDatapath= \r\n");
+        FormatSettings.DecimalSeparator = u',';
+        ReadProgramSettings();
+        EXPECT_EQ(FormatSettings.DecimalSeparator, u',') << hostile;
+        EXPECT_EQ(Reread("PROGRAMM", "CSV_Kommazeichen_Wert"), "44") << hostile;
+    }
+    EXPECT_EQ(PairNoYes.True, "ja");
+    EXPECT_EQ(PairNoYes.False, "nein");
+    EXPECT_EQ(PairFalseTrue.True, "true");
+    EXPECT_EQ(PairFalseTrue.False, "false");
+    EXPECT_EQ(Reread("STRING_CONSTANTS", "Wahr_String"), "ja");
+    EXPECT_EQ(Reread("STRING_CONSTANTS", "True_String"), "true");
+    EXPECT_EQ(Reread("STRING_CONSTANTS", "Falsch_String"), "nein");
+    EXPECT_EQ(Reread("STRING_CONSTANTS", "False_String"), "false");
+    // A kept switch reads back as it was written.
+    EXPECT_TRUE(WriteIniBool("X", "Schalter", true));
+    EXPECT_TRUE(ReadIniBool("X", "Schalter", false));
+    EXPECT_EQ(CommonAppPath, root.filePath("Gemeinsame Dateien/ORVEXAUSW"));
+    EXPECT_EQ(Reread("PATH", "CommonAppPath"), CommonAppPath);
+    EXPECT_EQ(Datapath, AppPath + "/Data");
+    EXPECT_EQ(GetVariable("PATH.Datapath").toString(), Datapath);
+
+    // The other separator and a decimal code past the low byte are sane.
+    IniStore.reset();
+    WriteBytes(IniFileName, "[Programm]\r\nCSV_Kommazeichen_Wert=302\r\n[String_Constants]\r\nWahr_String=OK\r\n");
+    ReadProgramSettings();
+    EXPECT_EQ(FormatSettings.DecimalSeparator, u'.');
+    EXPECT_EQ(Reread("PROGRAMM", "CSV_Kommazeichen_Wert"), "302");
+    EXPECT_EQ(PairNoYes.True, "OK");
 }
 
 TEST_F(IniStoreTest, ExternalProgramsListIsWrittenOnlyWhenAsked)

@@ -110,6 +110,17 @@ TEST_F(MsgTest, BreaksShowAsLinesAndReachTheLogAsBlanks)
     EXPECT_EQ(LoggedEntries(), QStringList{QStringLiteral(";ErrInfo   ;Datei fehlt jetzt")});
 }
 
+// Without a screen nobody reads the window; the text reaches standard error too.
+TEST_F(MsgTest, WithoutAScreenTheTextGoesToStandardErrorAsWell)
+{
+    testing::internal::CaptureStderr();
+    MsgError(QStringLiteral("Datei<BR>fehlt"), 0, true);
+    MsgInfo(QStringLiteral("Bitte warten"));
+    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("Datei\nfehlt\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("Bitte warten\n"), std::string::npos) << err;
+}
+
 TEST_F(MsgTest, ClearHidesUnlessAnErrorIsTiming)
 {
     // The export's wait note.

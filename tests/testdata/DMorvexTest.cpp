@@ -168,7 +168,7 @@ TEST_F(DMorvexTest, EveryDemoRunDecodesAsStored)
     EXPECT_FALSE(dm->Versuch_->Active());
 }
 
-TEST_F(DMorvexTest, UnknownNumbersKeepTheRecordAndQuotesReachTheCaller)
+TEST_F(DMorvexTest, UnknownNumbersKeepTheRecordAndQuotesAreFound)
 {
     dm->DataModuleCreate();
     TVersuchDaten d;
@@ -181,11 +181,17 @@ TEST_F(DMorvexTest, UnknownNumbersKeepTheRecordAndQuotesReachTheCaller)
     EXPECT_EQ(d.AuftragKey, key);
     EXPECT_EQ(d.Versuchsnr, QStringLiteral("HTRB-2026-017"));
 
-    // The number goes into the text unquoted: an apostrophe breaks the statement.
-    const QString message = ThrownMessage([&] { dm->VersuchLaden(QStringLiteral("HTRB'017"), d); });
-    EXPECT_FALSE(message.isEmpty());
+    // An apostrophe neither breaks the statement nor ends its literal early.
+    EXPECT_EQ(ThrownMessage([&] { dm->VersuchLaden(QStringLiteral("HTRB'017"), d); }), QString());
     EXPECT_EQ(d.Versuchsnr, QStringLiteral("HTRB-2026-017"));
-    // The next load starts by closing whatever the failure left.
+    EXPECT_EQ(ThrownMessage([&] { dm->VersuchLaden(QStringLiteral("x' or VERSUCHSNR <> '"), d); }), QString());
+    EXPECT_EQ(d.Versuchsnr, QStringLiteral("HTRB-2026-017"));
+    Exec(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, STATUS) "
+                        "values ('O''Neill 7', 'A-TYP', 903, 'Freigegeben')"));
+    ASSERT_TRUE(dm->VersuchLaden(QStringLiteral("O'Neill 7"), d));
+    EXPECT_EQ(d.AuftragKey, 903);
+    EXPECT_EQ(d.Versuchsnr, QStringLiteral("O'Neill 7"));
+    Exec(QStringLiteral("delete from AUFTRAEGE where AUFTRAGKEY = 903"));
     EXPECT_TRUE(dm->VersuchLaden(QStringLiteral("HTRB-2026-019"), d));
     EXPECT_EQ(d.Versuchsnr, QStringLiteral("HTRB-2026-019"));
 

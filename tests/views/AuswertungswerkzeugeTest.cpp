@@ -82,6 +82,7 @@ protected:
     }
     void Start()
     {
+        ProgrammEndet = false;   // a second start in one test comes after an orderly end
         w = new TFOOrvexAuswertung;
         DMorvex = std::make_unique<TDMorvex>();
         w->DatenquellenZuordnen();
@@ -215,11 +216,16 @@ TEST_F(AuswertungswerkzeugeTest, WithoutTheSectionTheWindowIsAsItWasAndTheKeysAr
     }
     Start();
     EXPECT_EQ(t->Optionen.Schwelle_uA, 0);
+    Select(Active);
+    EXPECT_EQ(t->Zeilen(), 0);   // with every tool off a load computes nothing for them
     QAction* stat = t->Menue()->findChild<QAction*>(QStringLiteral("Statistik"));
     ASSERT_NE(stat, nullptr);
     EXPECT_TRUE(w->PopupMenu1->actions().contains(t->Menue()->menuAction()));
-    stat->setChecked(true);
+    stat->setChecked(true);   // switched on over the loaded run
     EXPECT_TRUE(t->StatistikTabelle()->isVisibleTo(w));
+    EXPECT_EQ(t->Zeilen(), w->fAnzahlSaetze);
+    EXPECT_GT(w->fAnzahlSaetze, 0);
+    EXPECT_EQ(t->StatistikTabelle()->rowCount(), 12);
     Stop();
     const TMemIniFile again(IniFileName);
     EXPECT_EQ(again.ReadString(QStringLiteral("Auswertung"), QStringLiteral("Statistik"), {}), BoolToText(true));

@@ -15,6 +15,7 @@
 #include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
 #include "tools/OrvexDemoDb.h"
+#include "tests/dbaccess/DbTestSupport.h"
 #include "views/TdxDBGridExport.h"
 #include "views/uFoAuswertungUebersicht.h"
 
@@ -33,7 +34,12 @@
 #include <QStringDecoder>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <cstring>
 
 namespace {
@@ -600,6 +606,108 @@ TEST_F(RohdatenansichtTest, CancelKeepsTheNewFolderAndAFailedFileLeavesTheWaitNo
     EXPECT_FALSE(Md()->ControlsDisabled());
     EXPECT_EQ(Md()->RecNo(), before);
     EXPECT_EQ(r->Rohdatengrid->currentIndex().row(), before - 1);
+    // Nothing half-written is left behind, not even the temporary file.
+    EXPECT_EQ(QDir(Datapath).entryList(QDir::Files), QStringList());
+}
+
+// The file system refuses the rest of a file (a full disk, a quota): the export is
+// run in a child process whose file size is limited, as the system would limit it.
+TEST_F(RohdatenansichtTest, AFileTheSystemRefusesLeavesNothingAndSaysWhy)
+{
+    Select(Finished);
+    Open();
+    Md()->Last();   // every row in the cache: the child needs no server
+    Md()->First();
+    for (const bool xls : {false, true}) {
+        SCOPED_TRACE(xls ? "xls" : "csv");
+        const QString file = Datapath + (xls ? QStringLiteral("/voll.xls") : QStringLiteral("/voll.csv"));
+        // A file of that name from before stays as it was.
+        {
+            QFile old(file);
+            ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+            old.write("alt");
+        }
+        int pipeFd[2];
+        ASSERT_EQ(::pipe(pipeFd), 0);
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::close(pipeFd[0]);
+            ::signal(SIGXFSZ, SIG_IGN);
+            rlimit limit{20000, 20000};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            QByteArray answer = "kein Fehler";
+            try {
+                if (xls)
+                    SaveToXLS(*r->Rohdatengrid, file, true);
+                else
+                    SaveToText(*r->Rohdatengrid, file, true, QStringLiteral(";"), {}, {});
+            } catch (const Exception& e) {
+                answer = e.Message().toUtf8();
+            }
+            [[maybe_unused]] auto n = ::write(pipeFd[1], answer.constData(), answer.size());
+            ::_exit(0);
+        }
+        ::close(pipeFd[1]);
+        QByteArray answer;
+        char buf[512];
+        for (ssize_t n; (n = ::read(pipeFd[0], buf, sizeof buf)) > 0;)
+            answer.append(buf, n);
+        ::close(pipeFd[0]);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        const QString message = QString::fromUtf8(answer);
+        EXPECT_TRUE(message.contains(QString::fromLocal8Bit(std::strerror(EFBIG)))) << message.toStdString();
+        EXPECT_TRUE(message.contains(file)) << message.toStdString();
+        EXPECT_EQ(ReadAll(file), QByteArray("alt"));
+        EXPECT_EQ(QDir(Datapath).entryList(QDir::Files), QStringList{QFileInfo(file).fileName()});
+        QFile::remove(file);
+    }
+}
+
+// After a load that failed (the server went away), the grid holds no rows while the
+// charts still show the last ones: neither export may write a file of captions alone.
+TEST_F(RohdatenansichtTest, AfterAFailedLoadNeitherExportWritesAFile)
+{
+    TPrivateServer server;
+    ASSERT_TRUE(server.Start()) << server.Reason().toStdString();
+    // The suite's database, served by a server that can be stopped.
+    TFIBDatabase* db = DMorvex->orvexDB.get();
+    db->SetConnected(false);
+    const QString copy = out.filePath(QStringLiteral("Server.fdb"));
+    ASSERT_TRUE(QFile::copy(data->filePath(QStringLiteral("Orvex.fdb")), copy));
+    db->SetDBName(server.ConnectString(copy));
+    db->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") + TestPassword +
+                           QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
+    db->SetConnected(true);
+    DMorvex->Auftraege->Open();
+    Select(Finished);
+    Open();
+    const int shown = w->fAnzahlSaetze;
+    ASSERT_GT(shown, 0);
+
+    server.Stop();
+    EXPECT_ANY_THROW(r->BitBtn4Click());   // "aktualisieren" reports the lost connection
+    EXPECT_EQ(w->fAnzahlSaetze, shown);    // the charts keep the rows they had
+    bool asked = false;
+    r->SaveDialog_Rohdaten.Runner = [&asked](TSaveDialog&) { return asked = true; };
+    for (const bool xls : {false, true}) {
+        SCOPED_TRACE(xls ? "xls" : "csv");
+        try {
+            xls ? r->BitBtn7Click() : r->BitBtn2Click();
+            ADD_FAILURE() << "the export went through";
+        } catch (const EdxGridExportError& e) {
+            EXPECT_TRUE(e.Message().startsWith(QStringLiteral("Es sind keine Messdaten geöffnet"))) << e.Message().toStdString();
+        }
+    }
+    EXPECT_FALSE(asked);
+    EXPECT_TRUE(FoMsg == nullptr || !FoMsg->isVisible());
+    const QString folder = Datapath + u'/' + NormalizeName(Finished);
+    EXPECT_TRUE(QDir(folder).entryList(QDir::Files).isEmpty()) << folder.toStdString();
+    // Called directly, the writer refuses as well.
+    EXPECT_THROW(SaveToText(*r->Rohdatengrid, folder + QStringLiteral("/direkt.csv"), true, QStringLiteral(";"), {}, {}),
+                 EdxGridExportError);
+    EXPECT_FALSE(QFileInfo::exists(folder + QStringLiteral("/direkt.csv")));
 }
 
 TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritten)
@@ -672,4 +780,37 @@ TEST(SaveDialogTest, ANameInAMissingFolderIsRefusedAndTheDialogStays)
     EXPECT_EQ(seen[3], missing);                   // ... with the name the user typed
     EXPECT_FALSE(QDir(dir.filePath(QStringLiteral("fehlt"))).exists());
     EXPECT_EQ(d.FileName, dir.filePath(QStringLiteral("a.csv")));
+}
+
+// A failed export leaves its wait note, the raw data window is modal: closing the
+// main window (by its title bar or a termination request) still ends every loop.
+TEST_F(RohdatenansichtTest, TheProgramEndsWithItsMainWindowWhateverIsStillUp)
+{
+    Select(Finished);
+    w->OnGeschlossen = [] { QCoreApplication::exit(0); };   // as the program wires it
+    const QString bad = Datapath + QStringLiteral("/fehlt/x.csv");
+    bool modalReturned = false, timedOut = false;
+    QTimer::singleShot(0, r, [&] {
+        QTimer::singleShot(50, r, [&] {
+            Answer(true, bad);
+            EXPECT_THROW(r->BitBtn2Click(), EdxGridExportError);
+            ASSERT_NE(FoMsg, nullptr);
+            EXPECT_TRUE(FoMsg->isVisible());   // the note stays, as after every failed export
+            QTimer::singleShot(50, w, [&] { w->close(); });
+        });
+        r->exec();
+        modalReturned = true;
+    });
+    QTimer guard;
+    guard.setSingleShot(true);
+    QObject::connect(&guard, &QTimer::timeout, [&] {
+        timedOut = true;
+        QCoreApplication::exit(1);
+    });
+    guard.start(15000);
+    EXPECT_EQ(QApplication::exec(), 0);
+    EXPECT_FALSE(timedOut);
+    EXPECT_TRUE(modalReturned);
+    EXPECT_FALSE(w->isVisible());
+    w->OnGeschlossen = nullptr;
 }

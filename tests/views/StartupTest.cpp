@@ -11,6 +11,9 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
+#include <csignal>
 #include "frame/MemIniFile.h"
 #include "tools/OrvexDemoDb.h"
 
@@ -19,6 +22,19 @@
 
 namespace {
 constexpr int kWaitMs = 30000;   // generous: the sanitizer build starts slowly
+
+// Whether a process has set signal sig to be ignored ("SigIgn") or caught
+// ("SigCgt"), as the kernel lists it.
+bool SignalIn(const QProcess& p, const QByteArray& list, int sig)
+{
+    QFile f(QStringLiteral("/proc/%1/status").arg(p.processId()));
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith(list + ':'))
+            return (line.mid(list.size() + 1).trimmed().toULongLong(nullptr, 16) >> (sig - 1)) & 1;
+    return false;
+}
 
 class StartupTest : public ::testing::Test {
 protected:
@@ -74,6 +90,8 @@ TEST_F(StartupTest, FirstStartFillsTheIniAndMakesTheFoldersAndSecondStartIsRefus
     QProcess first;
     Start(first, WorkDir());
     ASSERT_TRUE(WaitUntilStarted(first)) << first.readAllStandardError().constData();
+    // A file size limit makes a write fail with its reason instead of ending the program.
+    EXPECT_TRUE(SignalIn(first, "SigIgn", SIGXFSZ));
 
     // A second start without parameters is refused while the first runs.
     QProcess second;
@@ -151,6 +169,64 @@ TEST_F(StartupTest, ExistingIniIsRepairedAndItsSectionsInOtherCaseMerged)
     EXPECT_TRUE(QDir(root.filePath("Messdaten")).exists());
 }
 
+// A service engineer's UPDATE.INI in Config: applied at the start, then archived.
+TEST_F(StartupTest, ADropInUpdateChangesTheIniAtStartAndIsArchived)
+{
+    const QString config = WorkDir() + "/Config";
+    QDir().mkpath(config);
+    const auto write = [](const QString& name, const QByteArray& bytes) {
+        QFile f(name);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+    };
+    write(Ini(), "[Alt]\r\nx=1\r\n[Programm]\r\nHintdauer=3000\r\nAlterSchluessel=7\r\n");
+    const QByteArray first = "; Servicebesuch\r\n"
+                             "DEL_SECTION Alt\r\n"
+                             "[Programm]\r\n"
+                             "REN_KEY Programm,AlterSchluessel,NeuerSchluessel\r\n"
+                             "Projekt=Orvex // Kunde\r\n";
+    write(config + "/UPDATE.INI", first);
+
+    QProcess p;
+    Start(p, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(p)) << p.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(p));
+
+    EXPECT_FALSE(QFile::exists(config + "/UPDATE.INI"));
+    QFile archived(config + "/UPDATES/Update_001.INI");
+    ASSERT_TRUE(archived.open(QIODevice::ReadOnly));
+    EXPECT_EQ(archived.readAll(), first);
+    {
+        const TMemIniFile ini(Ini());
+        EXPECT_FALSE(ini.SectionExists("Alt"));
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "NeuerSchluessel", ""), "7");
+        EXPECT_FALSE(ini.ValueExists("PROGRAMM", "AlterSchluessel"));
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "Projekt", ""), "Orvex ");
+        EXPECT_EQ(ini.ReadString("PROGRAMM", "Hintdauer", ""), "3000");
+        // The rest of the start filled the file as ever.
+        EXPECT_TRUE(ini.ValueExists("PATH", "Datapath"));
+    }
+
+    // The next drop-in is archived beside the first. (The last key of the start goes
+    // first, so that its return tells that the start is complete.)
+    {
+        TMemIniFile ini(Ini());
+        ini.DeleteKey("PROGRAMM", "UseFormDesigner");
+        ini.UpdateFile();
+    }
+    write(config + "/UPDATE.INI", "[Programm]\r\nHintdauer=4000\r\n");
+    QProcess q;
+    Start(q, WorkDir());
+    ASSERT_TRUE(WaitUntilStarted(q)) << q.readAllStandardError().constData();
+    EXPECT_TRUE(EndsCleanly(q));
+    EXPECT_FALSE(QFile::exists(config + "/UPDATE.INI"));
+    EXPECT_TRUE(QFile::exists(config + "/UPDATES/Update_001.INI"));
+    EXPECT_TRUE(QFile::exists(config + "/UPDATES/Update_002.INI"));
+    const TMemIniFile ini(Ini());
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Hintdauer", ""), "4000");
+    EXPECT_EQ(ini.ReadString("PROGRAMM", "Projekt", ""), "Orvex ");   // the blank survived another start
+}
+
 TEST_F(StartupTest, StartFromADesktopFolderIsRefused)
 {
     const QString desktop = root.filePath("Desktop/Orvex");
@@ -191,11 +267,77 @@ TEST_F(StartupTest, ScreenshotOptionDrawsTheChosenRunAndEndsInOrder)
     TMemIniFile ini(Ini());
     EXPECT_EQ(ini.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));   // I_MAX 100 of the run
 
-    // An unknown run is said so, and the picture is still drawn.
+}
+
+// A screen-free run always ends, and says by its exit code and on standard error
+// whether the picture of the run was written.
+TEST_F(StartupTest, ScreenFreeRunsEndAndTellWhatWentWrong)
+{
+    TDemoDbLogin login;
+    login.DBName = WorkDir() + "/Data/Orvex.fdb";
+    QDir().mkpath(WorkDir() + "/Data");
+    CreateDemoDatabase(login);
+    {
+        // A run named with an apostrophe, and one whose key is past what the
+        // measurement table can hold (a SMALLINT there).
+        auto db = ConnectOrvex(login);
+        TpFIBTransaction tr;
+        tr.SetDefaultDatabase(db.get());
+        tr.StartTransaction();
+        TpFIBQuery q;
+        q.SetDatabase(db.get());
+        q.SetTransaction(&tr);
+        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                        "values ('O''Neill 7', 'X', 901, 100, 'Angelegt')");
+        q.ExecQuery();
+        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                        "values ('GROSS-1', 'X', 40000, 100, 'Angelegt')");
+        q.ExecQuery();
+        tr.Commit();
+        db->Close();
+    }
+    struct TErgebnis {
+        bool Ended;
+        int Code;
+        QString Err;
+    };
+    const auto run = [&](const QString& versuch, const QString& shot) {
+        QProcess p;
+        Start(p, WorkDir(), {"--versuch", versuch, "--screenshot", shot});
+        const bool ended = p.waitForFinished(kWaitMs);
+        return TErgebnis{ended && p.exitStatus() == QProcess::NormalExit, p.exitCode(),
+                         QString::fromUtf8(p.readAllStandardError())};
+    };
+    const QString shot = root.filePath("bild.png");
+
+    // Found although its number ends the literal of the statement early.
+    TErgebnis r = run("O'Neill 7", shot);
+    ASSERT_TRUE(r.Ended) << r.Err.toStdString();
+    EXPECT_EQ(r.Code, 0) << r.Err.toStdString();
+    EXPECT_EQ(QImage(shot).size(), QSize(1600, 1000));
+
     QFile::remove(shot);
-    QProcess q;
-    Start(q, WorkDir(), {"--versuch", "GIBT-ES-NICHT", "--screenshot", shot});
-    ASSERT_TRUE(q.waitForFinished(kWaitMs));
-    EXPECT_TRUE(QString::fromUtf8(q.readAllStandardError()).contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden."));
-    EXPECT_TRUE(QFile::exists(shot));
+    r = run("O'Fehlt", shot);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"O'Fehlt\" ist nicht vorhanden.")) << r.Err.toStdString();
+    EXPECT_FALSE(QFile::exists(shot));   // a picture without the run is not what was asked for
+
+    r = run("GIBT-ES-NICHT", shot);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden.")) << r.Err.toStdString();
+
+    // The selection fails in the database: reported, and the program still ends.
+    r = run("GROSS-1", shot);
+    ASSERT_TRUE(r.Ended) << r.Err.toStdString();
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Versuch \"GROSS-1\" konnte nicht angezeigt werden:")) << r.Err.toStdString();
+    EXPECT_FALSE(QFile::exists(shot));
+
+    const QString nowhere = root.filePath("fehlt/bild.png");
+    r = run("HTRB-2026-017", nowhere);
+    ASSERT_TRUE(r.Ended);
+    EXPECT_NE(r.Code, 0);
+    EXPECT_TRUE(r.Err.contains("Das Bild \"" + nowhere + "\" konnte nicht geschrieben werden.")) << r.Err.toStdString();
 }
