@@ -6,6 +6,7 @@
 #include "frame/MessageDlg.h"
 #include "frame/ZELFormat.h"
 #include "frame/ZELLIB_INI.h"
+#include "frame/ZELLIB_STR.h"
 #include "testdata/uDMorvex.h"
 #include "views/uFoAuswertungUebersicht.h"
 
@@ -490,7 +491,7 @@ void TAuswertungWerkzeuge::EbenenAktualisieren()
 
 QString TAuswertungWerkzeuge::Zahl(double v, int nachkomma) const
 {
-    return QString::number(v, 'f', nachkomma).replace(u'.', FormatSettings.DecimalSeparator);
+    return FloatToFixed(nachkomma, v);
 }
 
 QString TAuswertungWerkzeuge::XText(double x) const
@@ -585,6 +586,9 @@ bool TAuswertungWerkzeuge::eventFilter(QObject* watched, QEvent* e)
 
 void TAuswertungWerkzeuge::NachZeichnen(TChart* chart)
 {
+    // Every paint passes here: with nothing to draw or follow it costs nothing.
+    if (!Optionen.Marken && !Optionen.Grenzwert && !Optionen.Statistik)
+        return;
     auto* canvas = dynamic_cast<TTeeCanvas3D*>(chart->Canvas());
     QPainter* p = canvas ? canvas->Painter() : nullptr;
     TChartAxis* bottom = chart->BottomAxis();
