@@ -885,6 +885,7 @@ void TFIBQuery::ExecQuery()
             fOpen = true;
             fBOF = true;
             fEOF = false;
+            fFetchFailure = nullptr;
             fRecordCount = 0;
             ResetOutput();
             break;
@@ -939,6 +940,8 @@ void TFIBQuery::ExecQuery()
 
 TFIBXSQLDA* TFIBQuery::Next()
 {
+    if (fFetchFailure)
+        std::rethrow_exception(fFetchFailure);
     if (fEOF)
         return nullptr;
     CheckOpen(QStringLiteral("fetch next record"));
@@ -971,7 +974,12 @@ TFIBXSQLDA* TFIBQuery::Next()
     } else if (CheckStatusVector({isc_dsql_cursor_err})) {
         fEOF = true;
     } else {
-        tr->Call(rc, true);
+        try {
+            tr->Call(rc, true);
+        } catch (...) {
+            fFetchFailure = std::current_exception();
+            throw;
+        }
     }
     if (Database()->SQLLogger) {
         QStringList lines;
@@ -1013,6 +1021,7 @@ void TFIBQuery::Close()
         }
     }
     fEOF = false;
+    fFetchFailure = nullptr;
     fBOF = false;
     fOpen = false;
     fFirstFetchDone = false;
@@ -1051,6 +1060,7 @@ void TFIBQuery::ForgetStatementHandle()
     fPrepared = false;
     fOpen = false;
     fEOF = false;
+    fFetchFailure = nullptr;
     fBOF = false;
 }
 

@@ -14,6 +14,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
@@ -425,6 +426,10 @@ private:
     TSQLParser fParser;
     bool fBOF = false;
     bool fEOF = false;
+    // The failure of a fetch on the open cursor. The client answers later fetches
+    // of a broken cursor with "no more rows"; they raise this again instead, so a
+    // broken-off result never passes for a complete one.
+    std::exception_ptr fFetchFailure;
     bool fOpen = false;
     bool fPrepared = false;
     int fRecordCount = 0;

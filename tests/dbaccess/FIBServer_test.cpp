@@ -3,7 +3,10 @@
 
 #include "DbTestSupport.h"
 
+#include "dbaccess/pFIBQuery.h"
+
 #include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
 
 namespace {
 // Stands in for a statement hanging on the database.
@@ -167,4 +170,40 @@ TEST_F(ServerDatabase, LostConnectionIsDroppedByTheTarget)
     EXPECT_TRUE(WaitFor([&] { return restoreErrors > 0; }));
     EXPECT_EQ(restoreErrors, 1);
     db->SetWaitForRestoreConnect(0);
+}
+
+TEST_F(ServerDatabase, ACursorBrokenOffByTheServerKeepsFailing)
+{
+    TPrivateServer server;
+    if (!server.Start())
+        GTEST_SKIP() << "no second private server: " << server.Reason().toStdString();
+    QTemporaryDir dir;
+    const QString path = server.ConnectString(dir.filePath("Broken.fdb"));
+    CreateTestDatabase(path, 3, "DBB");
+    auto db = MakeDb();
+    db->SetDBName(path);
+    db->Open();
+    TpFIBTransaction tr;
+    tr.AddDatabase(db.get());
+    tr.StartTransaction();
+    TpFIBQuery q;
+    q.SetDatabase(db.get());
+    q.SetTransaction(&tr);
+    // More rows than the client reads ahead in one go.
+    q.SQL().SetText("with recursive n (i) as (select 1 from rdb$database union all "
+                    "select i + 1 from n where i < 50000) select i from n");
+    q.ExecQuery();
+    ASSERT_FALSE(q.Eof());
+    server.Stop();
+
+    int rows = 0;
+    const QString first = ThrownMessage([&] {
+        while (q.Next() && rows < 100000)
+            ++rows;
+    });
+    ASSERT_FALSE(first.isEmpty()) << "the end came after " << rows << " rows";
+    EXPECT_LT(rows, 50000);
+    // Asked again, the cursor does not pretend that the rows have ended.
+    EXPECT_EQ(ThrownMessage([&] { q.Next(); }), first);
+    EXPECT_FALSE(q.Eof());
 }
