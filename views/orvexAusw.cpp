@@ -16,6 +16,22 @@
 
 #include <QTimer>
 
+namespace {
+// Until the main window shows there is nothing to close: the request waits for it,
+// and a report of the start that is open meanwhile is answered as by Escape, so
+// that the start goes on to the window.
+void EndeAngefordert()
+{
+    if (FOOrvexAuswertung && FOOrvexAuswertung->isVisible()) {
+        FOOrvexAuswertung->close();
+        return;
+    }
+    if (QWidget* modal = QApplication::activeModalWidget())
+        modal->close();
+    QTimer::singleShot(50, QCoreApplication::instance(), EndeAngefordert);
+}
+}
+
 int main(int argc, char** argv)
 {
     // The application object removes its own options ("-platform xcb") from the
@@ -23,15 +39,8 @@ int main(int argc, char** argv)
     const int startArgc = argc;
     TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
-    // Installed first, so that no request is lost; it is handled once the loop runs.
-    // A request that comes while the windows are still being made waits for them.
-    static bool closeRequested = false;
-    InstallCloseRequestHandler([] {
-        if (FOOrvexAuswertung && FOOrvexAuswertung->isVisible())
-            FOOrvexAuswertung->close();
-        else
-            closeRequested = true;
-    });
+    // Installed first, so that no request is lost; it is handled once a loop runs.
+    InstallCloseRequestHandler(EndeAngefordert);
 
     // A failure while the program comes into being (a kept setting the windows
     // cannot take, say) is reported in German and ends the start, never in an
@@ -71,8 +80,6 @@ int main(int argc, char** argv)
     });
     if (startCode != 0)
         Halt(startCode);
-    if (closeRequested)
-        QTimer::singleShot(0, FOOrvexAuswertung, [] { FOOrvexAuswertung->close(); });
 
     // For people and scripts without a screen (see uBildschirmfrei.h).
     const TKommandozeile kommandozeile = KommandozeileLesen(QCoreApplication::arguments());

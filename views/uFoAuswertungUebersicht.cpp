@@ -531,11 +531,11 @@ void TFOOrvexAuswertung::VersuchAnzeigen()
         fAchsen[1] = axis;
     }
     TpFIBDataSet* md = DMorvex->Messdaten.get();
-    md->DisableControls();
+    // The bound grid follows again also when the rows cannot be opened.
+    const TControlsDisabled quiet(md);
     md->Close();
     md->ParamByName(QStringLiteral("AUFTRAGKEY"))->SetAsInteger(AktVersuch->AuftragKey);
     md->Open();
-    md->EnableControls();
 }
 
 void TFOOrvexAuswertung::DatenLaden()

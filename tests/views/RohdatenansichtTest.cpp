@@ -710,6 +710,20 @@ TEST_F(RohdatenansichtTest, AfterAFailedLoadNeitherExportWritesAFile)
     EXPECT_FALSE(QFileInfo::exists(folder + QStringLiteral("/direkt.csv")));
 }
 
+TEST_F(RohdatenansichtTest, ARunWhoseRowsCannotBeOpenedLeavesTheGridAlive)
+{
+    Select(Finished);
+    Open();
+    // The header reads, the rows do not (a table the user may not read, say).
+    const QString sql = Md()->SelectSQL().Text();
+    Md()->SelectSQL().SetText(QStringLiteral("select * from FEHLT where AUFTRAGKEY = :AUFTRAGKEY"));
+    EXPECT_ANY_THROW(w->VersuchWaehlen(Slash));
+    EXPECT_FALSE(Md()->ControlsDisabled()) << "the grid would stay frozen";
+    Md()->SelectSQL().SetText(sql);
+    Select(Finished);
+    EXPECT_GT(r->Rohdatengrid->model()->rowCount(), 0);
+}
+
 TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritten)
 {
     Select(Large);

@@ -11,17 +11,42 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"
 #include <csignal>
 #include "frame/MemIniFile.h"
 #include "tools/OrvexDemoDb.h"
 
+#include <QFileInfo>
 #include <QImage>
+#include <QLibraryInfo>
 #include <QSet>
 
 namespace {
 constexpr int kWaitMs = 30000;   // generous: the sanitizer build starts slowly
+
+// A port on this machine that nothing listens on just now.
+int FreePort()
+{
+    const int s = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    int port = 0;
+    if (s >= 0 && ::bind(s, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
+        ::getsockname(s, reinterpret_cast<sockaddr*>(&addr), &len) == 0)
+        port = ntohs(addr.sin_port);
+    if (s >= 0)
+        ::close(s);
+    return port;
+}
 
 // Whether a process has set signal sig to be ignored ("SigIgn") or caught
 // ("SigCgt"), as the kernel lists it.
@@ -47,10 +72,11 @@ protected:
     QString WorkDir() const { return root.filePath("ZELSOFT/Orvex"); }
     QString Ini() const { return WorkDir() + "/Config/KELMAR.INI"; }
 
-    void Start(QProcess& p, const QString& dir, const QStringList& args = {})
+    void Start(QProcess& p, const QString& dir, const QStringList& args = {},
+               const QString& platform = QStringLiteral("offscreen"))
     {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("QT_QPA_PLATFORM", platform);
         env.insert("XDG_RUNTIME_DIR", runtime.path());
         p.setProcessEnvironment(env);
         p.setWorkingDirectory(dir);
@@ -74,8 +100,43 @@ protected:
         return false;
     }
 
+    // Polls condition while p runs; false when p ended or the time is up.
+    static bool WaitWhileRunning(QProcess& p, const std::function<bool()>& condition)
+    {
+        QElapsedTimer t;
+        t.start();
+        while (t.elapsed() < kWaitMs && p.state() == QProcess::Running) {
+            if (condition())
+                return true;
+            QThread::msleep(20);
+        }
+        return false;
+    }
+
+    // Whether p holds the single-instance lock, as the kernel lists the locks.
+    bool HoldsInstanceLock(const QProcess& p) const
+    {
+        struct stat st {};
+        if (::stat(QFile::encodeName(runtime.filePath("ORVEXAUSW.lock")).constData(), &st) != 0)
+            return false;
+        QFile locks(QStringLiteral("/proc/locks"));
+        if (!locks.open(QIODevice::ReadOnly))
+            return false;
+        for (const QByteArray& line : locks.readAll().split('\n')) {
+            const QList<QByteArray> f = line.simplified().split(' ');
+            if (f.size() > 5 && f[1] == "FLOCK" && f[4] == QByteArray::number(p.processId()) &&
+                f[5].split(':').value(2) == QByteArray::number(st.st_ino))
+                return true;
+        }
+        return false;
+    }
+
+    // The system's request to end, once the program listens for it: sent earlier,
+    // it would end the process before it could keep its settings.
     static bool EndsCleanly(QProcess& p)
     {
+        if (!WaitWhileRunning(p, [&] { return SignalIn(p, "SigCgt", SIGTERM); }))
+            return false;
         p.terminate();   // SIGTERM
         return p.waitForFinished(kWaitMs) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
     }
@@ -237,6 +298,46 @@ TEST_F(StartupTest, StartFromADesktopFolderIsRefused)
     EXPECT_EQ(p.exitCode(), 1);
     EXPECT_TRUE(QString::fromUtf8(p.readAllStandardError()).contains("Startpfad (Desktop) nicht erlaubt"));
     EXPECT_FALSE(QDir(desktop + "/Config").exists());
+}
+
+// The database is missing, and the start's report of it is open as a modal box
+// when the system asks the program to end: the box goes, the settings are written,
+// the process ends and its lock with it. The platform is an interactive one that
+// needs no screen (a VNC server nobody connects to), so the box is a real one.
+TEST_F(StartupTest, TheSystemsRequestToEndIsKeptWhileAReportIsOpen)
+{
+    if (!QFileInfo::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath) + QStringLiteral("/platforms/libqvnc.so")))
+        GTEST_SKIP() << "the VNC platform plugin of Qt is not installed";
+    const int port = FreePort();
+    ASSERT_GT(port, 0);
+    QDir().mkpath(WorkDir() + "/Config");
+    QFile f(Ini());
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("[PATH]\r\nServer name=" + QFile::encodeName(root.filePath("fehlt/Orvex.fdb")) + "\r\n");
+    f.close();
+
+    QProcess p;
+    Start(p, WorkDir(), {}, QStringLiteral("vnc:size=1600x1000:port=%1").arg(port));
+    // The report is printed as the box comes up.
+    QByteArray err;
+    ASSERT_TRUE(WaitWhileRunning(p, [&] {
+        p.waitForReadyRead(20);
+        err += p.readAllStandardError();
+        return err.contains("fehlt/Orvex.fdb");
+    })) << err.constData();
+    // What the start wrote is gone: what is there after the end was written by it.
+    QFile::remove(Ini());
+    EXPECT_TRUE(EndsCleanly(p)) << (p.state() == QProcess::Running ? "still running" : "ended badly");
+    if (p.state() == QProcess::Running) {
+        p.kill();
+        p.waitForFinished(kWaitMs);
+    }
+    EXPECT_TRUE(TMemIniFile(Ini()).ValueExists("Chartsettings", "Axis_01high"));
+
+    QProcess again;
+    Start(again, WorkDir());
+    EXPECT_TRUE(WaitWhileRunning(again, [&] { return HoldsInstanceLock(again); }));
+    EXPECT_TRUE(EndsCleanly(again));
 }
 
 // Without a screen: a run chosen on the command line, drawn into a picture, and the
