@@ -188,15 +188,15 @@ void TFoRohdatenansicht::BitBtn4Click()
 
 void TFoRohdatenansicht::BitBtn7Click()
 {
-    Exportieren(true);
+    Exportieren(TExportArt::Xls);
 }
 
 void TFoRohdatenansicht::BitBtn2Click()
 {
-    Exportieren(false);
+    Exportieren(TExportArt::Csv);
 }
 
-void TFoRohdatenansicht::Exportieren(bool xls)
+void TFoRohdatenansicht::ExportPruefen(TExportArt art)
 {
     // After a failed load the grid has nothing: a file of captions alone would pass for
     // a run without rows, while the charts still show the rows of the last load.
@@ -206,8 +206,30 @@ void TFoRohdatenansicht::Exportieren(bool xls)
                                                 "Es wird keine Datei erstellt; bitte den Versuch mit "
                                                 "\"aktualisieren\" neu laden."));
     // A run too long for a worksheet is refused before anything is asked or made.
-    if (xls)
+    if (art == TExportArt::Xls)
         TdxDBGridExportExcel::CheckRowLimit(*Rohdatengrid, true);
+}
+
+void TFoRohdatenansicht::ExportDatei(TExportArt art, const QString& Dateiname)
+{
+    // The band names the run also when the window has not been opened.
+    Rohdatengrid->SetBandCaption(QStringLiteral("Versuch ") + FOOrvexAuswertung->LookupAuftrag->Text());
+    switch (art) {
+    case TExportArt::Xls: SaveToXLS(*Rohdatengrid, Dateiname, true); break;
+    case TExportArt::Csv: SaveToText(*Rohdatengrid, Dateiname, true, QStringLiteral(";"), QString(), QString()); break;
+    }
+}
+
+void TFoRohdatenansicht::ExportSchreiben(TExportArt art, const QString& Dateiname)
+{
+    ExportPruefen(art);
+    ExportDatei(art, Dateiname);
+}
+
+void TFoRohdatenansicht::Exportieren(TExportArt art)
+{
+    ExportPruefen(art);
+    const bool xls = art == TExportArt::Xls;
     const QString S = NormalizeName(AktVersuch->Versuchsnr);
     const QString folder = Datapath + QLatin1Char('/') + S + QLatin1Char('/');
     SaveDialog_Rohdaten.InitialDir = folder;
@@ -221,9 +243,6 @@ void TFoRohdatenansicht::Exportieren(bool xls)
     const QString Dateiname = SaveDialog_Rohdaten.FileName;
     // A failure below goes to the standard report with this note still standing.
     MsgInfo(Dateiname + QStringLiteral("<br>wird erzeugt.<br>Bitte etwas Geduld."));
-    if (xls)
-        SaveToXLS(*Rohdatengrid, Dateiname, true);
-    else
-        SaveToText(*Rohdatengrid, Dateiname, true, QStringLiteral(";"), QString(), QString());
+    ExportDatei(art, Dateiname);
     MsgClear();
 }

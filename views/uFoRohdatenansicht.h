@@ -54,6 +54,14 @@ public:
     TdxDBGridCurrencyColumn* RohdatengridI[10] = {};   // 1..9 used
     TSaveDialog SaveDialog_Rohdaten;
 
+    // The raw table's file formats.
+    enum class TExportArt { Csv, Xls };
+
+    // Writes the run's rows into the named file, as the export buttons do after their
+    // dialog: refuses without open rows and, for the worksheet, a run too long for it.
+    // Also the road of the screen-free command line.
+    void ExportSchreiben(TExportArt art, const QString& Dateiname);
+
     // Binds grid and navigator to the data module's measurement source; called once the module exists.
     void DatenquellenZuordnen();
 
@@ -67,7 +75,9 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    void Exportieren(bool xls);
+    void Exportieren(TExportArt art);
+    void ExportPruefen(TExportArt art);
+    void ExportDatei(TExportArt art, const QString& Dateiname);
 };
 
 extern TFoRohdatenansicht* FoRohdatenansicht;
