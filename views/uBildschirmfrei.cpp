@@ -22,6 +22,7 @@ struct TOption {
 constexpr TOption kExportOptionen[] = {
     {"--export-csv", TKommandozeile::TExport::Csv},
     {"--export-xls", TKommandozeile::TExport::Xls},
+    {"--export-xlsx", TKommandozeile::TExport::Xlsx},
     {"--export-png", TKommandozeile::TExport::Png},
     {"--export-pdf", TKommandozeile::TExport::Pdf},
 };
@@ -66,6 +67,7 @@ void Schreiben(const TKommandozeile::TAuftrag& a)
     switch (a.Art) {
     case TKommandozeile::TExport::Csv: FoRohdatenansicht->ExportSchreiben(TArt::Csv, a.Datei); break;
     case TKommandozeile::TExport::Xls: FoRohdatenansicht->ExportSchreiben(TArt::Xls, a.Datei); break;
+    case TKommandozeile::TExport::Xlsx: FoRohdatenansicht->ExportSchreiben(TArt::Xlsx, a.Datei); break;
     case TKommandozeile::TExport::Png: ChartsBildSchreiben(*FOOrvexAuswertung, a.Datei); break;
     case TKommandozeile::TExport::Pdf: BerichtPdfSchreiben(*FOOrvexAuswertung, a.Datei); break;
     }

@@ -2,7 +2,7 @@
 // The run of the command line for people and scripts without a screen:
 // "--versuch NR" selects a run as the drop-down would, "--screenshot FILE" draws the
 // window at 1600 x 1000 once the run is loaded, and "--export-csv FILE",
-// "--export-xls FILE", "--export-png FILE" (both charts) and "--export-pdf FILE"
+// "--export-xls FILE", "--export-xlsx FILE", "--export-png FILE" (both charts) and "--export-pdf FILE"
 // (a one-page report) write the run through the code of the buttons; any number of
 // them may be combined. Then the program ends the orderly way. Every failure is said
 // in German (on standard error, too), and such a run always ends: with 0 only when
@@ -13,7 +13,7 @@
 #include <vector>
 
 struct TKommandozeile {
-    enum class TExport { Csv, Xls, Png, Pdf };
+    enum class TExport { Csv, Xls, Xlsx, Png, Pdf };
     struct TAuftrag {
         TExport Art;
         QString Datei;

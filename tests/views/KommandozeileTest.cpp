@@ -1,6 +1,6 @@
 // The screen-free exports as a script starts them: the built program in a working
 // folder of its own, with no screen at all, several files in one call, read back by
-// readers that share no code with ours (xlrd, pdftoppm, pdftotext).
+// readers that share no code with ours (xlrd, openpyxl, pdftoppm, pdftotext).
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
@@ -125,7 +125,7 @@ TEST_F(KommandozeileTest, EveryFormatInOneCallWithoutAScreen)
 {
     ASSERT_GT(rows, 1000);
     const TLauf l = Starte({"--versuch", Versuch, "--export-csv", Out("r.csv"), "--export-xls", Out("r.xls"),
-                            "--export-png", Out("r.png"), "--export-pdf", Out("r.pdf")});
+                            "--export-xlsx", Out("r.xlsx"), "--export-png", Out("r.png"), "--export-pdf", Out("r.pdf")});
     ASSERT_TRUE(l.Beendet) << l.Err.toStdString();
     EXPECT_EQ(l.Code, 0) << l.Err.toStdString();
 
@@ -147,6 +147,16 @@ TEST_F(KommandozeileTest, EveryFormatInOneCallWithoutAScreen)
                                "print(s.cell_value(1, 1))\n",
                                Out("r.xls")});
     EXPECT_EQ(sheet, QStringLiteral("%1 18\nVersuch %2\nSATZNR\n").arg(rows + 2).arg(Versuch));
+    const QString book = Ausgabe(QStringLiteral("/usr/bin/python3"),
+                                 {"-c",
+                                  "import sys, openpyxl\n"
+                                  "s = openpyxl.load_workbook(sys.argv[1], read_only=True).worksheets[0]\n"
+                                  "rows = list(s.iter_rows(values_only=True))\n"
+                                  "print(len(rows), len(rows[0]))\n"
+                                  "print(rows[0][0])\n"
+                                  "print(rows[1][1])\n",
+                                  Out("r.xlsx")});
+    EXPECT_EQ(book, QStringLiteral("%1 18\nVersuch %2\nSATZNR\n").arg(rows + 2).arg(Versuch));
 
     // Both charts, with curves on them.
     const QImage png(Out("r.png"));
