@@ -173,11 +173,7 @@ void TFastLineSeries::DrawAllValues()
         const TChartValue* yv = fY->Data();
         const bool stairs = fStairs, inverted = fInvertedStairs;
         int ox = OldX, oy = OldY;
-        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
-        while (from <= fLastVisibleIndex) {
-            const int n = std::min(kRun, fLastVisibleIndex - from + 1);
-            h->CalcPosValues(xv + from, xs, n);
-            v->CalcPosValues(yv + from, ys, n);
+        auto put = [&](const int* xs, const int* ys, int n) {
             int k = 0;
             for (int j = 0; j < n; ++j) {
                 if (stairs)
@@ -187,7 +183,18 @@ void TFastLineSeries::DrawAllValues()
                 oy = ys[j];
             }
             fCanvas->LineToPoints(pts, k);
-            from += n;
+        };
+        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
+        if (CanFoldByIndex(from)) {
+            FoldedRows(from, put);
+        } else {
+            while (from <= fLastVisibleIndex) {
+                const int n = std::min(kRun, fLastVisibleIndex - from + 1);
+                h->CalcPosValues(xv + from, xs, n);
+                v->CalcPosValues(yv + from, ys, n);
+                put(xs, ys, n);
+                from += n;
+            }
         }
         OldX = ox;
         OldY = oy;
@@ -282,6 +289,76 @@ void TFastLineSeries::DrawAllValues()
     if (fFastPen)
         fCanvas->FastLineMode(false);
     Drawing = false;
+}
+
+bool TFastLineSeries::CanFoldByIndex(int from) const
+{
+    // The canvas must fold a pixel column to its first, extreme and last points, and
+    // both mappings must keep the order of the values, so that a block's extremes
+    // are its pixels' extremes and the rows of a column stand together.
+    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || fGetHorizAxis->Logarithmic() ||
+        fGetVertAxis->Logarithmic())
+        return false;
+    const int rows = fLastVisibleIndex - from + 1;
+    return rows > 4 * std::max(1, std::abs(fGetHorizAxis->IAxisSize)) && fX->InAscendingOrder();
+}
+
+void TFastLineSeries::FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const
+{
+    const TChartAxis* h = fGetHorizAxis;
+    const TChartAxis* v = fGetVertAxis;
+    const TChartValue* xv = fX->Data();
+    const TChartValue* yv = fY->Data();
+    const TValueRangeIndex& index = fY->RangeIndex();
+    const auto mapY = [v](double value) { return v->CalcPosValue(value); };
+    const int last = fLastVisibleIndex;
+    constexpr int kRun = 512;
+    int xs[kRun], ys[kRun];
+    int k = 0;
+    for (int r = from; r <= last;) {
+        const int x = h->CalcPosValue(xv[r]);
+        // The column's last row: doubling steps past it, then halving back.
+        int inside = r, step = 1;
+        while (inside < last) {
+            const int probe = int(std::min<long long>(last, (long long)inside + step));
+            if (h->CalcPosValue(xv[probe]) != x)
+                break;
+            inside = probe;
+            step *= 2;
+        }
+        int outside = int(std::min<long long>(last + 1LL, (long long)inside + step));
+        while (outside - inside > 1) {
+            const int mid = inside + (outside - inside) / 2;
+            (h->CalcPosValue(xv[mid]) == x ? inside : outside) = mid;
+        }
+        const int e = inside;
+        if (k + 4 > kRun) {
+            put(xs, ys, k);
+            k = 0;
+        }
+        if (e - r < 4) {
+            for (int i = r; i <= e; ++i) {
+                xs[k] = x;
+                ys[k++] = mapY(yv[i]);
+            }
+        } else {
+            // First row, the extreme met first, the other extreme, last row: the
+            // canvas keeps the same column from these as from every row.
+            int lo = INT_MAX, hi = INT_MIN;
+            index.PixelRange(yv, r, e, lo, hi, mapY);
+            const int firstLow = index.FirstOutside(yv, r, e, lo + 1, INT_MAX, mapY);
+            const int firstHigh = index.FirstOutside(yv, r, e, INT_MIN, hi - 1, mapY);
+            const int column[4] = {mapY(yv[r]), firstLow < firstHigh ? lo : hi, firstLow < firstHigh ? hi : lo,
+                                   mapY(yv[e])};
+            for (int y : column) {
+                xs[k] = x;
+                ys[k++] = y;
+            }
+        }
+        r = e + 1;
+    }
+    if (k > 0)
+        put(xs, ys, k);
 }
 
 void TFastLineSeries::DrawLine(int x, int y)

@@ -4,6 +4,7 @@
 // axis panel that ties series and axes to one chart.
 
 #include "chart/TeeProcs.h"
+#include "chart/ValueRangeIndex.h"
 
 #include <QString>
 #include <functional>
@@ -87,6 +88,8 @@ public:
     // Whether the used entries really stand in ascending order. Worked out once
     // per change: a bulk fill hands over arrays that nobody has checked.
     bool InAscendingOrder() const;
+    // Block extremes of the used entries, built again after any change.
+    const TValueRangeIndex& RangeIndex() const;
 
     TChartValue MaxValue();
     TChartValue MinValue();
@@ -118,6 +121,7 @@ private:
     {
         fModified = true;
         fOrderChecked = false;
+        ++fStamp;
     }
 
     TChartSeries* fOwner;
@@ -133,6 +137,9 @@ private:
     mutable bool fAscending = false;
     mutable const TChartValue* fOrderData = nullptr;
     mutable int fOrderCount = 0;
+    // Counts the changes the list is told of; the range index is built for one state.
+    std::uint64_t fStamp = 0;
+    mutable std::unique_ptr<TValueRangeIndex> fRangeIndex;
 };
 
 using TChartValueLists = std::vector<TChartValueList*>;
