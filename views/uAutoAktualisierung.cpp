@@ -95,7 +95,8 @@ void TAutoAktualisierung::Verloren(const QString& grund)
 
 bool TAutoAktualisierung::Wiederverbinden()
 {
-    const QString nummer = w->LookupAuftrag->Text();
+    // The run the arrays belong to; the list may be closed already with the connection.
+    const QString nummer = AktVersuch->Versuchsnr;
     try {
         TpFIBDatabase* db = DMorvex->orvexDB.get();
         if (db->Connected()) {
@@ -107,10 +108,11 @@ bool TAutoAktualisierung::Wiederverbinden()
         }
         db->SetConnected(true);
         DMorvex->AuftraegeNeuOeffnen();
+        // Everything afresh, as a choice in the list would load it.
+        if (!w->VersuchWaehlen(nummer))
+            return false;
         fVerloren = false;
         MsgClear();
-        // Everything afresh, as a choice in the list would load it.
-        w->VersuchWaehlen(nummer);
         return true;
     } catch (const std::exception&) {
         return false;   // said once already; stays said until the next success

@@ -94,6 +94,7 @@ protected:
         IniStore.reset();
         ProgrammEndet = false;
         server.Stop();
+        wieder.Stop();
     }
 
     // The acquisition program: a process of its own writing through the server.
@@ -142,6 +143,7 @@ protected:
 
     static inline QTemporaryDir* data = nullptr;
     TPrivateServer server;
+    TPrivateServer wieder;   // the server after a loss
     QString connectString;
     QTemporaryDir ini, out;
     QProcess simulator;
@@ -225,6 +227,23 @@ TEST_F(AutoAktualisierungTest, TheTimerFollowsKeyAndStatusAndALostServerIsSaidOn
     EXPECT_EQ(FoMsg->MsgLabel->text(), note);
     EXPECT_EQ(w->fGeladen, zeilen) << "the charts keep what they had";
     EXPECT_EQ(w->Ser_T->Count(), zeilen);
+
+    // The database is back (served anew, under another port): the next try connects,
+    // loads the run afresh as a choice in the list would, and the note goes.
+    ASSERT_TRUE(wieder.Start()) << wieder.Reason().toStdString();
+    connectString = wieder.ConnectString(out.filePath(QStringLiteral("Orvex.fdb")));
+    try {
+        DMorvex->orvexDB->SetConnected(false);
+    } catch (const std::exception&) {
+    }
+    DMorvex->orvexDB->SetDBName(connectString);
+    EXPECT_EQ(w->AutoAktualisierung->Nachladen(), 0);
+    EXPECT_FALSE(w->AutoAktualisierung->VerbindungVerloren());
+    EXPECT_FALSE(FoMsg->isVisible());
+    EXPECT_EQ(w->LookupAuftrag->Text(), Active);
+    EXPECT_EQ(w->fGeladen, zeilen);
+    ASSERT_NO_FATAL_FAILURE(VergleicheMitVollLaden());
+    EXPECT_TRUE(w->AutoAktualisierung->Laeuft());
 
     // Off by the key: no timer even for an active run.
     w->AutoAktualisierung->SetIntervall_s(0);
