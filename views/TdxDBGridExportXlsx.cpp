@@ -283,7 +283,14 @@ void TdxDBGridExportXlsx::Execute()
                                      .arg(FileName, SystemReason(temp.errorString())));
     fTemp = temp.fileName();
     temp.close();
-    ExportTo(nullptr);
+    try {
+        ExportTo(nullptr);
+    } catch (...) {
+        // The library writes what it holds when the workbook closes: before the
+        // temporary file goes, not after.
+        Schliessen();
+        throw;
+    }
     QFile::setPermissions(fTemp, ziel.exists() ? QFile::permissions(FileName)
                                                : QFileDevice::ReadOwner | QFileDevice::WriteOwner |
                                                      QFileDevice::ReadGroup | QFileDevice::ReadOther);

@@ -780,12 +780,13 @@ TEST_F(RohdatenansichtTest, CancelKeepsTheNewFolderAndAFailedFileLeavesTheWaitNo
     };
     EXPECT_THROW(SaveToText(*r->Rohdatengrid, Datapath + QStringLiteral("/x.csv"), true, QStringLiteral(";"), {}, {}),
                  Exception);
+    EXPECT_THROW(SaveToXLSX(*r->Rohdatengrid, Datapath + QStringLiteral("/x.xlsx"), true), Exception);
     DMorvex->MessdatenSTATUS->OnGetText = saved;
     EXPECT_FALSE(Md()->ControlsDisabled());
     EXPECT_EQ(Md()->RecNo(), before);
     EXPECT_EQ(r->Rohdatengrid->currentIndex().row(), before - 1);
     // Nothing half-written is left behind, not even the temporary file.
-    EXPECT_EQ(QDir(Datapath).entryList(QDir::Files), QStringList());
+    EXPECT_EQ(QDir(Datapath).entryList(QDir::Files | QDir::Hidden), QStringList());
 }
 
 // The file system refuses the rest of a file (a full disk, a quota): the export is
