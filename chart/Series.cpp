@@ -294,10 +294,11 @@ void TFastLineSeries::DrawAllValues()
 bool TFastLineSeries::CanFoldByIndex(int from) const
 {
     // The canvas must fold a pixel column to its first, extreme and last points, and
-    // both mappings must keep the order of the values, so that a block's extremes
-    // are its pixels' extremes and the rows of a column stand together.
-    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || fGetHorizAxis->Logarithmic() ||
-        fGetVertAxis->Logarithmic())
+    // both mappings must be linear, which keeps the order of the values: a block's
+    // extremes are its pixels' extremes, and the rows of a column stand together.
+    TLinearPixelMap map;
+    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || !fGetHorizAxis->LinearMapping(map) ||
+        !fGetVertAxis->LinearMapping(map))
         return false;
     const int rows = fLastVisibleIndex - from + 1;
     return rows > 4 * std::max(1, std::abs(fGetHorizAxis->IAxisSize)) && fX->InAscendingOrder();
@@ -305,31 +306,50 @@ bool TFastLineSeries::CanFoldByIndex(int from) const
 
 void TFastLineSeries::FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const
 {
-    const TChartAxis* h = fGetHorizAxis;
-    const TChartAxis* v = fGetVertAxis;
+    TLinearPixelMap mapX, mapY;
+    fGetHorizAxis->LinearMapping(mapX);
+    fGetVertAxis->LinearMapping(mapY);
     const TChartValue* xv = fX->Data();
     const TChartValue* yv = fY->Data();
     const TValueRangeIndex& index = fY->RangeIndex();
-    const auto mapY = [v](double value) { return v->CalcPosValue(value); };
     const int last = fLastVisibleIndex;
     constexpr int kRun = 512;
     int xs[kRun], ys[kRun];
     int k = 0;
+    int width = 1;   // rows of the column before: the guess for the next one
     for (int r = from; r <= last;) {
-        const int x = h->CalcPosValue(xv[r]);
-        // The column's last row: doubling steps past it, then halving back.
-        int inside = r, step = 1;
-        while (inside < last) {
-            const int probe = int(std::min<long long>(last, (long long)inside + step));
-            if (h->CalcPosValue(xv[probe]) != x)
-                break;
-            inside = probe;
-            step *= 2;
+        const int x = mapX(xv[r]);
+        // The column's last row, searched from the guess in doubling steps and then
+        // halved back: with evenly spaced rows the guess hits, and the rows read lie
+        // next to each other rather than all over the array.
+        int inside = r, outside = last + 1;
+        const int guess = int(std::min<long long>(last, (long long)r + width - 1));
+        if (mapX(xv[guess]) == x) {
+            inside = guess;
+            for (int step = 1; inside < last; step *= 2) {
+                const int probe = int(std::min<long long>(last, (long long)inside + step));
+                if (mapX(xv[probe]) != x) {
+                    outside = probe;
+                    break;
+                }
+                inside = probe;
+            }
+        } else {
+            outside = guess;
+            for (int step = 1;; step *= 2) {
+                const int probe = outside - step;
+                if (probe <= r)
+                    break;
+                if (mapX(xv[probe]) == x) {
+                    inside = probe;
+                    break;
+                }
+                outside = probe;
+            }
         }
-        int outside = int(std::min<long long>(last + 1LL, (long long)inside + step));
         while (outside - inside > 1) {
             const int mid = inside + (outside - inside) / 2;
-            (h->CalcPosValue(xv[mid]) == x ? inside : outside) = mid;
+            (mapX(xv[mid]) == x ? inside : outside) = mid;
         }
         const int e = inside;
         if (k + 4 > kRun) {
@@ -344,17 +364,16 @@ void TFastLineSeries::FoldedRows(int from, const std::function<void(const int*, 
         } else {
             // First row, the extreme met first, the other extreme, last row: the
             // canvas keeps the same column from these as from every row.
-            int lo = INT_MAX, hi = INT_MIN;
-            index.PixelRange(yv, r, e, lo, hi, mapY);
-            const int firstLow = index.FirstOutside(yv, r, e, lo + 1, INT_MAX, mapY);
-            const int firstHigh = index.FirstOutside(yv, r, e, INT_MIN, hi - 1, mapY);
-            const int column[4] = {mapY(yv[r]), firstLow < firstHigh ? lo : hi, firstLow < firstHigh ? hi : lo,
-                                   mapY(yv[e])};
+            int lo = 0, hi = 0;
+            bool lowFirst = false;
+            index.ColumnExtremes(yv, r, e, mapY, lo, hi, lowFirst);
+            const int column[4] = {mapY(yv[r]), lowFirst ? lo : hi, lowFirst ? hi : lo, mapY(yv[e])};
             for (int y : column) {
                 xs[k] = x;
                 ys[k++] = y;
             }
         }
+        width = e - r + 1;
         r = e + 1;
     }
     if (k > 0)

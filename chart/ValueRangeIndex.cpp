@@ -11,7 +11,7 @@ void TValueRangeIndex::Build(const double* values, int count)
     fMax.clear();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     // Level 0 from the rows; a NaN spoils its block, and every block above it.
-    std::size_t blocks = (std::size_t(std::max(count, 0)) + 31) >> kBits;
+    std::size_t blocks = (std::size_t(std::max(count, 0)) + (1 << kBits) - 1) >> kBits;
     if (blocks == 0)
         return;
     std::vector<double> mins(blocks), maxs(blocks);
@@ -31,10 +31,10 @@ void TValueRangeIndex::Build(const double* values, int count)
     fMin.push_back(std::move(mins));
     fMax.push_back(std::move(maxs));
     // Up to blocks of 2^30 rows, so that a block's size stays an int.
-    while (fMin.back().size() >= 2 && fMin.size() < 6) {
+    while (fMin.back().size() >= 2 && fMin.size() < std::size_t(30 / kBits)) {
         const std::vector<double>& lowMin = fMin.back();
         const std::vector<double>& lowMax = fMax.back();
-        blocks = (lowMin.size() + 31) >> kBits;
+        blocks = (lowMin.size() + (1 << kBits) - 1) >> kBits;
         std::vector<double> upMin(blocks), upMax(blocks);
         for (std::size_t b = 0; b < blocks; ++b) {
             const std::size_t from = b << kBits, to = std::min(lowMin.size(), from + (std::size_t(1) << kBits));

@@ -5,6 +5,7 @@
 // map into the range a column has reached already is passed over as a whole.
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <vector>
@@ -50,34 +51,55 @@ public:
         return to + 1;
     }
 
-    // Widens [lo, hi] to the pixels of the rows in [from, to].
+    // The smallest and largest pixel of the rows in [from, to], and whether the
+    // smallest is met first. One pass over the largest blocks that fit; only a block
+    // holding the first of both extremes is looked into again.
     template <class Map>
-    void PixelRange(const double* values, int from, int to, int& lo, int& hi, const Map& map) const
+    void ColumnExtremes(const double* values, int from, int to, const Map& map, int& lo, int& hi, bool& lowFirst) const
     {
+        lo = INT_MAX;
+        hi = INT_MIN;
+        int loAt = from, hiAt = from, loSize = 1, hiSize = 1;
         int r = from;
         while (r <= to) {
             int level = -1;
             while (level + 1 < int(fMin.size()) && (r & Mask(level + 1)) == 0 &&
                    std::int64_t(r) + Size(level + 1) - 1 <= to)
                 ++level;
+            int a = 0, b = 0, size = 1;
             for (; level >= 0; --level) {
                 const double mn = fMin[std::size_t(level)][std::size_t(r >> Shift(level))];
                 if (std::isnan(mn))
-                    continue;   // a NaN maps where no order holds: its rows one by one
-                const double mx = fMax[std::size_t(level)][std::size_t(r >> Shift(level))];
-                const int a = map(mn), b = map(mx);
-                lo = std::min({lo, a, b});
-                hi = std::max({hi, a, b});
-                r += Size(level);
+                    continue;   // a NaN maps where no order holds: smaller blocks, then rows
+                a = map(mn);
+                b = map(fMax[std::size_t(level)][std::size_t(r >> Shift(level))]);
+                if (a > b)
+                    std::swap(a, b);
+                size = Size(level);
                 break;
             }
-            if (level >= 0)
-                continue;
-            const int p = map(values[r]);
-            lo = std::min(lo, p);
-            hi = std::max(hi, p);
-            ++r;
+            if (level < 0)
+                a = b = map(values[r]);
+            if (a < lo) {
+                lo = a;
+                loAt = r;
+                loSize = size;
+            }
+            if (b > hi) {
+                hi = b;
+                hiAt = r;
+                hiSize = size;
+            }
+            r += size;
         }
+        if (loAt != hiAt) {
+            lowFirst = loAt < hiAt;
+            return;
+        }
+        // Both met first in the same block: which row comes first inside it.
+        const int end = loAt + std::max(loSize, hiSize) - 1;
+        lowFirst = FirstOutside(values, loAt, end, lo + 1, INT_MAX, map) <
+                   FirstOutside(values, loAt, end, INT_MIN, hi - 1, map);
     }
 
 private:
