@@ -28,11 +28,7 @@ public:
     {
         int r = from;
         while (r <= to) {
-            // The largest block that starts at r and ends within the range.
-            int level = -1;
-            while (level + 1 < int(fMin.size()) && (r & Mask(level + 1)) == 0 &&
-                   std::int64_t(r) + Size(level + 1) - 1 <= to)
-                ++level;
+            int level = LargestLevel(r, to);
             bool passed = false;
             for (; level >= 0; --level) {
                 if (Inside(level, r >> Shift(level), lo, hi, map)) {
@@ -62,10 +58,7 @@ public:
         int loAt = from, hiAt = from, loSize = 1, hiSize = 1;
         int r = from;
         while (r <= to) {
-            int level = -1;
-            while (level + 1 < int(fMin.size()) && (r & Mask(level + 1)) == 0 &&
-                   std::int64_t(r) + Size(level + 1) - 1 <= to)
-                ++level;
+            int level = LargestLevel(r, to);
             int a = 0, b = 0, size = 1;
             for (; level >= 0; --level) {
                 const double mn = fMin[std::size_t(level)][std::size_t(r >> Shift(level))];
@@ -107,6 +100,15 @@ private:
     static int Shift(int level) { return kBits * (level + 1); }
     static int Size(int level) { return 1 << Shift(level); }
     static int Mask(int level) { return Size(level) - 1; }
+    // The level of the largest block that starts at row r and ends by row to; -1 for none.
+    int LargestLevel(int r, int to) const
+    {
+        int level = -1;
+        while (level + 1 < int(fMin.size()) && (r & Mask(level + 1)) == 0 &&
+               std::int64_t(r) + Size(level + 1) - 1 <= to)
+            ++level;
+        return level;
+    }
 
     template <class Map>
     bool Inside(int level, int block, int lo, int hi, const Map& map) const
