@@ -679,7 +679,7 @@ void TDataSet::BeginInsertAppend(bool append)
     fEof = fBof = false;
     SetState(dsInsert);
     try {
-        Notify(OnNewRecord);
+        DoOnNewRecord();
     } catch (...) {
         InternalCancel();
         SetState(dsBrowse);
@@ -713,7 +713,7 @@ void TDataSet::Post()
         return;
     UpdateRecord();
     DataEvent(deCheckBrowseMode);
-    Notify(BeforePost);
+    DoBeforePost();
     fOverride = nullptr;
     CheckRequiredFields();
     RunWithErrorEvent(OnPostError, [this] { InternalPost(); });

@@ -12,3 +12,38 @@ void TAutoUpdateOptions::SetUpdateTableName(const QString& value)
 }
 
 TpFIBDataSet::TpFIBDataSet(TComponent* owner) : TFIBDataSet(owner) {}
+
+TpFIBUpdateObject::~TpFIBUpdateObject()
+{
+    if (fDataSet)
+        fDataSet->RemoveUpdateObject(this);
+}
+
+void TpFIBUpdateObject::SetDataSet(TFIBCustomDataSet* value)
+{
+    if (value == fDataSet)
+        return;
+    if (fDataSet)
+        fDataSet->RemoveUpdateObject(this);
+    fDataSet = value;
+    if (fDataSet)
+        fDataSet->AddUpdateObject(this);
+}
+
+void TpFIBUpdateObject::SetKindUpdate(TUpdateKind value)
+{
+    if (value == fKindUpdate)
+        return;
+    TFIBCustomDataSet* ds = fDataSet;
+    SetDataSet(nullptr);
+    fKindUpdate = value;
+    SetDataSet(ds);
+}
+
+void TpFIBUpdateObject::SetOrderInList(int value)
+{
+    fOrderInList = value;
+    TFIBCustomDataSet* ds = fDataSet;
+    SetDataSet(nullptr);
+    SetDataSet(ds);
+}
