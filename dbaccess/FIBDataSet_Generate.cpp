@@ -88,7 +88,7 @@ QString TFIBCustomDataSet::GenerateSQLText(const QString& tableName, const QStri
     }
     if (keys.isEmpty() || columns.isEmpty())
         RaiseClientErrorText(QStringLiteral("%s: unable to generate %s because fields for \"%s\" do not exist in dataset."),
-                             {Name(), QString::fromLatin1(kindWords[kind]), tableName}, this);
+                             {Name(), QString::fromLatin1(kindWords[kind]), tableName});
     QStringList cond;
     for (const QString& k : keys)
         cond << qualifier + u'.' + SqlName(k, dialect) + QStringLiteral("=?") + QStringLiteral("OLD_") + k;

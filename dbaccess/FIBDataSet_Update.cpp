@@ -812,7 +812,7 @@ TLockStatus TFIBCustomDataSet::LockRecord(bool raiseErr)
             // The update statement with the row's own values changes nothing and holds the row.
             text = fQUpdate->SQL().Text();
         } else {
-            RaiseClientErrorText(QStringLiteral("Unable to lock record. Update query is empty"), {}, this);
+            RaiseClientErrorText(QStringLiteral("Unable to lock record. Update query is empty"));
         }
     }
     for (;;) {
@@ -863,7 +863,7 @@ TLockStatus TFIBCustomDataSet::LockRecord(bool raiseErr)
                              : status == lsMultiply ? QStringLiteral("Attempt to edit multiple records")
                                                     : QStringLiteral("Error of record updating:");
         if (serverText.isEmpty())
-            RaiseClientErrorText(QStringLiteral("%s"), {word}, this);
-        RaiseClientErrorText(QStringLiteral("%s\r\n%s"), {word, serverText}, this);
+            RaiseClientErrorText(QStringLiteral("%s"), {word});
+        RaiseClientErrorText(QStringLiteral("%s\r\n%s"), {word, serverText});
     }
 }
