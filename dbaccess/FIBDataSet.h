@@ -480,6 +480,10 @@ protected:
     void InternalRefresh() override;
     void DoBeforePost() override;
     void DoOnNewRecord() override;
+    void CheckContinue(const QString& eventName) override
+    {
+        CheckDatasetOpen(QStringLiteral("continue after ") + eventName);
+    }
     void GetBookmarkData(TRecordBuffer buffer, TBookmark& bookmark) const override;
     void InternalGotoBookmark(const TBookmark& bookmark) override;
     std::unique_ptr<TField> CreateFieldOfType(TFieldType type) override;

@@ -337,6 +337,27 @@ TEST_F(UpdateCycleTest, UpdateObjectsRunInOrderAroundTheDatasetsStatement)
     EXPECT_EQ(db->QueryValue("select count(*) from GEN_T where ID = 1", tr.get()).toInt(), 0);
 }
 
+TEST_F(UpdateCycleTest, AHandlerThatClosesTheDatasetStopsTheWrite)
+{
+    ds = MakeDataSet("select * from GEN_T order by ID");
+    Generated(*ds);
+    ds->Open();
+    ds->BeforeDelete = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Delete(); }), "Can't continue after BeforeDelete because DS dataset closed.");
+    EXPECT_EQ(db->QueryValue("select count(*) from GEN_T", tr.get()).toInt(), 5);
+    ds->BeforeDelete = nullptr;
+    ds->Open();
+    ds->BeforeEdit = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Edit(); }), "Can't continue after BeforeEdit because DS dataset closed.");
+    ds->BeforeEdit = nullptr;
+    ds->Open();
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("nie");
+    ds->BeforePost = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Post(); }), "Can't continue after BeforePost because DS dataset closed.");
+    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 1", tr.get()).toString(), "Zeile 1");
+}
+
 TEST_F(UpdateCycleTest, ARowGoneFromTheServerLeavesTheViewOnRefresh)
 {
     tr->Commit();
