@@ -129,9 +129,13 @@ public:
     bool UseExecuteBlock = false;
     std::uint8_t UseReturningFields = 0;
     bool UseRowsClause = false;
+    // The two booleans older stored data used for WhenGetGenID.
+    void ReadStoredBoolean(const QString& name, bool value);
 
 private:
     QString fUpdateTableName;
+    bool fStoredSelectGenID = false;
+    bool fStoredGenBeforePost = false;
 };
 
 // How a write of a row ends when a handler or the server has a say.

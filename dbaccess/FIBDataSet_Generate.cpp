@@ -94,6 +94,21 @@ QString TFIBCustomDataSet::GenerateSQLText(const QString& tableName, const QStri
         cond << qualifier + u'.' + SqlName(k, dialect) + QStringLiteral("=?") + QStringLiteral("OLD_") + k;
     const QString where = cond.join(QStringLiteral(" and "));
     const QString target = SqlName(table, dialect);
+    // Columns the server sends back from an insert or update, where it can.
+    QString returning;
+    const std::uint8_t wanted = fAutoUpdateOptions.UseReturningFields;
+    if (wanted && Database() && Database()->IsFB21OrLater()) {
+        QStringList back;
+        for (const TFIBFieldDescr& d : fDescr) {
+            if (d.RelationName != relation || !columns.contains(d.FieldName) || back.contains(SqlName(d.FieldName, dialect)))
+                continue;
+            if ((wanted & rfAll) || ((wanted & rfKeyFields) && keys.contains(d.FieldName))
+                || ((wanted & rfBlobFields) && d.BlobIndex >= 0))
+                back << SqlName(d.FieldName, dialect);
+        }
+        if (!back.isEmpty())
+            returning = CRLF + QStringLiteral("RETURNING ") + back.join(u',');
+    }
 
     switch (kind) {
     case sqlkModify: {
@@ -116,7 +131,7 @@ QString TFIBCustomDataSet::GenerateSQLText(const QString& tableName, const QStri
                        + sets.join(u',' + CRLF) + CRLF + QStringLiteral("where ") + where;
         if (fAutoUpdateOptions.UseRowsClause)
             text += QStringLiteral(" ROWS 1");
-        return text;
+        return text + returning;
     }
     case sqlkInsert: {
         QStringList names, values;
@@ -125,7 +140,7 @@ QString TFIBCustomDataSet::GenerateSQLText(const QString& tableName, const QStri
             values << QStringLiteral("?NEW_") + c;
         }
         return QStringLiteral("Insert into ") + target + u'(' + names.join(u',') + u')' + CRLF + QStringLiteral("values (")
-               + values.join(u',') + u')';
+               + values.join(u',') + u')' + returning;
     }
     case sqlkDelete: {
         QString text = QStringLiteral("Delete from ") + target + u' ' + alias + CRLF + QStringLiteral("where ") + where;

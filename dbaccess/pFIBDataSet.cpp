@@ -11,6 +11,17 @@ void TAutoUpdateOptions::SetUpdateTableName(const QString& value)
         GeneratorName = QStringLiteral("GEN_") + value + QStringLiteral("_ID");
 }
 
+void TAutoUpdateOptions::ReadStoredBoolean(const QString& name, bool value)
+{
+    if (name.compare(QLatin1String("SelectGenID"), Qt::CaseInsensitive) == 0)
+        fStoredSelectGenID = value;
+    else if (name.compare(QLatin1String("GenBeforePost"), Qt::CaseInsensitive) == 0)
+        fStoredGenBeforePost = value;
+    else
+        return;
+    WhenGetGenID = !fStoredSelectGenID ? wgNever : fStoredGenBeforePost ? wgBeforePost : wgOnNewRecord;
+}
+
 TpFIBDataSet::TpFIBDataSet(TComponent* owner) : TFIBDataSet(owner) {}
 
 TpFIBUpdateObject::~TpFIBUpdateObject()

@@ -29,6 +29,8 @@ protected:
                             "U varchar(31) default USER)");
         tr.ExecSQLImmediate("create sequence GEN_GEN_T_ID");
         tr.ExecSQLImmediate("create table LOG_T (N integer, TXT varchar(40))");
+        tr.ExecSQLImmediate("create trigger GEN_T_BI for GEN_T before insert or update as begin "
+                            "if (NEW.NAME starting with 'klein') then NEW.NAME = upper(NEW.NAME); end");
         tr.Commit();
         db->Close();
     }
@@ -174,6 +176,35 @@ TEST_F(UpdateCycleTest, NewRowsTakeGeneratorKeysAndServerDefaults)
     EXPECT_EQ(ds->FieldByName("ID")->AsLargeInt(), before + 1);
     EXPECT_EQ(db->QueryValue(QStringLiteral("select NAME from GEN_T where ID = %1").arg(before + 1), tr.get()).toString(),
               "spaet");
+}
+
+TEST_F(UpdateCycleTest, ColumnsTheServerSendsBackReachTheRowWithoutARefresh)
+{
+    ds = MakeDataSet("select * from GEN_T order by ID");
+    Generated(*ds);
+    ds->AutoUpdateOptions().UseReturningFields = rfAll;
+    ds->SetOptions(ds->Options() & ~poRefreshAfterPost);
+    ds->Open();
+    EXPECT_TRUE(ds->InsertSQL().Text().contains("RETURNING ID,NAME,V,D,TS,U"));
+    ds->Append();
+    ds->FieldByName("ID")->SetAsInteger(50);
+    ds->FieldByName("NAME")->SetAsString("klein geschrieben");
+    ds->Post();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEIN GESCHRIEBEN");
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("kleiner");
+    ds->Post();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEINER");
+    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 50", tr.get()).toString(), "KLEINER");
+
+    // The older stored form of the generator moment.
+    TAutoUpdateOptions stored;
+    stored.ReadStoredBoolean("SelectGenID", true);
+    EXPECT_EQ(stored.WhenGetGenID, wgOnNewRecord);
+    stored.ReadStoredBoolean("GenBeforePost", true);
+    EXPECT_EQ(stored.WhenGetGenID, wgBeforePost);
+    stored.ReadStoredBoolean("SelectGenID", false);
+    EXPECT_EQ(stored.WhenGetGenID, wgNever);
 }
 
 TEST_F(UpdateCycleTest, OnlyChangedColumnsAreWrittenAndNoActionWritesNothing)
