@@ -1,10 +1,12 @@
 // Milliseconds per full paint of a 1400 x 1000 chart with 12 fast line series of
 // N points each (ascending X), on the smoothing canvas, for the default series
-// settings and for DrawAllPoints false with daMinMax; and the repaint without a
-// change (buffer copy). Run under QT_QPA_PLATFORM=offscreen.
+// settings and for DrawAllPoints false with daMinMax; the default paint without the
+// range index (every row walked), zoomed and panned frames; and the repaint without
+// a change (buffer copy). Run under QT_QPA_PLATFORM=offscreen.
 //   chart_paint_bench [png folder]   -- with a folder, the pictures are written there
 #include "chart/Chart.h"
 #include "chart/Series.h"
+#include "chart/TeEngine.h"
 
 #include <QApplication>
 #include <chrono>
@@ -94,8 +96,10 @@ int main(int argc, char** argv)
     QImage target(1400, 1000, QImage::Format_RGB32);
     const TRect rect{0, 0, 1400, 1000};
     std::printf("%-10s %-6s %-22s %10s %10s\n", "points", "data", "settings", "wall ms", "cpu ms");
-    for (int n : {2, 100000, 1000000}) {
+    for (int n : {2, 100000, 1000000, 10000000}) {
         for (bool noisy : {false, true}) {
+            if (n > 1000000 && !noisy)
+                continue;
             auto s = MakeChart(n, noisy);
             const int runs = n > 100000 ? 5 : 20;
             if (n < 100) { // the cost of everything but the curves
@@ -108,10 +112,40 @@ int main(int argc, char** argv)
                 TDrawAllPointsStyle style;
                 TFastLineDrawStyle draw;
             };
+            if (n >= 1000000 && noisy) {
+                // The default settings: with the range index, and walking every row.
+                for (const bool byIndex : {false, true}) {
+                    for (auto& ser : s->series)
+                        ser->FoldByIndex = byIndex;
+                    Print(n, noisy, byIndex ? "default" : "default, every row",
+                          MsPerRun([&] { s->chart.Draw(&target, rect); }, runs));
+                }
+                // The first paint after the rows changed builds the index again.
+                Print(n, noisy, "default, index built", MsPerRun([&] {
+                          for (auto& ser : s->series)
+                              ser->YValues()->SetModified(true);
+                          s->chart.Draw(&target, rect);
+                      }, runs));
+                // A tenth of the run zoomed, then panned by a step each frame.
+                TChartAxis* bottom = s->chart.BottomAxis();
+                double left = n * 0.3;
+                bottom->SetMinMax(left, left + n * 0.1);
+                Print(n, noisy, "zoomed to a tenth", MsPerRun([&] { s->chart.Draw(&target, rect); }, runs));
+                Print(n, noisy, "panned", MsPerRun([&] {
+                          left += n * 0.001;
+                          bottom->SetMinMax(left, left + n * 0.1);
+                          s->chart.Draw(&target, rect);
+                      }, runs));
+                bottom->SetAutomatic(true);
+                if (n > 1000000)
+                    continue;
+            }
             for (const Mode& m : {Mode{"default", true, daFirst, flSegments}, Mode{"daMinMax", false, daMinMax, flSegments},
                                   Mode{"flAll (no folding)", true, daFirst, flAll}}) {
                 if (m.draw == flAll && n > 100000 && noisy)
                     continue;   // one painter polyline over every noisy point takes seconds
+                if (n >= 1000000 && noisy && m.draw == flSegments && m.all)
+                    continue;   // measured above
                 for (auto& ser : s->series) {
                     ser->SetDrawAllPoints(m.all);
                     ser->SetDrawAllPointsStyle(m.style);

@@ -173,11 +173,7 @@ void TFastLineSeries::DrawAllValues()
         const TChartValue* yv = fY->Data();
         const bool stairs = fStairs, inverted = fInvertedStairs;
         int ox = OldX, oy = OldY;
-        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
-        while (from <= fLastVisibleIndex) {
-            const int n = std::min(kRun, fLastVisibleIndex - from + 1);
-            h->CalcPosValues(xv + from, xs, n);
-            v->CalcPosValues(yv + from, ys, n);
+        auto put = [&](const int* xs, const int* ys, int n) {
             int k = 0;
             for (int j = 0; j < n; ++j) {
                 if (stairs)
@@ -187,7 +183,18 @@ void TFastLineSeries::DrawAllValues()
                 oy = ys[j];
             }
             fCanvas->LineToPoints(pts, k);
-            from += n;
+        };
+        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
+        if (CanFoldByIndex(from)) {
+            FoldedRows(from, put);
+        } else {
+            while (from <= fLastVisibleIndex) {
+                const int n = std::min(kRun, fLastVisibleIndex - from + 1);
+                h->CalcPosValues(xv + from, xs, n);
+                v->CalcPosValues(yv + from, ys, n);
+                put(xs, ys, n);
+                from += n;
+            }
         }
         OldX = ox;
         OldY = oy;
@@ -282,6 +289,95 @@ void TFastLineSeries::DrawAllValues()
     if (fFastPen)
         fCanvas->FastLineMode(false);
     Drawing = false;
+}
+
+bool TFastLineSeries::CanFoldByIndex(int from) const
+{
+    // The canvas must fold a pixel column to its first, extreme and last points, and
+    // both mappings must be linear, which keeps the order of the values: a block's
+    // extremes are its pixels' extremes, and the rows of a column stand together.
+    TLinearPixelMap map;
+    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || !fGetHorizAxis->LinearMapping(map) ||
+        !fGetVertAxis->LinearMapping(map))
+        return false;
+    const int rows = fLastVisibleIndex - from + 1;
+    return rows > 4 * std::max(1, std::abs(fGetHorizAxis->IAxisSize)) && fX->InAscendingOrder();
+}
+
+void TFastLineSeries::FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const
+{
+    TLinearPixelMap mapX, mapY;
+    fGetHorizAxis->LinearMapping(mapX);
+    fGetVertAxis->LinearMapping(mapY);
+    const TChartValue* xv = fX->Data();
+    const TChartValue* yv = fY->Data();
+    const TValueRangeIndex& index = fY->RangeIndex();
+    const int last = fLastVisibleIndex;
+    constexpr int kRun = 512;
+    int xs[kRun], ys[kRun];
+    int k = 0;
+    int width = 1;   // rows of the column before: the guess for the next one
+    for (int r = from; r <= last;) {
+        const int x = mapX(xv[r]);
+        // The column's last row, searched from the guess in doubling steps and then
+        // halved back: with evenly spaced rows the guess hits, and the rows read lie
+        // next to each other rather than all over the array.
+        int inside = r, outside = last + 1;
+        const int guess = int(std::min<long long>(last, (long long)r + width - 1));
+        if (mapX(xv[guess]) == x) {
+            inside = guess;
+            for (int step = 1; inside < last; step *= 2) {
+                const int probe = int(std::min<long long>(last, (long long)inside + step));
+                if (mapX(xv[probe]) != x) {
+                    outside = probe;
+                    break;
+                }
+                inside = probe;
+            }
+        } else {
+            outside = guess;
+            for (int step = 1;; step *= 2) {
+                const int probe = outside - step;
+                if (probe <= r)
+                    break;
+                if (mapX(xv[probe]) == x) {
+                    inside = probe;
+                    break;
+                }
+                outside = probe;
+            }
+        }
+        while (outside - inside > 1) {
+            const int mid = inside + (outside - inside) / 2;
+            (mapX(xv[mid]) == x ? inside : outside) = mid;
+        }
+        const int e = inside;
+        if (k + 4 > kRun) {
+            put(xs, ys, k);
+            k = 0;
+        }
+        if (e - r < 4) {
+            for (int i = r; i <= e; ++i) {
+                xs[k] = x;
+                ys[k++] = mapY(yv[i]);
+            }
+        } else {
+            // First row, the extreme met first, the other extreme, last row: the
+            // canvas keeps the same column from these as from every row.
+            int lo = 0, hi = 0;
+            bool lowFirst = false;
+            index.ColumnExtremes(yv, r, e, mapY, lo, hi, lowFirst);
+            const int column[4] = {mapY(yv[r]), lowFirst ? lo : hi, lowFirst ? hi : lo, mapY(yv[e])};
+            for (int y : column) {
+                xs[k] = x;
+                ys[k++] = y;
+            }
+        }
+        width = e - r + 1;
+        r = e + 1;
+    }
+    if (k > 0)
+        put(xs, ys, k);
 }
 
 void TFastLineSeries::DrawLine(int x, int y)

@@ -55,6 +55,10 @@ public:
     std::vector<TPoint> Points;
     bool Drawing = false;
     bool CacheX = false, CacheY = false;
+    // Whether a paint of many rows per pixel column may take each column's first,
+    // extreme and last rows from the values' range index instead of every row.
+    // Off only to compare both ways; the pixels are the same.
+    bool FoldByIndex = true;
 
     // True when one polyline can draw every row.
     bool DrawAllAtOnce() const;
@@ -82,6 +86,10 @@ private:
     bool DifferentPixel(int x, int y) const;
     bool CheckNull(int row, int& x, int& y);
     void FlushColumn();
+    // For the every-row path: whether the index may stand in for the rows, and the
+    // rows of [from, last] reduced to at most four per pixel column, handed to put.
+    bool CanFoldByIndex(int from) const;
+    void FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const;
 
     bool fAutoRepaint = true;
     int fClickTolerance = 0;

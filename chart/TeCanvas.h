@@ -256,6 +256,9 @@ public:
     virtual void HorizLine(int left, int right, int y);
     virtual void VertLine(int x, int top, int bottom);
     virtual void Polyline(const TPoint* points, int count) = 0;
+    // Whether LineTo keeps of a run of points in one pixel column only the first,
+    // the two extremes in their order and the last, so that these four draw the same.
+    virtual bool FoldsColumns() const { return false; }
     // LineTo to each point in turn: one call for a run of a curve.
     virtual void LineToPoints(const TPoint* points, int count)
     {
@@ -338,6 +341,8 @@ public:
     void LineTo(int x, int y) override;
     void Polyline(const TPoint* points, int count) override;
     void LineToPoints(const TPoint* points, int count) override;
+    // Exclusive-or lines keep every segment.
+    bool FoldsColumns() const override { return fPen.Mode() == pmCopy; }
     void Ellipse(const TRect& r) override;
     void RoundRect(const TRect& r, int xRadius, int yRadius) override;
     void GradientFill(const TRect& r, const TTeeGradient& gradient) override;

@@ -33,6 +33,7 @@ void TChartValueList::SetCount(int value)
         throw EChartAssertion(TeeMsg_ValuesCountPositive);
     fCount = value;
     fOrderChecked = false;
+    ++fStamp;
 }
 
 bool TChartValueList::InAscendingOrder() const
@@ -51,12 +52,26 @@ bool TChartValueList::InAscendingOrder() const
     return ascending;
 }
 
+const TValueRangeIndex& TChartValueList::RangeIndex() const
+{
+    if (!fRangeIndex)
+        fRangeIndex = std::make_unique<TValueRangeIndex>();
+    const int count = std::min(fCount, Capacity());
+    if (!fRangeIndex->BuiltFor(Data(), count, fStamp)) {
+        fRangeIndex->Build(Data(), count);
+        fRangeIndex->SetStamp(fStamp);
+    }
+    return *fRangeIndex;
+}
+
 void TChartValueList::SetModified(bool value)
 {
     const bool tell = value && !fModified;
     fModified = value;
-    if (value)
+    if (value) {
         fOrderChecked = false;
+        ++fStamp;
+    }
     if (tell && fOwner)
         fOwner->NotifyValue(veModify, -1);
 }

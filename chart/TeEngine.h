@@ -4,8 +4,13 @@
 // axis panel that ties series and axes to one chart.
 
 #include "chart/TeeProcs.h"
+#include "chart/ValueRangeIndex.h"
 
 #include <QString>
+#include <cmath>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 #include <functional>
 #include <memory>
 #include <vector>
@@ -87,6 +92,8 @@ public:
     // Whether the used entries really stand in ascending order. Worked out once
     // per change: a bulk fill hands over arrays that nobody has checked.
     bool InAscendingOrder() const;
+    // Block extremes of the used entries, built again after any change.
+    const TValueRangeIndex& RangeIndex() const;
 
     TChartValue MaxValue();
     TChartValue MinValue();
@@ -118,6 +125,7 @@ private:
     {
         fModified = true;
         fOrderChecked = false;
+        ++fStamp;
     }
 
     TChartSeries* fOwner;
@@ -133,6 +141,9 @@ private:
     mutable bool fAscending = false;
     mutable const TChartValue* fOrderData = nullptr;
     mutable int fOrderCount = 0;
+    // Counts the changes the list is told of; the range index is built for one state.
+    std::uint64_t fStamp = 0;
+    mutable std::unique_ptr<TValueRangeIndex> fRangeIndex;
 };
 
 using TChartValueLists = std::vector<TChartValueList*>;
@@ -479,6 +490,31 @@ int FindDateTimeStep(double step);
 // The 1-2-5 ladder.
 double NextStep(double x);
 
+// Rounds to the nearest pixel, ties to even; values far outside any screen are
+// held at a large but safe integer, so unclamped mapping never overflows.
+inline int RoundPix(double v)
+{
+    if (!(v > -2.0e9))
+        return -2000000000;
+    if (v > 2.0e9)
+        return 2000000000;
+#ifdef __SSE2__
+    // The processor's own conversion rounds ties to even too, without a library call:
+    // this runs for every point of every curve.
+    return _mm_cvtsd_si32(_mm_set_sd(v));
+#else
+    return int(std::nearbyint(v));
+#endif
+}
+
+// A linear axis's value-to-pixel mapping, exactly as the axis maps.
+struct TLinearPixelMap {
+    int Base = 0;
+    int Sign = 1;
+    double Minimum = 0, Scale = 0;
+    int operator()(double v) const { return Base + Sign * RoundPix((v - Minimum) * Scale); }
+};
+
 class TChartAxis {
 public:
     TChartAxis(TCustomAxisPanel* chart, bool horizontal, bool otherSide);
@@ -630,6 +666,8 @@ public:
     double CalcPosPoint(int pixel) const { return (this->*fCalcPosPoint)(pixel); }
     // The pixels of many values at once, exactly as CalcPosValue maps each.
     void CalcPosValues(const double* values, int* pixels, int count) const;
+    // The mapping of a linear axis as a value that inlines; false on a logarithmic one.
+    bool LinearMapping(TLinearPixelMap& map) const;
     int CalcXPosValue(double value) const { return CalcPosValue(value); }
     int CalcYPosValue(double value) const { return CalcPosValue(value); }
     double CalcIncrement();

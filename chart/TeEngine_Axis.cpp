@@ -7,28 +7,8 @@
 #include <climits>
 #include <cmath>
 #include <numbers>
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 namespace {
-
-// Rounds to the nearest pixel, ties to even; values far outside any screen are
-// held at a large but safe integer, so unclamped mapping never overflows.
-int RoundPix(double v)
-{
-    if (!(v > -2.0e9))
-        return -2000000000;
-    if (v > 2.0e9)
-        return 2000000000;
-#ifdef __SSE2__
-    // The processor's own conversion rounds ties to even too, without a library call:
-    // this runs twice for every point of every curve.
-    return _mm_cvtsd_si32(_mm_set_sd(v));
-#else
-    return int(std::nearbyint(v));
-#endif
-}
 
 constexpr double kSecond = 1.0 / 86400.0;
 constexpr double kMinute = 1.0 / 1440.0;
@@ -402,6 +382,16 @@ int TChartAxis::LinearVert(double v) const
 int TChartAxis::LinearVertInv(double v) const
 {
     return IStartPos + RoundPix((v - IMinimum) * fScale);
+}
+
+bool TChartAxis::LinearMapping(TLinearPixelMap& map) const
+{
+    const bool fromStart = fCalcPosValue == &TChartAxis::LinearHoriz || fCalcPosValue == &TChartAxis::LinearVertInv;
+    const bool fromEnd = fCalcPosValue == &TChartAxis::LinearHorizInv || fCalcPosValue == &TChartAxis::LinearVert;
+    if (!fromStart && !fromEnd)
+        return false;
+    map = TLinearPixelMap{fromStart ? IStartPos : IEndPos, fromStart ? 1 : -1, IMinimum, fScale};
+    return true;
 }
 
 void TChartAxis::CalcPosValues(const double* values, int* pixels, int count) const

@@ -4,6 +4,8 @@
 
 #include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoSetupAx.h"
+#include "chart/ChartEditor.h"
+#include "chart/ChartExport.h"
 
 #include "dbcontrols/TJvColorComboBox.h"
 #include "dbcontrols/TdxDBCurrencyEdit.h"
@@ -21,6 +23,8 @@
 #include <QApplication>
 #include <QMenu>
 #include <QPainter>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -385,6 +389,34 @@ TEST_F(AchsenklickTest, DoubleClickLocksTheChartHandsItToTheEditorAndAllowsZoomA
             EXPECT_FALSE(f->TabShown(cet3D));
             EXPECT_TRUE(f->TabShown(cetAxis));
             EXPECT_TRUE(f->HeaderText.startsWith(QStringLiteral("Versuch ") + AktVersuch->Versuchsnr));
+            // The window's chart, its own axes included, as the editor writes it to PDF:
+            // every curve with rows shows on the page in its colour.
+            QString error;
+            const QString pdf = ini.filePath(QStringLiteral("Diagramm.pdf"));
+            EXPECT_TRUE(ChartExportPDF(f->Chart(), pdf, f->HeaderText, error)) << error.toStdString();
+            const QString seite = QStringLiteral(VIEWS_PICTURE_DIR "/editor_demo_pdf");   // for a person to look at
+            QFile::remove(seite + QStringLiteral(".png"));
+            EXPECT_EQ(QProcess::execute(QStandardPaths::findExecutable(QStringLiteral("pdftoppm")),
+                                        {QStringLiteral("-png"), QStringLiteral("-r"), QStringLiteral("60"),
+                                         QStringLiteral("-singlefile"), pdf, seite}),
+                      0);
+            const QImage bild(seite + QStringLiteral(".png"));
+            ASSERT_FALSE(bild.isNull());
+            EXPECT_GT(bild.width(), bild.height());
+            for (int i = 0; i < chart->SeriesCount(); ++i) {
+                TChartSeries* s = chart->Series(i);
+                if (!s->Active() || s->Count() == 0)
+                    continue;
+                const QColor farbe = ColorToQColor(s->SeriesColor());
+                int punkte = 0;
+                for (int y = 0; y < bild.height(); ++y)
+                    for (int x = 0; x < bild.width(); ++x) {
+                        const QColor c = bild.pixelColor(x, y);
+                        punkte += std::abs(c.red() - farbe.red()) + std::abs(c.green() - farbe.green()) +
+                                      std::abs(c.blue() - farbe.blue()) < 60;
+                    }
+                EXPECT_GT(punkte, 50) << s->Title().toStdString();
+            }
             f->reject();
         });
     };
