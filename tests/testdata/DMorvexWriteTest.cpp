@@ -4,6 +4,7 @@
 #include "testdata/uDMorvex.h"
 
 #include "dbaccess/FIBQuery.h"
+#include "frame/zellib_Logging.h"
 #include "frame/zellib_msg.h"
 #include "testdata/OrvexSchema.h"
 #include "tools/OrvexDemoDb.h"
@@ -90,7 +91,14 @@ protected:
         dm->orvexDB->SetConnected(true);
         dm->Auftraege->Open();
     }
-    void TearDown() override { dm.reset(); }
+    void TearDown() override
+    {
+        dm.reset();
+        // The error note is a window and its log has a timer: both go before the
+        // application does.
+        zellib_msg_Finalize();
+        zellib_Logging_Finalize();
+    }
     void RefuseCommitOf(TFIBTransaction* tr)
     {
         if (!tr->Active())
