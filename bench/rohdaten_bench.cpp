@@ -1,9 +1,9 @@
-// Export speed of the raw data window.
+// Export speed of the raw data window (text, worksheet and workbook).
 //   rohdaten_bench [ROWS]
 // Builds a demo database with a run of ROWS rows (default 60000) in a temporary
 // folder, opens the evaluation window, the raw data window and the data module on
 // it as the program does, selects the run, and times SaveToText and SaveToXLS of
-// the grid (best and mean of five), next to one plain walk over the same rows
+// the grid and SaveToXLSX (best and mean of five), next to one plain walk over the same rows
 // reading the same display texts, the part of the work that is not the writer's.
 
 #include "dbcontrols/TdxDBGrid.h"
@@ -12,6 +12,7 @@
 #include "testdata/uDMorvex.h"
 #include "tools/OrvexDemoDb.h"
 #include "views/TdxDBGridExport.h"
+#include "views/TdxDBGridExportXlsx.h"
 #include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoRohdatenansicht.h"
 
@@ -81,6 +82,7 @@ int main(int argc, char** argv)
 
     const QString csv = dir.filePath(QStringLiteral("bench.csv"));
     const QString xls = dir.filePath(QStringLiteral("bench.xls"));
+    const QString xlsx = dir.filePath(QStringLiteral("bench.xlsx"));
     constexpr int Repeats = 5;
     const TTiming walk = Time(Repeats, [&] {
         ds->DisableControls();
@@ -99,6 +101,7 @@ int main(int argc, char** argv)
     TTiming sheet;
     if (fits)
         sheet = Time(Repeats, [&] { SaveToXLS(grid, xls, true); });
+    const TTiming book = Time(Repeats, [&] { SaveToXLSX(grid, xlsx, true); });
 
     const auto report = [rows](const char* what, const TTiming& t, qint64 bytes) {
         std::printf("%-34s best %8.1f ms  mean %8.1f ms  %9.0f rows/s", what, t.best, t.sum / t.n,
@@ -113,6 +116,8 @@ int main(int argc, char** argv)
         report("SaveToXLS (BIFF4)", sheet, QFileInfo(xls).size());
     else
         std::printf("SaveToXLS refused: %d rows exceed the sheet\n", rows);
+    report("SaveToXLSX (workbook)", book, QFileInfo(xlsx).size());
+    std::printf("ratio XLSX / CSV                   %.2f\n", book.best / text.best);
 
     FoRohdatenansicht->hide();
     FOOrvexAuswertung->ProgrammBeenden();

@@ -28,7 +28,7 @@ printf '[PATH]\r\nServer name=%s\r\nDatapath=%s\r\n' "$db" "$demo/Data" > "$live
 if [ ! -f "$live/Config/KELMAR.INI" ]; then
   # The chart look of a lab on a first start, as in demo/.
   printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' >> "$live/Config/KELMAR.INI.new"
-  printf '[Auswertung]\r\nMenue=true\r\nCursor=true\r\nMarken=true\r\nStatistik=true\r\nAnpassen=true\r\nLogStromachse=true\r\nBauteilfarben=true\r\nGrenzwert=true\r\n' >> "$live/Config/KELMAR.INI.new"
+  printf '[Auswertung]\r\nMenue=true\r\nCursor=true\r\nMarken=true\r\nStatistik=true\r\nAnpassen=true\r\nLogStromachse=true\r\nBauteilfarben=true\r\nGrenzwert=true\r\nXlsxExport=true\r\nAutoRefresh_s=10\r\n' >> "$live/Config/KELMAR.INI.new"
 else
   grep -a -v -i -e '^Server name=' -e '^Datapath=' -e '^\[PATH\]' "$live/Config/KELMAR.INI" >> "$live/Config/KELMAR.INI.new" || true
 fi

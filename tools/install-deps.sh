@@ -10,7 +10,9 @@ packages=(
   fonts-dejavu-core python3
   firebird-dev libfbclient2 firebird3.0-server-core firebird3.0-server firebird3.0-utils
   # Independent readers of the export files in the tests.
-  python3-xlrd libreoffice-calc-nogui poppler-utils
+  python3-xlrd python3-openpyxl libreoffice-calc-nogui poppler-utils
+  # The .xlsx export of the raw data window, and zlib to read back what it wrote.
+  libxlsxwriter-dev zlib1g-dev
   # Vector export of charts (SVG); printing comes with the base package.
   qt6-svg-dev
 )

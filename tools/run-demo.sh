@@ -17,7 +17,7 @@ ini="$demo/Config/KELMAR.INI"
 [ -f "$ini" ] || printf '[Chartsettings]\r\nFarbe_Chart=clWhite\r\nRand=70,6,70,4\r\n' > "$ini"
 # The engineer's tools beyond the plain window are on in the demo (each has its key;
 # without the section the window looks as it always did).
-grep -qai '^\[Auswertung\]' "$ini" || printf '[Auswertung]\r\nMenue=true\r\nCursor=true\r\nMarken=true\r\nStatistik=true\r\nAnpassen=true\r\nLogStromachse=true\r\nBauteilfarben=true\r\nGrenzwert=true\r\n' >> "$ini"
+grep -qai '^\[Auswertung\]' "$ini" || printf '[Auswertung]\r\nMenue=true\r\nCursor=true\r\nMarken=true\r\nStatistik=true\r\nAnpassen=true\r\nLogStromachse=true\r\nBauteilfarben=true\r\nGrenzwert=true\r\nXlsxExport=true\r\nAutoRefresh_s=10\r\n' >> "$ini"
 
 cd "$demo"
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then

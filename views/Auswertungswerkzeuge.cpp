@@ -33,6 +33,7 @@ void TAuswertungOptionen::Laden()
     LogStromachse = ReadIniBool(kSektion, QStringLiteral("LogStromachse"), false);
     Bauteilfarben = ReadIniBool(kSektion, QStringLiteral("Bauteilfarben"), false);
     Grenzwert = ReadIniBool(kSektion, QStringLiteral("Grenzwert"), false);
+    XlsxExport = ReadIniBool(kSektion, QStringLiteral("XlsxExport"), false);
     // A threshold the comparison cannot use would mark every device or none.
     Schwelle_uA = ReadIniFloatInRange(kSektion, QStringLiteral("Schwelle_uA"), 0, 0, 1e12);
     Routineereignisse = ReadIniString(kSektion, QStringLiteral("Routineereignisse"), QStringLiteral("Speicherzyklus"));

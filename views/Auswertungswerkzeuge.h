@@ -26,6 +26,7 @@ struct TAuswertungOptionen {
     bool LogStromachse = false;   // "LogStromachse": current scale logarithmic
     bool Bauteilfarben = false;   // "Bauteilfarben": nine colours and device names
     bool Grenzwert = false;       // "Grenzwert": I_MAX line and first crossings
+    bool XlsxExport = false;      // "XlsxExport": the button "XLSX Export" in the raw data window
     double Schwelle_uA = 0;       // "Schwelle_uA": crossing threshold in µA; 0 = I_MAX of the run
     // "Routineereignisse": events written on every storage cycle; they would cover
     // the chart with marks and tell nothing.

@@ -95,12 +95,24 @@ bool IsNumberType(TFieldType t)
 }
 }
 
-EdxGridExportRowLimit::EdxGridExportRowLimit(int rows, int limit)
-    : EdxGridExportError(QStringLiteral("Der Versuch hat %1 Datenzeilen. Ein XLS-Arbeitsblatt fasst höchstens %2 "
-                                        "Datenzeilen, deshalb wurde keine Datei geschrieben.<br>Bitte den CSV-Export "
-                                        "verwenden, er nimmt alle Zeilen auf.")
-                             .arg(QLocale(QLocale::German).toString(rows), QLocale(QLocale::German).toString(limit))),
-      fRows(rows)
+namespace {
+// The worksheet sends long runs to the workbook, which takes about a million rows;
+// the workbook to the text file, which takes them all.
+QString ZeilenGrenzeText(int rows, int limit, const QString& format)
+{
+    const QLocale de(QLocale::German);
+    const QString weg = format == QLatin1String("XLS")
+                            ? QStringLiteral("Bitte den XLSX-Export verwenden, er nimmt über eine Million Zeilen auf, "
+                                             "oder den CSV-Export, er nimmt alle Zeilen auf.")
+                            : QStringLiteral("Bitte den CSV-Export verwenden, er nimmt alle Zeilen auf.");
+    return QStringLiteral("Der Versuch hat %1 Datenzeilen. Ein %2-Arbeitsblatt fasst höchstens %3 Datenzeilen, "
+                          "deshalb wurde keine Datei geschrieben.<br>%4")
+        .arg(de.toString(rows), format, de.toString(limit), weg);
+}
+}
+
+EdxGridExportRowLimit::EdxGridExportRowLimit(int rows, int limit, const QString& format)
+    : EdxGridExportError(ZeilenGrenzeText(rows, limit, format)), fRows(rows)
 {
 }
 

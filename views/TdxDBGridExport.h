@@ -20,10 +20,10 @@ public:
     using Exception::Exception;
 };
 
-// More rows than a BIFF4 sheet can number; nothing has been written.
+// More rows than a sheet of the format ("XLS" or "XLSX") can number; nothing has been written.
 class EdxGridExportRowLimit : public EdxGridExportError {
 public:
-    EdxGridExportRowLimit(int rows, int limit);
+    EdxGridExportRowLimit(int rows, int limit, const QString& format = QStringLiteral("XLS"));
     int Rows() const { return fRows; }
 
 private:

@@ -37,6 +37,10 @@ int main(int argc, char** argv)
     // The application object removes its own options ("-platform xcb") from the
     // arguments; a second instance is allowed by what the program was started with.
     const int startArgc = argc;
+    // An export is made without a screen: no window shows, and no message box waits
+    // for a click; every message goes to standard error.
+    if (ExportGefragt(argc, argv))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
     TOrvexApplication app(argc, argv);
     // A termination request of the system takes the title-bar road: settings are kept.
     // Installed first, so that no request is lost; it is handled once a loop runs.

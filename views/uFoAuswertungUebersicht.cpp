@@ -1,5 +1,6 @@
 #include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoAuswertungWerkzeuge.h"
+#include "views/uAutoAktualisierung.h"
 
 #include "dbcontrols/TCheckListBox.h"
 #include "dbcontrols/TdxCheckEdit.h"
@@ -122,6 +123,7 @@ TFOOrvexAuswertung::TFOOrvexAuswertung(QWidget* parent) : QWidget(parent)
         move(s->availableGeometry().center() - rect().center());
 
     FormCreate();
+    AutoAktualisierung = new TAutoAktualisierung(this);
 }
 
 TFOOrvexAuswertung::~TFOOrvexAuswertung()
@@ -562,6 +564,15 @@ void TFOOrvexAuswertung::DatenLaden()
     fWerteRF = std::make_shared<TChartValues>(n);
     fWerteStd = std::make_shared<TChartValues>(n);
     fWerteZeit = std::make_shared<TChartValues>(n);
+    // A run that is followed grows at its end: room for it now spares the refreshes a copy.
+    if (AutoAktualisierung && AutoAktualisierung->Intervall_s() > 0 && AktVersuch &&
+        StatusAktiv(StatusTexte[std::min<std::size_t>(AktVersuch->Status, StatusTexte.size() - 1)])) {
+        const std::size_t platz = n + std::max<std::size_t>(n / 8, 4096);
+        for (const TChartValuesPtr& v : {fWerteU, fWerteT, fWerteRF, fWerteStd, fWerteZeit})
+            v->reserve(platz);
+        for (int k = 1; k <= 9; ++k)
+            fWerteI[k]->reserve(platz);
+    }
 
     TField* const zeitStd = dm.MessdatenZEIT_STD;
     TField* const zeitpunkt = dm.MessdatenZEITPUNKT;
@@ -583,7 +594,8 @@ void TFOOrvexAuswertung::DatenLaden()
     // Rows deleted between fetch and count must not write past the arrays. Bound
     // controls (the raw data grid) need not follow a million scrolls.
     const TControlsDisabled quiet(md);
-    for (std::size_t i = 0; !md->Eof() && i < n; ++i) {
+    std::size_t i = 0;
+    for (; !md->Eof() && i < n; ++i) {
         std_[i] = zeitStd->AsFloat();
         zeit[i] = zeitpunkt->AsFloat();
         wt[i] = t->AsFloat();
@@ -593,12 +605,26 @@ void TFOOrvexAuswertung::DatenLaden()
             werteI[k][i] = static_cast<double>(current[k]->AsFloat() / teiler);
         md->Next();
     }
+    fGeladen = static_cast<int>(i);
     SerienZuweisen();
     if (Werkzeuge)
         Werkzeuge->DatenGeladen();
     ChartsAktualisieren();
     Chart_T_RF->repaint();
     chart_U_I->repaint();
+    if (AutoAktualisierung)
+        AutoAktualisierung->NachVollLaden();
+}
+
+void TFOOrvexAuswertung::SerienUebernehmen()
+{
+    SerienZuweisen();
+    if (Werkzeuge) {
+        Werkzeuge->DatenGeladen(false);
+        Werkzeuge->AnsichtAktualisiert();
+    }
+    chart_U_I->update();
+    Chart_T_RF->update();
 }
 
 void TFOOrvexAuswertung::SerienZuweisen()

@@ -27,6 +27,7 @@ class TCheckListBox;
 class TdxCheckEdit;
 class THTMLabel;
 class TAuswertungWerkzeuge;
+class TAutoAktualisierung;
 
 class TFOOrvexAuswertung : public QWidget {
     Q_OBJECT
@@ -110,6 +111,9 @@ public:
     TRect fRand;
     bool fZoomLaeuft = false;
     int fAnzahlSaetze = 0;
+    // Rows really read into the arrays (the count may run ahead of them by rows
+    // committed during the fetch); the incremental refresh appends after them.
+    int fGeladen = 0;
     bool fErsterStart = true;
 
     // ---- Start and end
@@ -133,6 +137,9 @@ public:
     void VersuchAnzeigen();
     void DatenLaden();
     void SerienZuweisen();
+    // The arrays grew by rows appended at their end: the series take the new count,
+    // zoom, axes and the chosen curves stay.
+    void SerienUebernehmen();
     void SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X, bool IstDatum,
                       int Anzahl);
     void Chart_SummenMouseMove(TChart* Sender, Qt::KeyboardModifiers Shift, int X, int Y);
@@ -182,6 +189,8 @@ public:
     // The engineer's tools beside the charts (cursor, marks, statistics, ...); each
     // switched by a key of section "Auswertung". Owned by the window.
     TAuswertungWerkzeuge* Werkzeuge = nullptr;
+    // Follows an active run at the interval of key "AutoRefresh_s" (0: off). Owned by the window.
+    TAutoAktualisierung* AutoAktualisierung = nullptr;
 
 protected:
     bool event(QEvent* e) override;

@@ -7,7 +7,9 @@
 #include "frame/ZELLIB_STR.h"
 #include "frame/zellib_msg.h"
 #include "testdata/uDMorvex.h"
+#include "views/Auswertungswerkzeuge.h"
 #include "views/TdxDBGridExport.h"
+#include "views/TdxDBGridExportXlsx.h"
 #include "views/uFoAuswertungUebersicht.h"
 
 #include <QDir>
@@ -89,9 +91,15 @@ TFoRohdatenansicht::TFoRohdatenansicht(QWidget* parent) : QDialog(parent)
     BitBtn4 = MakeButton(QStringLiteral("BitBtn4"), QStringLiteral("aktualisieren"), Panel1);
     BitBtn7 = MakeButton(QStringLiteral("BitBtn7"), QStringLiteral("XLS Export"), Panel1);
     BitBtn2 = MakeButton(QStringLiteral("BitBtn2"), QStringLiteral("CSV Export"), Panel1);
+    BtnXlsx = MakeButton(QStringLiteral("BtnXlsx"), QStringLiteral("XLSX Export"), Panel1);
     for (QWidget* w : {static_cast<QWidget*>(BitBtn1), static_cast<QWidget*>(SMDBNavigator1),
-                       static_cast<QWidget*>(BitBtn4), static_cast<QWidget*>(BitBtn7), static_cast<QWidget*>(BitBtn2)})
+                       static_cast<QWidget*>(BitBtn4), static_cast<QWidget*>(BitBtn7), static_cast<QWidget*>(BitBtn2),
+                       static_cast<QWidget*>(BtnXlsx)})
         buttons->addWidget(w);
+    // Beyond the plain window: without the key the row of buttons stays as it was.
+    TAuswertungOptionen optionen;
+    optionen.Laden();
+    BtnXlsx->setVisible(optionen.XlsxExport);
     buttons->addStretch();
     outer->addWidget(Panel1);
 
@@ -144,6 +152,7 @@ TFoRohdatenansicht::TFoRohdatenansicht(QWidget* parent) : QDialog(parent)
     connect(BitBtn4, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn4Click);
     connect(BitBtn7, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn7Click);
     connect(BitBtn2, &QPushButton::clicked, this, &TFoRohdatenansicht::BitBtn2Click);
+    connect(BtnXlsx, &QPushButton::clicked, this, &TFoRohdatenansicht::BtnXlsxClick);
 
     if (const QScreen* s = screen())
         move(s->availableGeometry().center() - rect().center());
@@ -188,15 +197,20 @@ void TFoRohdatenansicht::BitBtn4Click()
 
 void TFoRohdatenansicht::BitBtn7Click()
 {
-    Exportieren(true);
+    Exportieren(TExportArt::Xls);
 }
 
 void TFoRohdatenansicht::BitBtn2Click()
 {
-    Exportieren(false);
+    Exportieren(TExportArt::Csv);
 }
 
-void TFoRohdatenansicht::Exportieren(bool xls)
+void TFoRohdatenansicht::BtnXlsxClick()
+{
+    Exportieren(TExportArt::Xlsx);
+}
+
+void TFoRohdatenansicht::ExportPruefen(TExportArt art)
 {
     // After a failed load the grid has nothing: a file of captions alone would pass for
     // a run without rows, while the charts still show the rows of the last load.
@@ -206,24 +220,56 @@ void TFoRohdatenansicht::Exportieren(bool xls)
                                                 "Es wird keine Datei erstellt; bitte den Versuch mit "
                                                 "\"aktualisieren\" neu laden."));
     // A run too long for a worksheet is refused before anything is asked or made.
-    if (xls)
+    if (art == TExportArt::Xls)
         TdxDBGridExportExcel::CheckRowLimit(*Rohdatengrid, true);
+    else if (art == TExportArt::Xlsx)
+        TdxDBGridExportXlsx::CheckRowLimit(*Rohdatengrid, true);
+}
+
+void TFoRohdatenansicht::ExportDatei(TExportArt art, const QString& Dateiname)
+{
+    // The band names the run also when the window has not been opened.
+    Rohdatengrid->SetBandCaption(QStringLiteral("Versuch ") + FOOrvexAuswertung->LookupAuftrag->Text());
+    switch (art) {
+    case TExportArt::Xls: SaveToXLS(*Rohdatengrid, Dateiname, true); break;
+    case TExportArt::Xlsx: SaveToXLSX(*Rohdatengrid, Dateiname, true); break;
+    case TExportArt::Csv: SaveToText(*Rohdatengrid, Dateiname, true, QStringLiteral(";"), QString(), QString()); break;
+    }
+}
+
+void TFoRohdatenansicht::ExportSchreiben(TExportArt art, const QString& Dateiname)
+{
+    ExportPruefen(art);
+    ExportDatei(art, Dateiname);
+}
+
+void TFoRohdatenansicht::Exportieren(TExportArt art)
+{
+    ExportPruefen(art);
     const QString S = NormalizeName(AktVersuch->Versuchsnr);
     const QString folder = Datapath + QLatin1Char('/') + S + QLatin1Char('/');
     SaveDialog_Rohdaten.InitialDir = folder;
     // The folder comes into being before the user decides; a failure shows in the dialog.
     QDir().mkpath(folder);
-    SaveDialog_Rohdaten.FileName = folder + S + (xls ? QStringLiteral(".xls") : QStringLiteral(".csv"));
-    SaveDialog_Rohdaten.Filter =
-        xls ? QStringLiteral("Excel-Dateien (*.xls)") : QStringLiteral("Textdateien (*.csv)");
+    switch (art) {
+    case TExportArt::Xls:
+        SaveDialog_Rohdaten.FileName = folder + S + QStringLiteral(".xls");
+        SaveDialog_Rohdaten.Filter = QStringLiteral("Excel-Dateien (*.xls)");
+        break;
+    case TExportArt::Xlsx:
+        SaveDialog_Rohdaten.FileName = folder + S + QStringLiteral(".xlsx");
+        SaveDialog_Rohdaten.Filter = QStringLiteral("Excel-Arbeitsmappen (*.xlsx)");
+        break;
+    case TExportArt::Csv:
+        SaveDialog_Rohdaten.FileName = folder + S + QStringLiteral(".csv");
+        SaveDialog_Rohdaten.Filter = QStringLiteral("Textdateien (*.csv)");
+        break;
+    }
     if (!SaveDialog_Rohdaten.Execute(this))
         return;
     const QString Dateiname = SaveDialog_Rohdaten.FileName;
     // A failure below goes to the standard report with this note still standing.
     MsgInfo(Dateiname + QStringLiteral("<br>wird erzeugt.<br>Bitte etwas Geduld."));
-    if (xls)
-        SaveToXLS(*Rohdatengrid, Dateiname, true);
-    else
-        SaveToText(*Rohdatengrid, Dateiname, true, QStringLiteral(";"), QString(), QString());
+    ExportDatei(art, Dateiname);
     MsgClear();
 }

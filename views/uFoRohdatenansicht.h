@@ -1,7 +1,8 @@
 #pragma once
 // The raw rows of the chosen run in a grid on the measurement source, with a
 // navigator, a refresh, and the exports to a worksheet and to separated text
-// into a folder per run under Datapath.
+// into a folder per run under Datapath; with the key "XlsxExport" also to a
+// current workbook.
 
 #include <QDialog>
 #include <QString>
@@ -40,6 +41,8 @@ public:
     QPushButton* BitBtn4 = nullptr;
     QPushButton* BitBtn7 = nullptr;
     QPushButton* BitBtn2 = nullptr;
+    // "XLSX Export": shown when key "XlsxExport" of section "Auswertung" is on.
+    QPushButton* BtnXlsx = nullptr;
     TdxDBGrid* Rohdatengrid = nullptr;
     TdxDBGridMaskColumn* RohdatengridAUFTRAGKEY = nullptr;
     TdxDBGridDateColumn* RohdatengridZEITPUNKT = nullptr;
@@ -54,6 +57,14 @@ public:
     TdxDBGridCurrencyColumn* RohdatengridI[10] = {};   // 1..9 used
     TSaveDialog SaveDialog_Rohdaten;
 
+    // The raw table's file formats.
+    enum class TExportArt { Csv, Xls, Xlsx };
+
+    // Writes the run's rows into the named file, as the export buttons do after their
+    // dialog: refuses without open rows and, for the worksheet, a run too long for it.
+    // Also the road of the screen-free command line.
+    void ExportSchreiben(TExportArt art, const QString& Dateiname);
+
     // Binds grid and navigator to the data module's measurement source; called once the module exists.
     void DatenquellenZuordnen();
 
@@ -62,12 +73,15 @@ public:
     void BitBtn4Click();
     void BitBtn7Click();
     void BitBtn2Click();
+    void BtnXlsxClick();
 
 protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    void Exportieren(bool xls);
+    void Exportieren(TExportArt art);
+    void ExportPruefen(TExportArt art);
+    void ExportDatei(TExportArt art, const QString& Dateiname);
 };
 
 extern TFoRohdatenansicht* FoRohdatenansicht;

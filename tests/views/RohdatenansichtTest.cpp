@@ -17,6 +17,7 @@
 #include "tools/OrvexDemoDb.h"
 #include "tests/dbaccess/DbTestSupport.h"
 #include "views/TdxDBGridExport.h"
+#include "views/TdxDBGridExportXlsx.h"
 #include "views/uFoAuswertungUebersicht.h"
 
 #include <gtest/gtest.h>
@@ -29,6 +30,10 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QProcess>
+#include <QDateTime>
+#include <iostream>
+#include <QPushButton>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QStandardPaths>
 #include <QStringDecoder>
@@ -266,7 +271,59 @@ protected:
         return QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
     }
 
+    // The workbook as openpyxl reads it: the first line is rows, columns and merged
+    // ranges, then one line per row, cells tab-separated as "n:<repr>" (numbers),
+    // "d:<dd.mm.yyyy HH:MM:SS>" (dates), "t:<text>", "e:" (empty); the number
+    // formats of the first data row in a last line "f:...".
+    QStringList ReadWithOpenpyxl(const QString& path)
+    {
+        QProcess p;
+        const QString script = QStringLiteral(
+            "import sys, datetime, openpyxl\n"
+            "b = openpyxl.load_workbook(sys.argv[1])\n"
+            "s = b.worksheets[0]\n"
+            "out = ['%d\\t%d\\t%s' % (s.max_row, s.max_column, ' '.join(sorted(str(m) for m in s.merged_cells.ranges)))]\n"
+            "formats = []\n"
+            "for row in s.iter_rows():\n"
+            "    cells = []\n"
+            "    for c in row:\n"
+            "        v = c.value\n"
+            "        if v is None: cells.append('e:')\n"
+            "        elif isinstance(v, datetime.datetime): cells.append('d:' + v.strftime('%d.%m.%Y %H:%M:%S'))\n"
+            "        elif isinstance(v, (int, float)): cells.append('n:' + repr(float(v)))\n"
+            "        else: cells.append('t:' + str(v))\n"
+            "    if not formats and row[0].row == 3: formats = [c.number_format for c in row]\n"
+            "    out.append('\\t'.join(cells))\n"
+            "out.append('f:' + '|'.join(formats))\n"
+            "sys.stdout.buffer.write('\\n'.join(out).encode('utf-8'))\n");
+        p.start(Python, {QStringLiteral("-c"), script, path});
+        p.waitForFinished(600000);
+        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+        QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
+        formatLine = lines.isEmpty() ? QString() : lines.takeLast();
+        return lines;
+    }
+
+    // The first sheet as LibreOffice converts it to UTF-8 text with ";" between cells.
+    static QStringList LibreOfficeCsv(const QString& soffice, const QString& file,
+                                      const QString& filter = QStringLiteral("csv:Text - txt - csv (StarCalc):59,34,76,1"))
+    {
+        QTemporaryDir profile;
+        QTemporaryDir conv;
+        QProcess p;
+        p.start(soffice, {QStringLiteral("-env:UserInstallation=file://") + profile.path(), QStringLiteral("--headless"),
+                          QStringLiteral("--convert-to"), filter, QStringLiteral("--outdir"), conv.path(), file});
+        p.waitForFinished(600000);
+        const QString csv = conv.filePath(QFileInfo(file).completeBaseName() + QStringLiteral(".csv"));
+        EXPECT_TRUE(QFileInfo::exists(csv)) << p.readAllStandardError().toStdString();
+        QStringList lines = QString::fromUtf8(ReadAll(csv)).split(QRegularExpression(QStringLiteral("\r?\n")));
+        while (!lines.isEmpty() && lines.last().isEmpty())
+            lines.removeLast();
+        return lines;
+    }
+
     static inline QTemporaryDir* data = nullptr;
+    QString formatLine;
     QTemporaryDir ini;
     QTemporaryDir out;
     TFormatSettings savedFormat;
@@ -345,6 +402,26 @@ TEST_F(RohdatenansichtTest, OpeningShowsTheRunInTheBandAndTheNewestRowSelected)
     EXPECT_EQ(DMorvex->AuftraegeVERSUCHSNR->AsString(), Finished);
 
     r->grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/rohdatenansicht.png"));
+}
+
+// The workbook's button stands beside the others only when the key asks for it.
+TEST_F(RohdatenansichtTest, TheXlsxButtonFollowsItsKey)
+{
+    Select(Finished);
+    Open();
+    EXPECT_FALSE(r->BtnXlsx->isVisible());
+    EXPECT_EQ(r->BtnXlsx->text(), QStringLiteral("XLSX Export"));
+    WriteIniBool(QStringLiteral("Auswertung"), QStringLiteral("XlsxExport"), true);
+    TFoRohdatenansicht mit;
+    mit.DatenquellenZuordnen();
+    mit.show();
+    QApplication::processEvents();
+    ASSERT_TRUE(mit.BtnXlsx->isVisible());
+    // Right of "CSV Export", in the row of buttons.
+    EXPECT_GT(mit.BtnXlsx->x(), mit.BitBtn2->x());
+    EXPECT_EQ(mit.BtnXlsx->y(), mit.BitBtn2->y());
+    mit.grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/rohdatenansicht_xlsx.png"));
+    mit.hide();
 }
 
 TEST_F(RohdatenansichtTest, TheGridFetchesRowsOnlyAsItScrolls)
@@ -450,6 +527,107 @@ TEST_F(RohdatenansichtTest, XlsExportGivesXlrdEveryFloatBitForBitAndEveryText)
                 ASSERT_TRUE(got.startsWith(QStringLiteral("n:"))) << i << "/" << c << " " << got.toStdString();
                 const double v = std::strtod(got.mid(2).toLatin1().constData(), nullptr);
                 ASSERT_EQ(std::memcmp(&v, &e.Value, sizeof v), 0) << i << "/" << c << " " << got.toStdString();
+            }
+        }
+    }
+}
+
+// Two numbers agree to the 15 significant digits a spreadsheet program keeps: they
+// differ by at most half a unit of the 15th digit.
+bool Gleich15(double a, double b)
+{
+    return std::abs(a - b) <= 5e-15 * std::max(std::abs(a), std::abs(b));
+}
+
+// The workbook as an independent reader sees it: every cell of every row as the grid
+// holds it (numbers as numbers, dates as dates, nulls empty), the band over all
+// columns, the captions, and the number formats the grid shows its columns with.
+TEST_F(RohdatenansichtTest, XlsxExportGivesOpenpyxlEveryNumberTextAndFormat)
+{
+    for (const QString& versuch : {Finished, Slash}) {
+        SCOPED_TRACE(versuch.toStdString());
+        Select(versuch);
+        Open();
+        Answer(true);
+        r->BtnXlsxClick();
+        const QString S = NormalizeName(versuch);
+        const QString file = Datapath + u'/' + S + u'/' + S + QStringLiteral(".xlsx");
+        ASSERT_EQ(offeredName, file);
+        const QStringList sheet = ReadWithOpenpyxl(file);
+
+        // What the grid holds, walked apart from the export: per cell the reader's
+        // code and, for a number, its value.
+        std::vector<std::vector<std::pair<QString, double>>> expected;
+        TpFIBDataSet* md = Md();
+        md->DisableControls();
+        md->First();
+        const std::vector<TdxDBGridColumn*> cols = r->Rohdatengrid->VisibleColumns();
+        while (!md->Eof()) {
+            std::vector<std::pair<QString, double>> cells;
+            for (TdxDBGridColumn* c : cols) {
+                TField* f = c->Field();
+                const TFieldType t = f->DataType();
+                if (t == ftDateTime)
+                    cells.push_back({QStringLiteral("d:") + c->CellText(), 0});
+                else if (t == ftFloat || t == ftInteger || t == ftSmallint)
+                    cells.push_back({f->IsNull() ? QStringLiteral("e:") : QStringLiteral("n:"), f->AsFloat()});
+                else
+                    cells.push_back({c->CellText().isEmpty() ? QStringLiteral("e:") : QStringLiteral("t:") + c->CellText(), 0});
+            }
+            expected.push_back(cells);
+            md->Next();
+        }
+        md->Last();
+        md->EnableControls();
+
+        ASSERT_EQ(sheet.size(), int(expected.size()) + 3);
+        EXPECT_EQ(sheet[0], QStringLiteral("%1\t18\tA1:R1").arg(expected.size() + 2));
+        EXPECT_TRUE(sheet[1].startsWith(QStringLiteral("t:Versuch ") + versuch + QStringLiteral("\te:")))
+            << sheet[1].toStdString();
+        EXPECT_EQ(sheet[2], QStringLiteral("t:") + Captions.join(QStringLiteral("\tt:")));
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const QStringList got = sheet[int(i) + 3].split(u'\t');
+            ASSERT_EQ(got.size(), int(expected[i].size())) << i;
+            for (std::size_t c = 0; c < expected[i].size(); ++c) {
+                const auto& [code, value] = expected[i][c];
+                const QString& cell = got[int(c)];
+                if (code == QLatin1String("n:")) {
+                    ASSERT_TRUE(cell.startsWith(code) && Gleich15(cell.mid(2).toDouble(), value))
+                        << i << "/" << c << " " << cell.toStdString() << " " << value;
+                } else {
+                    ASSERT_EQ(cell, code) << i << "/" << c;
+                }
+            }
+        }
+        EXPECT_EQ(formatLine, QStringLiteral("f:dd.mm.yyyy hh:mm:ss|General|#,##0.00\" \"|General|General|General|") +
+                                  QStringList(12, QStringLiteral("#,##0.000")).join(u'|'));
+
+        // LibreOffice, asked for the cells' values rather than their shown texts.
+        const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+        if (soffice.isEmpty()) {
+            std::cout << "soffice is not installed; the LibreOffice reading is skipped\n";
+            continue;
+        }
+        const QStringList lines = LibreOfficeCsv(
+            soffice, file, QStringLiteral("csv:Text - txt - csv (StarCalc):59,34,76,1,,0,false,true,false"));
+        ASSERT_EQ(lines.size(), int(expected.size()) + 2);
+        EXPECT_EQ(ParseCsv(lines[1]), Captions);
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const QStringList got = ParseCsv(lines[int(i) + 2]);
+            ASSERT_EQ(got.size(), int(expected[i].size())) << i;
+            for (std::size_t c = 0; c < expected[i].size(); ++c) {
+                const auto& [code, value] = expected[i][c];
+                const QString& cell = got[int(c)];
+                if (code == QLatin1String("n:")) {
+                    // LibreOffice writes 15 significant digits of what the library wrote with 16.
+                    ASSERT_TRUE(std::abs(cell.toDouble() - value) <= 6e-15 * std::abs(value))
+                        << i << "/" << c << " " << cell.toStdString() << " " << value;
+                } else if (code.startsWith(QLatin1String("d:"))) {
+                    const QDateTime t = QDateTime::fromString(cell, QStringLiteral("MM/dd/yyyy HH:mm:ss"));
+                    ASSERT_EQ(t.toString(QStringLiteral("dd.MM.yyyy HH:mm:ss")), code.mid(2)) << i << "/" << c;
+                } else {
+                    ASSERT_EQ(cell, code.mid(2)) << i << "/" << c;
+                }
             }
         }
     }
@@ -602,12 +780,13 @@ TEST_F(RohdatenansichtTest, CancelKeepsTheNewFolderAndAFailedFileLeavesTheWaitNo
     };
     EXPECT_THROW(SaveToText(*r->Rohdatengrid, Datapath + QStringLiteral("/x.csv"), true, QStringLiteral(";"), {}, {}),
                  Exception);
+    EXPECT_THROW(SaveToXLSX(*r->Rohdatengrid, Datapath + QStringLiteral("/x.xlsx"), true), Exception);
     DMorvex->MessdatenSTATUS->OnGetText = saved;
     EXPECT_FALSE(Md()->ControlsDisabled());
     EXPECT_EQ(Md()->RecNo(), before);
     EXPECT_EQ(r->Rohdatengrid->currentIndex().row(), before - 1);
     // Nothing half-written is left behind, not even the temporary file.
-    EXPECT_EQ(QDir(Datapath).entryList(QDir::Files), QStringList());
+    EXPECT_EQ(QDir(Datapath).entryList(QDir::Files | QDir::Hidden), QStringList());
 }
 
 // The file system refuses the rest of a file (a full disk, a quota): the export is
@@ -618,9 +797,9 @@ TEST_F(RohdatenansichtTest, AFileTheSystemRefusesLeavesNothingAndSaysWhy)
     Open();
     Md()->Last();   // every row in the cache: the child needs no server
     Md()->First();
-    for (const bool xls : {false, true}) {
-        SCOPED_TRACE(xls ? "xls" : "csv");
-        const QString file = Datapath + (xls ? QStringLiteral("/voll.xls") : QStringLiteral("/voll.csv"));
+    for (const QString& art : {QStringLiteral("csv"), QStringLiteral("xls"), QStringLiteral("xlsx")}) {
+        SCOPED_TRACE(art.toStdString());
+        const QString file = Datapath + QStringLiteral("/voll.") + art;
         // A file of that name from before stays as it was.
         {
             QFile old(file);
@@ -638,8 +817,10 @@ TEST_F(RohdatenansichtTest, AFileTheSystemRefusesLeavesNothingAndSaysWhy)
             ::setrlimit(RLIMIT_FSIZE, &limit);
             QByteArray answer = "kein Fehler";
             try {
-                if (xls)
+                if (art == QLatin1String("xls"))
                     SaveToXLS(*r->Rohdatengrid, file, true);
+                else if (art == QLatin1String("xlsx"))
+                    SaveToXLSX(*r->Rohdatengrid, file, true);
                 else
                     SaveToText(*r->Rohdatengrid, file, true, QStringLiteral(";"), {}, {});
             } catch (const Exception& e) {
@@ -657,7 +838,11 @@ TEST_F(RohdatenansichtTest, AFileTheSystemRefusesLeavesNothingAndSaysWhy)
         int status = 0;
         ::waitpid(child, &status, 0);
         const QString message = QString::fromUtf8(answer);
-        EXPECT_TRUE(message.contains(QString::fromLocal8Bit(std::strerror(EFBIG)))) << message.toStdString();
+        // The workbook's library does not pass the system's reason on: a file it
+        // left cut short is found by reading it back, and said as such.
+        EXPECT_TRUE(message.contains(QString::fromLocal8Bit(std::strerror(EFBIG))) ||
+                    (art == QLatin1String("xlsx") && message.contains(QStringLiteral("unvollständig"))))
+            << message.toStdString();
         EXPECT_TRUE(message.contains(file)) << message.toStdString();
         EXPECT_EQ(ReadAll(file), QByteArray("alt"));
         EXPECT_EQ(QDir(Datapath).entryList(QDir::Files), QStringList{QFileInfo(file).fileName()});
@@ -691,10 +876,10 @@ TEST_F(RohdatenansichtTest, AfterAFailedLoadNeitherExportWritesAFile)
     EXPECT_EQ(w->fAnzahlSaetze, shown);    // the charts keep the rows they had
     bool asked = false;
     r->SaveDialog_Rohdaten.Runner = [&asked](TSaveDialog&) { return asked = true; };
-    for (const bool xls : {false, true}) {
-        SCOPED_TRACE(xls ? "xls" : "csv");
+    for (auto click : {&TFoRohdatenansicht::BitBtn2Click, &TFoRohdatenansicht::BitBtn7Click,
+                       &TFoRohdatenansicht::BtnXlsxClick}) {
         try {
-            xls ? r->BitBtn7Click() : r->BitBtn2Click();
+            (r->*click)();
             ADD_FAILURE() << "the export went through";
         } catch (const EdxGridExportError& e) {
             EXPECT_TRUE(e.Message().startsWith(QStringLiteral("Es sind keine Messdaten geöffnet"))) << e.Message().toStdString();
@@ -737,6 +922,7 @@ TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritte
         EXPECT_EQ(e.Rows(), LargeRows);
         EXPECT_TRUE(e.Message().contains(QStringLiteral("70.000"))) << e.Message().toStdString();
         EXPECT_TRUE(e.Message().contains(QStringLiteral("CSV"))) << e.Message().toStdString();
+        EXPECT_TRUE(e.Message().contains(QStringLiteral("Bitte den XLSX-Export verwenden"))) << e.Message().toStdString();
     }
     EXPECT_FALSE(asked);
     EXPECT_TRUE(FoMsg == nullptr || !FoMsg->isVisible());
@@ -749,6 +935,25 @@ TEST_F(RohdatenansichtTest, TooManyRowsForASheetAreRefusedBeforeAnythingIsWritte
     Answer(true);
     r->BitBtn2Click();
     EXPECT_EQ(CsvLines(Datapath + QStringLiteral("/BENCH-GROSS/BENCH-GROSS.csv")).size(), LargeRows + 2);
+
+    // The workbook takes the long run; LibreOffice opens it and finds every row.
+    r->BtnXlsxClick();
+    const QString xlsx = Datapath + QStringLiteral("/BENCH-GROSS/BENCH-GROSS.xlsx");
+    EXPECT_EQ(offeredName, xlsx);
+    const QStringList sheet = ReadWithOpenpyxl(xlsx);
+    ASSERT_EQ(sheet.size(), LargeRows + 3);
+    EXPECT_EQ(sheet[0], QStringLiteral("%1\t18\tA1:R1").arg(LargeRows + 2));
+    EXPECT_EQ(TdxDBGridExportXlsx::MaxDataRows(*r->Rohdatengrid), 1048574);
+    const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    if (soffice.isEmpty())
+        GTEST_SKIP() << "soffice is not installed; the LibreOffice reading is skipped";
+    const QStringList lines = LibreOfficeCsv(soffice, xlsx);
+    ASSERT_EQ(lines.size(), LargeRows + 2);
+    EXPECT_EQ(ParseCsv(lines[0]).value(0), QStringLiteral("Versuch BENCH-GROSS"));
+    EXPECT_EQ(ParseCsv(lines[1]), Captions);
+    const QStringList last = ParseCsv(lines.last());
+    ASSERT_EQ(last.size(), 18);
+    EXPECT_EQ(last[1], QString::number(LargeRows)) << "SATZNR of the last row";
 }
 
 // The save dialog as a user meets it: a name in a folder that does not exist is

@@ -1,0 +1,224 @@
+// The screen-free exports as a script starts them: the built program in a working
+// folder of its own, with no screen at all, several files in one call, read back by
+// readers that share no code with ours (xlrd, openpyxl, pdftoppm, pdftotext).
+
+#include <gtest/gtest.h>
+#include "tests/QtPrinters.h"
+
+#include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
+#include "tools/OrvexDemoDb.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSet>
+#include <QStandardPaths>
+#include <QStringDecoder>
+#include <QTemporaryDir>
+
+namespace {
+constexpr int kWaitMs = 120000;
+const QString Versuch = QStringLiteral("HTRB-2026-017");
+
+struct TLauf {
+    bool Beendet = false;
+    int Code = -1;
+    QString Err;
+};
+
+QByteArray ReadAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+QString Ausgabe(const QString& program, const QStringList& args)
+{
+    QProcess p;
+    p.start(program, args);
+    if (!p.waitForFinished(kWaitMs) || p.exitCode() != 0)
+        return QStringLiteral("FEHLER: ") + QString::fromUtf8(p.readAllStandardError());
+    return QString::fromUtf8(p.readAllStandardOutput());
+}
+
+// A share of pixels that are not white: something is drawn there.
+double Bedeckt(const QImage& image, const QRect& r)
+{
+    int n = 0, drawn = 0;
+    for (int y = r.top(); y <= r.bottom(); y += 3)
+        for (int x = r.left(); x <= r.right(); x += 3) {
+            ++n;
+            if (image.pixel(x, y) != qRgb(255, 255, 255))
+                ++drawn;
+        }
+    return n ? double(drawn) / n : 0;
+}
+
+class KommandozeileTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        root = new QTemporaryDir;
+        QDir().mkpath(WorkDir() + "/Data");
+        TDemoDbLogin login;
+        login.DBName = WorkDir() + "/Data/Orvex.fdb";
+        CreateDemoDatabase(login);
+        auto db = ConnectOrvex(login);
+        TpFIBTransaction tr;
+        tr.SetDefaultDatabase(db.get());
+        tr.StartTransaction();
+        TpFIBQuery q;
+        q.SetDatabase(db.get());
+        q.SetTransaction(&tr);
+        q.SQL().SetText(QStringLiteral("select count(*) from MESSDATEN m join AUFTRAEGE a on a.AUFTRAGKEY = "
+                                       "m.AUFTRAGKEY where a.VERSUCHSNR = '%1'").arg(Versuch));
+        q.ExecQuery();
+        rows = q.Fields(0).AsInteger();
+        tr.Commit();
+        db->Close();
+    }
+    static void TearDownTestSuite()
+    {
+        delete root;
+        root = nullptr;
+    }
+    void SetUp() override { ASSERT_TRUE(out.isValid() && runtime.isValid()); }
+
+    static QString WorkDir() { return root->filePath("Orvex"); }
+    QString Out(const QString& name) const { return out.filePath(name); }
+
+    // Started as a script would be on a machine without any screen: no display, no
+    // platform chosen. A program that tried to open a window would not get far.
+    TLauf Starte(const QStringList& args)
+    {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char* v : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+            env.remove(QString::fromLatin1(v));
+        env.insert("XDG_RUNTIME_DIR", runtime.path());
+        QProcess p;
+        p.setProcessEnvironment(env);
+        p.setWorkingDirectory(WorkDir());
+        p.start(ORVEX_EXE, args);
+        TLauf l;
+        l.Beendet = p.waitForFinished(kWaitMs) && p.exitStatus() == QProcess::NormalExit;
+        l.Code = p.exitCode();
+        l.Err = QString::fromUtf8(p.readAllStandardError());
+        if (p.state() == QProcess::Running) {
+            p.kill();
+            p.waitForFinished();
+        }
+        return l;
+    }
+
+    static inline QTemporaryDir* root = nullptr;
+    static inline int rows = 0;
+    QTemporaryDir out;
+    QTemporaryDir runtime;
+};
+}
+
+TEST_F(KommandozeileTest, EveryFormatInOneCallWithoutAScreen)
+{
+    ASSERT_GT(rows, 1000);
+    const TLauf l = Starte({"--versuch", Versuch, "--export-csv", Out("r.csv"), "--export-xls", Out("r.xls"),
+                            "--export-xlsx", Out("r.xlsx"), "--export-png", Out("r.png"), "--export-pdf", Out("r.pdf")});
+    ASSERT_TRUE(l.Beendet) << l.Err.toStdString();
+    EXPECT_EQ(l.Code, 0) << l.Err.toStdString();
+
+    // The text export as the button writes it: captions, an empty line, every row.
+    QStringDecoder dec("windows-1252");
+    const QStringList lines = QString(dec.decode(ReadAll(Out("r.csv")))).split(QStringLiteral("\r\n"));
+    ASSERT_EQ(lines.size(), rows + 3);   // the last line ends with CR LF too
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("ZEITPUNKT;SATZNR;ZEIT_STD;EREIGNIS;Fehler;STATUS;T [°C];")))
+        << lines[0].toStdString();
+    EXPECT_EQ(lines[1], QString());
+
+    // The worksheet with the band that names the run, though the raw data window never opened.
+    const QString sheet = Ausgabe(QStringLiteral("/usr/bin/python3"),
+                              {"-c",
+                               "import sys, xlrd\n"
+                               "s = xlrd.open_workbook(sys.argv[1], encoding_override='cp1252').sheet_by_index(0)\n"
+                               "print(s.nrows, s.ncols)\n"
+                               "print(s.cell_value(0, 0))\n"
+                               "print(s.cell_value(1, 1))\n",
+                               Out("r.xls")});
+    EXPECT_EQ(sheet, QStringLiteral("%1 18\nVersuch %2\nSATZNR\n").arg(rows + 2).arg(Versuch));
+    const QString book = Ausgabe(QStringLiteral("/usr/bin/python3"),
+                                 {"-c",
+                                  "import sys, openpyxl\n"
+                                  "s = openpyxl.load_workbook(sys.argv[1], read_only=True).worksheets[0]\n"
+                                  "rows = list(s.iter_rows(values_only=True))\n"
+                                  "print(len(rows), len(rows[0]))\n"
+                                  "print(rows[0][0])\n"
+                                  "print(rows[1][1])\n",
+                                  Out("r.xlsx")});
+    EXPECT_EQ(book, QStringLiteral("%1 18\nVersuch %2\nSATZNR\n").arg(rows + 2).arg(Versuch));
+
+    // Both charts, with curves on them.
+    const QImage png(Out("r.png"));
+    ASSERT_FALSE(png.isNull());
+    EXPECT_GT(png.width(), 1000);
+    EXPECT_GT(png.height(), 800);
+    QSet<QRgb> colours;
+    for (int y = 0; y < png.height(); y += 5)
+        for (int x = 0; x < png.width(); x += 5)
+            colours.insert(png.pixel(x, y));
+    EXPECT_GT(colours.size(), 5);
+
+    // One landscape page: the run and its header data as text, the charts on the right.
+    if (QStandardPaths::findExecutable(QStringLiteral("pdftoppm")).isEmpty())
+        GTEST_SKIP() << "pdftoppm is not installed; the report page is not read back";
+    const QString info = Ausgabe(QStringLiteral("pdfinfo"), {Out("r.pdf")});
+    EXPECT_TRUE(info.contains(QRegularExpression(QStringLiteral("Pages:\\s+1\\n")))) << info.toStdString();
+    const QString text = Ausgabe(QStringLiteral("pdftotext"), {"-layout", Out("r.pdf"), "-"});
+    for (const char* s : {"Versuch HTRB-2026-017", "Prüfstrang", "Testbeginn", "Restlaufzeit", "Kommentar"})
+        EXPECT_TRUE(text.contains(QString::fromUtf8(s))) << s << "\n" << text.toStdString();
+    Ausgabe(QStringLiteral("pdftoppm"), {"-r", "60", "-png", "-singlefile", Out("r.pdf"), Out("seite")});
+    const QImage page(Out("seite.png"));
+    ASSERT_FALSE(page.isNull());
+    EXPECT_GT(page.width(), page.height() * 13 / 10);
+    // The charts take the right three quarters and are drawn there.
+    EXPECT_GT(Bedeckt(page, QRect(page.width() / 3, page.height() / 5, page.width() / 2, page.height() / 2)), 0.3);
+}
+
+// Every file asked for is tried; each failure is said on standard error, the exit
+// code tells it, and a file of the name from before stays as it was.
+TEST_F(KommandozeileTest, FailuresAreSaidAndLeaveNothingHalf)
+{
+    const QString nirgends = Out("fehlt/bericht.pdf");
+    TLauf l = Starte({"--versuch", Versuch, "--export-pdf", nirgends, "--export-csv", Out("r.csv")});
+    ASSERT_TRUE(l.Beendet);
+    EXPECT_EQ(l.Code, 1);
+    EXPECT_TRUE(l.Err.contains("Der Bericht \"" + nirgends + "\" kann nicht geschrieben werden:")) << l.Err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(nirgends));
+    EXPECT_TRUE(QFileInfo::exists(Out("r.csv"))) << "the other file is written";
+
+    QFile alt(Out("alt.csv"));
+    ASSERT_TRUE(alt.open(QIODevice::WriteOnly));
+    alt.write("von vorher");
+    alt.close();
+    l = Starte({"--versuch", "GIBT-ES-NICHT", "--export-csv", Out("alt.csv"), "--export-png", Out("x.png")});
+    ASSERT_TRUE(l.Beendet);
+    EXPECT_EQ(l.Code, 1);
+    EXPECT_TRUE(l.Err.contains("Versuch \"GIBT-ES-NICHT\" ist nicht vorhanden.")) << l.Err.toStdString();
+    EXPECT_EQ(ReadAll(Out("alt.csv")), QByteArray("von vorher"));
+    EXPECT_FALSE(QFileInfo::exists(Out("x.png")));
+
+    l = Starte({"--export-csv", Out("ohne.csv")});
+    ASSERT_TRUE(l.Beendet);
+    EXPECT_EQ(l.Code, 1);
+    EXPECT_TRUE(l.Err.contains("Für einen Export bitte mit \"--versuch NR\" den Versuch nennen.")) << l.Err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(Out("ohne.csv")));
+
+    // A line that cannot be taken as it stands writes nothing of it.
+    l = Starte({"--versuch", Versuch, "--export-csv", Out("teil.csv"), "--export-ods", Out("r.ods"), "--export-pdf"});
+    ASSERT_TRUE(l.Beendet);
+    EXPECT_EQ(l.Code, 1);
+    EXPECT_TRUE(l.Err.contains("Die Option \"--export-ods\" ist unbekannt.")) << l.Err.toStdString();
+    EXPECT_TRUE(l.Err.contains("Der Option \"--export-pdf\" fehlt der Dateiname.")) << l.Err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(Out("teil.csv")));
+}
