@@ -650,6 +650,7 @@ void TDataSet::Edit()
     }
     CheckCanModify();
     Notify(BeforeEdit);
+    CheckContinue(QStringLiteral("BeforeEdit"));
     fOverride = nullptr;
     RunWithErrorEvent(OnEditError, [this] {
         UpdateCursorPos();
@@ -679,7 +680,7 @@ void TDataSet::BeginInsertAppend(bool append)
     fEof = fBof = false;
     SetState(dsInsert);
     try {
-        Notify(OnNewRecord);
+        DoOnNewRecord();
     } catch (...) {
         InternalCancel();
         SetState(dsBrowse);
@@ -713,7 +714,8 @@ void TDataSet::Post()
         return;
     UpdateRecord();
     DataEvent(deCheckBrowseMode);
-    Notify(BeforePost);
+    DoBeforePost();
+    CheckContinue(QStringLiteral("BeforePost"));
     fOverride = nullptr;
     CheckRequiredFields();
     RunWithErrorEvent(OnPostError, [this] { InternalPost(); });
@@ -731,6 +733,7 @@ void TDataSet::Cancel()
         return;
     DataEvent(deCheckBrowseMode);
     Notify(BeforeCancel);
+    CheckContinue(QStringLiteral("BeforeCancel"));
     fOverride = nullptr;
     const bool wasInsert = fState == dsInsert;
     InternalCancel();
@@ -764,6 +767,7 @@ void TDataSet::Delete()
     DataEvent(deCheckBrowseMode);
     CheckCanModify();
     Notify(BeforeDelete);
+    CheckContinue(QStringLiteral("BeforeDelete"));
     Notify(BeforeScroll);
     fOverride = nullptr;
     RunWithErrorEvent(OnDeleteError, [this] {

@@ -756,6 +756,11 @@ protected:
     virtual TCursor NavigationCursor() const { return crDefault; }
     // Fires AfterScroll; a derived dataset may add what follows a scroll.
     virtual void DoAfterScroll() { Notify(AfterScroll); }
+    // Fire BeforePost and OnNewRecord; a derived dataset may add its own steps.
+    virtual void DoBeforePost() { Notify(BeforePost); }
+    virtual void DoOnNewRecord() { Notify(OnNewRecord); }
+    // After a Before handler: a handler that closed the dataset stops the operation.
+    virtual void CheckContinue(const QString& eventName) { (void)eventName; CheckActive(); }
     // Calculated values kept by a derived dataset for the row in a buffer. Read
     // answers false when it has none; then OnCalcFields runs and Write keeps them.
     virtual bool ReadCachedCalcFields(TRecordBuffer buffer, std::vector<QVariant>& values);

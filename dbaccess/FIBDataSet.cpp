@@ -55,6 +55,15 @@ TFIBCustomDataSet::TFIBCustomDataSet(TComponent* owner)
 
 TFIBCustomDataSet::~TFIBCustomDataSet()
 {
+    // Keys handed out here move the sequence on once more, so that a value read
+    // for a row that was never posted is not taken again by a later run.
+    if (fGeneratorUsed && Database() && Database()->Connected() && !fAutoUpdateOptions.GeneratorName.isEmpty()) {
+        try {
+            Database()->Gen_Id(fAutoUpdateOptions.GeneratorName, fAutoUpdateOptions.GeneratorStep);
+        } catch (...) {
+            // Going away must not fail for it.
+        }
+    }
     MarkDestroying();
     fDataLink->SetDataSource(nullptr);
     Close();
@@ -494,6 +503,12 @@ void TFIBCustomDataSet::InternalOpen()
     fOrderInfo.clear();
     if (fPrepareOptions & psGetOrderInfo)
         ReadOrderInfo();
+    fServerInfoLoaded = false;
+    fServerDefaults.clear();
+    fComputed.clear();
+    fUpdatesPending = 0;
+    if (fAutoUpdateOptions.AutoReWriteSqls)
+        GenerateSQLs();
     fCache = std::make_unique<TRecordsCache>(fStoredSize, fCacheModelOptions.BufferChunks, fLongCount, fBlobCount);
     fCalcCache.clear();
     ResetFilterIndex();
@@ -617,61 +632,75 @@ bool TFIBCustomDataSet::FetchOne()
     return true;
 }
 
+// One column of a statement's row into a cache record, by the column's own rule.
+void TFIBCustomDataSet::CopyColumn(int col, const XSQLVAR& v, int row, std::byte* rec, std::vector<QByteArray>* longs)
+{
+    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const bool isNull = (v.sqltype & 1) && v.sqlind && *v.sqlind == -1;
+    rec[fNullOffset + col] = std::byte(isNull ? 1 : 0);
+    if (d.IsLongString && longs) {
+        // Into an edit copy: the row's own text, trimmed as the store keeps it.
+        QByteArray& text = (*longs)[static_cast<std::size_t>(d.LongStringIndex)];
+        if (isNull)
+            text.clear();
+        else if (d.SqlType == SQL_VARYING)
+            text = QByteArray(v.sqldata + 2, std::min<int>(Load<quint16>(reinterpret_cast<const std::byte*>(v.sqldata)), d.ServerLength));
+        else
+            text = QByteArray(v.sqldata, TrimmedLength(v.sqldata, d.ServerLength));
+        return;
+    }
+    if (d.IsLongString) {
+        TStringCollection& store = fCache->Strings(d.LongStringIndex);
+        if (isNull) {
+            store.Set(row, nullptr, 0);
+        } else if (d.SqlType == SQL_VARYING) {
+            const int len = std::min<int>(Load<quint16>(reinterpret_cast<const std::byte*>(v.sqldata)), d.ServerLength);
+            store.Set(row, v.sqldata + 2, len);
+        } else {
+            store.Set(row, v.sqldata, d.ServerLength);
+        }
+        return;
+    }
+    if (isNull)
+        return;
+    std::byte* p = rec + d.Offset;
+    const auto* src = reinterpret_cast<const std::byte*>(v.sqldata);
+    switch (d.SqlType) {
+    case SQL_TYPE_DATE: Store<qint32>(p, Load<qint32>(src) + DateBase); break;
+    case SQL_TYPE_TIME: Store<qint32>(p, static_cast<qint32>(Load<quint32>(src) / 10)); break;
+    case SQL_TIMESTAMP: {
+        const auto days = static_cast<double>(Load<qint32>(src) + DateBase);
+        const auto ms = static_cast<double>(Load<quint32>(src + 4) / 10);
+        Store<double>(p, days * MsPerDay + ms);
+        break;
+    }
+    case SQL_INT64:
+        if (d.Int64AsDouble)
+            Store<double>(p, static_cast<double>(Load<qint64>(src)) / d.Divisor);
+        else
+            std::memcpy(p, src, 8);
+        break;
+    case SQL_VARYING: {
+        const int len = std::min<int>(Load<quint16>(src), d.ServerLength);
+        Store<quint16>(p, static_cast<quint16>(len));
+        std::memcpy(p + 2, src + 2, static_cast<std::size_t>(len));
+        break;
+    }
+    case SQL_TEXT:
+        Store<quint16>(p, static_cast<quint16>(d.ServerLength));
+        std::memcpy(p + 2, src, static_cast<std::size_t>(d.ServerLength));
+        break;
+    default: std::memcpy(p, src, static_cast<std::size_t>(d.Size)); break;
+    }
+}
+
 void TFIBCustomDataSet::CopyRow(int row)
 {
     std::byte* rec = fCache->Record(row);
-    TFIBXSQLDA& cols = fQSelect->Current();
-    XSQLDA* da = cols.AsXSQLDA();
+    XSQLDA* da = fQSelect->Current().AsXSQLDA();
     const int n = static_cast<int>(fDescr.size());
-    for (int i = 0; i < n; ++i) {
-        const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(i)];
-        const XSQLVAR& v = da->sqlvar[i];
-        const bool isNull = (v.sqltype & 1) && v.sqlind && *v.sqlind == -1;
-        rec[fNullOffset + i] = std::byte(isNull ? 1 : 0);
-        if (d.IsLongString) {
-            TStringCollection& store = fCache->Strings(d.LongStringIndex);
-            if (isNull) {
-                store.Set(row, nullptr, 0);
-            } else if (d.SqlType == SQL_VARYING) {
-                const int len = std::min<int>(Load<quint16>(reinterpret_cast<const std::byte*>(v.sqldata)), d.ServerLength);
-                store.Set(row, v.sqldata + 2, len);
-            } else {
-                store.Set(row, v.sqldata, d.ServerLength);
-            }
-            continue;
-        }
-        if (isNull)
-            continue;
-        std::byte* p = rec + d.Offset;
-        const auto* src = reinterpret_cast<const std::byte*>(v.sqldata);
-        switch (d.SqlType) {
-        case SQL_TYPE_DATE: Store<qint32>(p, Load<qint32>(src) + DateBase); break;
-        case SQL_TYPE_TIME: Store<qint32>(p, static_cast<qint32>(Load<quint32>(src) / 10)); break;
-        case SQL_TIMESTAMP: {
-            const auto days = static_cast<double>(Load<qint32>(src) + DateBase);
-            const auto ms = static_cast<double>(Load<quint32>(src + 4) / 10);
-            Store<double>(p, days * MsPerDay + ms);
-            break;
-        }
-        case SQL_INT64:
-            if (d.Int64AsDouble)
-                Store<double>(p, static_cast<double>(Load<qint64>(src)) / d.Divisor);
-            else
-                std::memcpy(p, src, 8);
-            break;
-        case SQL_VARYING: {
-            const int len = std::min<int>(Load<quint16>(src), d.ServerLength);
-            Store<quint16>(p, static_cast<quint16>(len));
-            std::memcpy(p + 2, src + 2, static_cast<std::size_t>(len));
-            break;
-        }
-        case SQL_TEXT:
-            Store<quint16>(p, static_cast<quint16>(d.ServerLength));
-            std::memcpy(p + 2, src, static_cast<std::size_t>(d.ServerLength));
-            break;
-        default: std::memcpy(p, src, static_cast<std::size_t>(d.Size)); break;
-        }
-    }
+    for (int i = 0; i < n; ++i)
+        CopyColumn(i, da->sqlvar[i], row, rec);
 }
 
 void TFIBCustomDataSet::FetchAll()

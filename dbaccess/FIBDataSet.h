@@ -8,6 +8,7 @@
 #include "dbaccess/DB.h"
 #include "dbaccess/FIBQuery.h"
 
+#include <QHash>
 #include <QStringList>
 #include <QVariant>
 #include <QTimer>
@@ -105,6 +106,48 @@ struct TFormatFields {
     QString NumericEditFormat = QStringLiteral("0.");
 };
 
+enum TWhenGetGenID { wgNever, wgOnNewRecord, wgBeforePost };
+enum TReturningField : std::uint8_t { rfAll = 1, rfKeyFields = 2, rfBlobFields = 4 };
+
+// Where the dataset writes to and how a new row gets its key.
+class TAutoUpdateOptions {
+public:
+    QString UpdateTableName() const { return fUpdateTableName; }
+    // Names the generator "GEN_" + table + "_ID" when keys are taken from one and
+    // no generator is named yet; a quoted table gives a quoted generator name.
+    void SetUpdateTableName(const QString& value);
+    QString KeyFields;
+    bool AutoReWriteSqls = false;
+    bool CanChangeSQLs = false;
+    QString GeneratorName;
+    int GeneratorStep = 1;
+    bool UpdateOnlyModifiedFields = false;
+    TWhenGetGenID WhenGetGenID = wgNever;
+    QStringList ParamsToFieldsLinks;
+    bool AutoParamsToFields = false;
+    bool SeparateBlobUpdate = false;
+    bool UseExecuteBlock = false;
+    std::uint8_t UseReturningFields = 0;
+    bool UseRowsClause = false;
+    // The two booleans older stored data used for WhenGetGenID.
+    void ReadStoredBoolean(const QString& name, bool value);
+
+private:
+    QString fUpdateTableName;
+    bool fStoredSelectGenID = false;
+    bool fStoredGenBeforePost = false;
+};
+
+// How a write of a row ends when a handler or the server has a say.
+enum TFIBUpdateAction { uaFail, uaAbort, uaSkip, uaRetry, uaApply, uaApplied };
+enum TLockStatus { lsSuccess, lsDeadLock, lsNotExist, lsMultiply, lsUnknownError };
+enum TFIBOrderExecUO { oeBeforeDefault, oeAfterDefault };
+enum TRefreshTransactionKind { tkReadTransaction, tkUpdateTransaction };
+// The four statements a dataset writes and reads a row with.
+enum TpSQLKind { sqlkModify, sqlkInsert, sqlkDelete, sqlkRefresh };
+
+class TpFIBUpdateObject;
+
 // One output column as the cache stores it.
 struct TFIBFieldDescr {
     short SqlType = 0;      // nullable bit cleared
@@ -183,6 +226,10 @@ public:
 
     // Old values of edited rows.
     void SaveOld(int row);
+    // Forgets the old copy (the row is what the server holds now), or puts it back.
+    void DropOld(int row);
+    bool RestoreOld(int row);
+    bool HasOld() const { return !fOld.empty(); }
     const std::vector<std::byte>* OldRecord(int row) const;
     const std::vector<QByteArray>* OldStrings(int row) const;
     // The client's blob of the row before its first edit; also null when the row has
@@ -260,6 +307,53 @@ public:
     bool CanInsert() const { return CanUpdate(ukInsert, *fQInsert); }
     bool CanDelete() const { return CanUpdate(ukDelete, *fQDelete); }
     TFIBXSQLVAR* ParamByName(const QString& name) { return fQSelect->Params().ByName(name); }
+    TFIBQuery* QUpdate() const { return fQUpdate.get(); }
+    TFIBQuery* QInsert() const { return fQInsert.get(); }
+    TFIBQuery* QDelete() const { return fQDelete.get(); }
+    TFIBQuery* QRefresh() const { return fQRefresh.get(); }
+
+    // ---- writing rows back ----
+    // The transaction the four write statements run on: the one set here, else the
+    // database's default update transaction, else the read transaction.
+    TFIBTransaction* UpdateTransaction() const;
+    void SetUpdateTransaction(TFIBTransaction* value) { fUpdateTransaction = value; }
+    TRefreshTransactionKind RefreshTransactionKind = tkReadTransaction;
+    // Commits the update transaction after each write of a row.
+    bool AutoCommit = false;
+    TAutoUpdateOptions& AutoUpdateOptions() { return fAutoUpdateOptions; }
+    const TAutoUpdateOptions& AutoUpdateOptions() const { return fAutoUpdateOptions; }
+    // The text of one kind of statement for the table (or "alias table") and the
+    // ";"-separated key fields.
+    QString GenerateSQLText(const QString& tableName, const QString& keyFields, TpSQLKind kind);
+    // Writes the statements from AutoUpdateOptions: only empty ones unless CanChangeSQLs.
+    void GenerateSQLs();
+    // Locks the current row on the server in the update transaction.
+    TLockStatus LockRecord(bool raiseErr = true);
+    // The status as shown: a delete that reached the server shows as cusDeleted.
+    TCachedUpdateStatus UpdateStatus() const;
+    // Cached updates: writes every pending row, forgets them, or undoes them.
+    void ApplyUpdates();
+    void CommitUpdates();
+    void CancelUpdates();
+    void RevertRecord();
+    bool CachedUpdatesPending() const { return fUpdatesPending > 0; }
+    int UpdatesPending() const { return fUpdatesPending; }
+    // Update objects of one kind in their order.
+    const std::vector<TpFIBUpdateObject*>& UpdateObjects(TUpdateKind kind) const;
+    void AddUpdateObject(TpFIBUpdateObject* object);
+    void RemoveUpdateObject(TpFIBUpdateObject* object);
+    // Writes the parameters of a statement from the row being written (the edit
+    // copy, or the current row): OLD_ from the row before the edit, NEW_ and no
+    // prefix from the new one, MAS_ from the master.
+    void BindUpdateParams(TFIBQuery& query);
+
+    std::function<void(TDataSet*, TUpdateKind, TFIBUpdateAction&)> OnUpdateRecord;
+    std::function<void(TDataSet*, TUpdateKind)> AfterUpdateRecord;
+    std::function<void(TDataSet*, Exception&, TUpdateKind, TFIBUpdateAction&)> OnUpdateError;
+    std::function<void(TDataSet*, Exception*, TLockStatus, TFIBUpdateAction&)> OnLockError;
+    std::function<void(TDataSet*, QString&)> OnLockSQLText;
+    // Claims a server default of a new row by setting applied.
+    std::function<void(TDataSet*, TField*, const QString&, bool& applied)> OnApplyDefaultValue;
 
     // The master of a detail dataset.
     TDataSource* DataSource() const override { return fDataLink->DataSource(); }
@@ -388,6 +482,12 @@ protected:
     void InternalCancel() override;
     void InternalDelete() override;
     void InternalRefresh() override;
+    void DoBeforePost() override;
+    void DoOnNewRecord() override;
+    void CheckContinue(const QString& eventName) override
+    {
+        CheckDatasetOpen(QStringLiteral("continue after ") + eventName);
+    }
     void GetBookmarkData(TRecordBuffer buffer, TBookmark& bookmark) const override;
     void InternalGotoBookmark(const TBookmark& bookmark) override;
     std::unique_ptr<TField> CreateFieldOfType(TFieldType type) override;
@@ -402,6 +502,37 @@ protected:
 
 private:
     friend class TFIBDataLink;
+    friend class TpFIBUpdateObject;
+    // ---- the update cycle ----
+    // A row to write: its cache slot and the edit copy holding its new values
+    // (null when the cache row itself holds them).
+    struct TWriteRow {
+        int Row = -1;
+        const TBuf* Copy = nullptr;
+    };
+    void BindParams(TFIBQuery& query, const TWriteRow& w);
+    void WriteParam(TFIBXSQLVAR& p, int col, const TWriteRow& w, bool old);
+    void PrepareUpdateQuery(TFIBQuery& query, TFIBTransaction* tr);
+    // Update objects of the kind and order, then the statement of the kind.
+    void ExecRowStatements(TUpdateKind kind, const TWriteRow& w);
+    void RunUpdateObjects(TUpdateKind kind, TFIBOrderExecUO order, const TWriteRow& w);
+    TFIBQuery& QueryOfKind(TUpdateKind kind) const;
+    // The statement's first row read back into the cache row.
+    void CopyOutputRow(TFIBXSQLDA& cols, int row);
+    void CopyColumn(int col, const XSQLVAR& v, int row, std::byte* rec, std::vector<QByteArray>* longs = nullptr);
+    bool ColumnChanged(const TBuf* b, int col) const;
+    // Reads the row again with the refresh statement; false when the server has none.
+    bool RefreshRow(int row, bool keepOld);
+    void DoAutoCommit();
+    void RollbackAfterFailedWrite();
+    void WriteCopyToCache(TBuf* b, int row, std::uint8_t status);
+    bool ApplyRow(int row);
+    void RefreshMasterAfterPost();
+    void ReadGeneratorValue();
+    TField* GeneratorKeyField() const;
+    void ApplyDefaultValues();
+    // Default expressions and computed columns of the tables behind the columns.
+    void LoadServerInfo();
     void SetMasterParams();
     bool CanUpdate(TUpdateKind kind, const TFIBQuery& query) const;
     void InitFieldDefs();
@@ -457,6 +588,17 @@ private:
     std::unique_ptr<TFIBQuery> fQDelete;
     std::unique_ptr<TFIBQuery> fQRefresh;
     std::unique_ptr<TFIBDataLink> fDataLink;
+    TFIBTransaction* fUpdateTransaction = nullptr;
+    TAutoUpdateOptions fAutoUpdateOptions;
+    std::vector<TpFIBUpdateObject*> fUpdateObjects[3];
+    int fUpdatesPending = 0;
+    bool fGeneratorUsed = false;
+    bool fKeyRequiredCleared = false;
+    bool fServerInfoLoaded = false;
+    QHash<QString, QString> fServerDefaults;  // "TABLE.COLUMN" -> default expression
+    QHash<QString, bool> fComputed;           // "TABLE.COLUMN" of computed columns
+    // The update text built before each post from the changed fields.
+    bool fModifiedOnlyText = false;
     TUpdateKinds fAllowedUpdateKinds = ukModify | ukInsert | ukDelete;
     bool fRefreshingMaster = false;
     std::unique_ptr<TRecordsCache> fCache;

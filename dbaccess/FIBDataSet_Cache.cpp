@@ -143,6 +143,31 @@ void TRecordsCache::SaveOld(int row)
             old.Blobs[i] = *blob;
 }
 
+void TRecordsCache::DropOld(int row)
+{
+    fOld.erase(row);
+}
+
+bool TRecordsCache::RestoreOld(int row)
+{
+    const auto it = fOld.find(row);
+    if (it == fOld.end())
+        return false;
+    const TOld& old = it->second;
+    std::memcpy(WriteRecord(row), old.Data.data(), old.Data.size());
+    for (std::size_t i = 0; i < fStrings.size() && i < old.Strings.size(); ++i)
+        fStrings[i].Set(row, old.Strings[i].constData(), static_cast<int>(old.Strings[i].size()), false);
+    for (int i = 0; i < fBlobCount; ++i) {
+        const auto blob = old.Blobs.find(i);
+        if (blob == old.Blobs.end())
+            ClearClientBlob(row, i);
+        else
+            SetClientBlob(row, i, blob->second);
+    }
+    fOld.erase(it);
+    return true;
+}
+
 const QByteArray* TRecordsCache::OldClientBlob(int row, int index) const
 {
     const auto it = fOld.find(row);

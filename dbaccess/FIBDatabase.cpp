@@ -1021,6 +1021,29 @@ QVariant TFIBDatabase::QueryValue(const QString& sql, TFIBTransaction* transacti
     return result;
 }
 
+qint64 TFIBDatabase::Gen_Id(const QString& generatorName, qint64 step, TFIBTransaction* transaction)
+{
+    QString name = generatorName.trimmed();
+    if (!name.startsWith(u'"')) {
+        if (fSQLDialect >= 3 && !UpperOldNames)
+            name = u'"' + name + u'"';
+        else
+            name = name.toUpper();
+    }
+    TFIBTransaction* tr = nullptr;
+    for (TFIBTransaction* t : fTransactions)
+        if (t && t->Active() && (t->DatabaseCount() <= 1 || t->DefaultDatabase() == this)) {
+            tr = t;
+            break;
+        }
+    if (!tr)
+        tr = transaction;
+    const QVariant value = QueryValue(
+        QStringLiteral("select gen_id(") + name + QStringLiteral(", ") + QString::number(step) + QStringLiteral(") from RDB$DATABASE"),
+        tr);
+    return value.toLongLong();
+}
+
 int TFIBDatabase::AddFIBBase(TFIBBase* base)
 {
     for (std::size_t i = 0; i < fFIBBases.size(); ++i)

@@ -231,6 +231,10 @@ public:
     // First column of the first row of a statement, run on the given transaction or
     // on the internal one (which is committed again when it was started here).
     QVariant QueryValue(const QString& sql, TFIBTransaction* transaction = nullptr);
+    // The next value of a generator (sequence) moved by step: on the first active
+    // transaction that serves this database alone, else on the given one, else on
+    // the internal one.
+    qint64 Gen_Id(const QString& generatorName, qint64 step, TFIBTransaction* transaction = nullptr);
 
     int TransactionCount() const { return static_cast<int>(fTransactions.size()); }
     TFIBTransaction* Transactions(int index) const { return fTransactions.at(static_cast<std::size_t>(index)); }

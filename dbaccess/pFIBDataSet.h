@@ -1,46 +1,36 @@
 #pragma once
 // The dataset the program uses: the cached dataset with default display formats,
 // the settings from which its write statements are generated, and the commit after
-// a write.
+// a write; and the statements that run beside a dataset's own writes.
 
 #include "dbaccess/FIBDataSet.h"
-
-enum TWhenGetGenID { wgNever, wgOnNewRecord, wgBeforePost };
-enum TReturningField : std::uint8_t { rfAll = 1, rfKeyFields = 2, rfBlobFields = 4 };
-
-// Where the dataset writes to and how a new row gets its key.
-class TAutoUpdateOptions {
-public:
-    QString UpdateTableName() const { return fUpdateTableName; }
-    // Names the generator "GEN_" + table + "_ID" when keys are taken from one and
-    // no generator is named yet; a quoted table gives a quoted generator name.
-    void SetUpdateTableName(const QString& value);
-    QString KeyFields;
-    bool AutoReWriteSqls = false;
-    bool CanChangeSQLs = false;
-    QString GeneratorName;
-    int GeneratorStep = 1;
-    bool UpdateOnlyModifiedFields = false;
-    TWhenGetGenID WhenGetGenID = wgNever;
-    QStringList ParamsToFieldsLinks;
-    bool AutoParamsToFields = false;
-    bool SeparateBlobUpdate = false;
-    bool UseExecuteBlock = false;
-    std::uint8_t UseReturningFields = 0;
-    bool UseRowsClause = false;
-
-private:
-    QString fUpdateTableName;
-};
+#include "dbaccess/pFIBQuery.h"
 
 class TpFIBDataSet : public TFIBDataSet {
 public:
     explicit TpFIBDataSet(TComponent* owner = nullptr);
     TFormatFields& DefaultFormats() { return fDefaultFormats; }
-    TAutoUpdateOptions& AutoUpdateOptions() { return fAutoUpdateOptions; }
-    // Commits the update transaction after each write of a row.
-    bool AutoCommit = false;
+};
+
+// A statement that runs with each write of one kind of its dataset, before or
+// after the dataset's own statement, with its parameters bound from the row as
+// the dataset's are. The dataset keeps it in the list of its kind by OrderInList.
+class TpFIBUpdateObject : public TpFIBQuery {
+public:
+    explicit TpFIBUpdateObject(TComponent* owner = nullptr) : TpFIBQuery(owner) {}
+    ~TpFIBUpdateObject() override;
+
+    TFIBCustomDataSet* DataSet() const { return fDataSet; }
+    void SetDataSet(TFIBCustomDataSet* value);
+    TUpdateKind KindUpdate() const { return fKindUpdate; }
+    void SetKindUpdate(TUpdateKind value);
+    int OrderInList() const { return fOrderInList; }
+    void SetOrderInList(int value);
+    bool Active = true;
+    TFIBOrderExecUO ExecuteOrder = oeBeforeDefault;
 
 private:
-    TAutoUpdateOptions fAutoUpdateOptions;
+    TFIBCustomDataSet* fDataSet = nullptr;
+    TUpdateKind fKindUpdate = ukModify;
+    int fOrderInList = 0;
 };

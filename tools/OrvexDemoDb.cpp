@@ -5,6 +5,7 @@
 #include "testdata/OrvexSchema.h"
 
 #include <QFileInfo>
+#include <QThread>
 
 namespace {
 const QString kInsRow = QStringLiteral(
@@ -182,24 +183,35 @@ TAcquisitionSimulator::~TAcquisitionSimulator()
 int TAcquisitionSimulator::AppendRow()
 {
     const TDemoRow row = fGen->Row(fNext);
-    if (!fTr->Active())
-        fTr->StartTransaction();
-    try {
-        SetRowParams(*fIns, fKey, row);
-        fIns->ExecQuery();
-        TFIBXSQLDA& p = fUpd->Params();
-        p[0].SetAsInteger(fKey);
-        p[1].SetAsString(fRun.Bediener);
-        p[2].SetAsInteger(fRun.Strang);
-        p[3].SetAsDateTime(fRun.Datum);
-        p[4].SetAsInteger(fNext + 1);
-        p[5].SetAsDouble(std::max(0.0, fRun.Dauer_Gesamt_Std - row.Zeit_Std));
-        p[6].SetAsString(fRun.Status);
-        fUpd->ExecQuery();
-        fTr->Commit();
-    } catch (...) {
-        fTr->Rollback();
-        throw;
+    // A row held by another writer (the evaluation side editing the run's header)
+    // makes the server refuse this write; the row is written again rather than lost.
+    for (int attempt = 1;; ++attempt) {
+        if (!fTr->Active())
+            fTr->StartTransaction();
+        try {
+            SetRowParams(*fIns, fKey, row);
+            fIns->ExecQuery();
+            TFIBXSQLDA& p = fUpd->Params();
+            p[0].SetAsInteger(fKey);
+            p[1].SetAsString(fRun.Bediener);
+            p[2].SetAsInteger(fRun.Strang);
+            p[3].SetAsDateTime(fRun.Datum);
+            p[4].SetAsInteger(fNext + 1);
+            p[5].SetAsDouble(std::max(0.0, fRun.Dauer_Gesamt_Std - row.Zeit_Std));
+            p[6].SetAsString(fRun.Status);
+            fUpd->ExecQuery();
+            fTr->Commit();
+            break;
+        } catch (const EFIBError& e) {
+            fTr->Rollback();
+            const bool conflict = e.SQLCode == -913 || e.IBErrorCode == 335544345 || e.IBErrorCode == 335544451;
+            if (!conflict || attempt >= 50)
+                throw;
+            QThread::msleep(20);
+        } catch (...) {
+            fTr->Rollback();
+            throw;
+        }
     }
     return ++fNext;
 }

@@ -473,6 +473,7 @@ TEST_F(DataSetTest, UpdateRecordTypesChooseWhichCachedRowsShow)
     ds = MakeDataSet("select * from ROWS_ order by ID");
     ds->UpdateSQL().SetText("update ROWS_ set NAME = ?NAME where ID = ?OLD_ID");
     ds->DeleteSQL().SetText("delete from ROWS_ where ID = ?OLD_ID");
+    ds->SetCachedUpdates(true);
     ds->Open();
     ds->FetchAll();
     ds->SetRecNo(3);
@@ -595,12 +596,13 @@ TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
     EXPECT_FALSE(ds->CanDelete());
 }
 
-TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
+TEST_F(DataSetTest, EditsInsertsAndDeletesGoThroughTheServer)
 {
     ds = MakeDataSet("select * from ROWS_ order by ID");
     ds->UpdateSQL().SetText("update ROWS_ set NAME = ?NAME, V = ?V where ID = ?OLD_ID");
     ds->InsertSQL().SetText("insert into ROWS_ (ID, NAME, V) values (?ID, ?NAME, ?V)");
     ds->DeleteSQL().SetText("delete from ROWS_ where ID = ?OLD_ID");
+    const auto server = [&](const QString& sql) { return db->QueryValue(sql, tr.get()); };
     ds->Open();
     ds->Next();
     ds->Edit();
@@ -608,18 +610,25 @@ TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
     ds->FieldByName("V")->SetAsFloat(-1.25);
     ds->Post();
     EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
-    EXPECT_EQ(ds->CachedUpdateStatus(), cusModified);
+    // What the server took is no pending change.
+    EXPECT_EQ(ds->UpdateStatus(), cusUnmodified);
+    EXPECT_EQ(server("select NAME || '/' || cast(V as numeric(9,2)) from ROWS_ where ID = 2").toString(), "changed/-1.25");
     ds->Next();
     ds->Prior();
     EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
     EXPECT_DOUBLE_EQ(ds->FieldByName("V")->AsFloat(), -1.25);
 
-    // Empty text means null for string fields of this dataset.
+    // Empty text means null for string fields of this dataset, and a null reaches
+    // the server as a null, not as a changed statement.
     ds->Edit();
     ds->FieldByName("NAME")->SetAsString("");
     EXPECT_TRUE(ds->FieldByName("NAME")->IsNull());
     ds->Cancel();
     EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "changed");
+    ds->Edit();
+    ds->FieldByName("NAME")->Clear();
+    ds->Post();
+    EXPECT_EQ(server("select count(*) from ROWS_ where ID = 2 and NAME is null").toInt(), 1);
 
     // Deleting a row keeps every other row's bookmark.
     ds->Last();
@@ -628,6 +637,7 @@ TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
     ds->Delete();
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 6);
     EXPECT_EQ(ds->RecordCount(), 24);
+    EXPECT_EQ(server("select count(*) from ROWS_ where ID = 5").toInt(), 0);
     ds->GotoBookmark(last);
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 25);
 
@@ -639,8 +649,20 @@ TEST_F(DataSetTest, EditsInsertsAndDeletesWorkOnTheCache)
     EXPECT_EQ(ds->RecordCount(), 25);
     EXPECT_EQ(ds->RecNo(), 1);
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 100);
+    EXPECT_EQ(server("select NAME from ROWS_ where ID = 100").toString(), "new");
     ds->Next();
     EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 1);
+
+    // A write the server refuses changes nothing: the edit stays open with its values.
+    ds->Insert();
+    ds->FieldByName("ID")->SetAsInteger(1);
+    ds->FieldByName("NAME")->SetAsString("twice");
+    EXPECT_TRUE(ThrownMessage([&] { ds->Post(); }).contains("PRIMARY"));
+    EXPECT_EQ(ds->State(), dsInsert);
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "twice");
+    ds->Cancel();
+    EXPECT_EQ(ds->RecordCount(), 25);
+    EXPECT_EQ(server("select NAME from ROWS_ where ID = 1").toString(), "Name 1");
 }
 
 TEST_F(DataSetTest, HardCommitClosesUnlessToldToKeepTheRows)
