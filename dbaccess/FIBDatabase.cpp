@@ -882,6 +882,7 @@ void TFIBDatabase::CallGuarded(const TNotifyEvent& handler, const QString& destr
 void TFIBDatabase::InternalClose(bool force, bool doNotLog)
 {
     CheckActive(false);
+    GeneratorsCache.SaveToFile();
     CallGuarded(BeforeDisconnect, FIBTexts::BeforeDisconnectDestroyed, FIBTexts::BeforeDisconnectError);
     fBeforeDisconnectEvents.Call(false, this);
 
@@ -1030,6 +1031,13 @@ qint64 TFIBDatabase::Gen_Id(const QString& generatorName, qint64 step, TFIBTrans
         else
             name = name.toUpper();
     }
+    bool refill = false;
+    if (step == 1 && GeneratorsCache.ActiveFor(name)) {
+        if (const std::optional<qint64> v = GeneratorsCache.Take(name))
+            return *v;
+        step = GeneratorsCache.StepFor(name);
+        refill = true;
+    }
     TFIBTransaction* tr = nullptr;
     for (TFIBTransaction* t : fTransactions)
         if (t && t->Active() && (t->DatabaseCount() <= 1 || t->DefaultDatabase() == this)) {
@@ -1041,6 +1049,11 @@ qint64 TFIBDatabase::Gen_Id(const QString& generatorName, qint64 step, TFIBTrans
     const QVariant value = QueryValue(
         QStringLiteral("select gen_id(") + name + QStringLiteral(", ") + QString::number(step) + QStringLiteral(") from RDB$DATABASE"),
         tr);
+    if (refill) {
+        // The block ending at the answer is this process's own: its first key now.
+        GeneratorsCache.Reserved(name, value.toLongLong(), int(step));
+        return *GeneratorsCache.Take(name);
+    }
     return value.toLongLong();
 }
 

@@ -3,6 +3,7 @@
 // attachments (TFIBTransaction), and the link (TFIBBase) through which statement
 // objects hear about connects, disconnects, starts and ends.
 
+#include "dbaccess/GeneratorsCache.h"
 #include "dbaccess/FIBComponent.h"
 #include "dbaccess/IB_Intf.h"
 #include "dbaccess/fib.h"
@@ -235,6 +236,9 @@ public:
     // transaction that serves this database alone, else on the given one, else on
     // the internal one.
     qint64 Gen_Id(const QString& generatorName, qint64 step, TFIBTransaction* transaction = nullptr);
+    // Keys reserved a block at a time (off unless UseGeneratorCache is set); the
+    // unused rest is written to its file when the connection closes.
+    TGeneratorsCache GeneratorsCache;
 
     int TransactionCount() const { return static_cast<int>(fTransactions.size()); }
     TFIBTransaction* Transactions(int index) const { return fTransactions.at(static_cast<std::size_t>(index)); }

@@ -10,6 +10,8 @@
 #include "tests/QtPrinters.h"
 
 #include <QDateTime>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <cmath>
 
 class UpdateCycleTest : public ::testing::Test {
@@ -420,4 +422,50 @@ TEST_F(UpdateCycleTest, ARowGoneFromTheServerLeavesTheViewOnRefresh)
     ds->Delete();
     EXPECT_EQ(ds->RecordCount(), 3);
     EXPECT_EQ(db->QueryValue("select count(*) from GEN_T where ID = 3", tr.get()).toInt(), 0);
+}
+
+// Keys a block at a time: the server is asked once per block, the keys stay unique,
+// and the rest of a block outlives the connection through its file, read only once.
+TEST_F(UpdateCycleTest, TheGeneratorCacheHandsOutReservedBlocks)
+{
+    QTemporaryDir dir;
+    const QString file = dir.filePath(QStringLiteral("Generatoren.ini"));
+    auto server = [this] { return db->Gen_Id("GEN_GEN_T_ID", 0); };
+    db->GeneratorsCache.UseGeneratorCache = ugcForGeneratorList;
+    db->GeneratorsCache.GeneratorList.push_back(TGeneratorParams{QStringLiteral("GEN_GEN_T_ID"), 10});
+    db->GeneratorsCache.CacheFileName = file;
+    const qint64 start = server();
+    std::vector<qint64> keys{db->Gen_Id("GEN_GEN_T_ID", 1)};
+    EXPECT_EQ(server(), start + 10) << "the first key reserves ten";
+    for (int i = 1; i < 10; ++i)
+        keys.push_back(db->Gen_Id("GEN_GEN_T_ID", 1));
+    EXPECT_EQ(server(), start + 10) << "the other nine come without the server";
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(keys[std::size_t(i)], start + 1 + i);
+    EXPECT_EQ(db->Gen_Id("GEN_GEN_T_ID", 1), start + 11);
+    EXPECT_EQ(server(), start + 20);
+    // Another step, or a generator not in the list, goes to the server as asked.
+    EXPECT_EQ(db->Gen_Id("GEN_GEN_T_ID", 2), start + 22);
+
+    // The connection closes with keys start + 12 .. start + 20 unused.
+    tr->Rollback();
+    db->Close();
+    EXPECT_TRUE(QFileInfo::exists(file));
+    TpFIBDatabase again;
+    again.SetLibraryName(ClientLibraryName);
+    again.SetDBName(sPath);
+    again.SetSQLDialect(3);
+    SetLoginParams(again);
+    again.GeneratorsCache.UseGeneratorCache = ugcForAll;
+    again.GeneratorsCache.CacheFileName = file;
+    again.Open();
+    EXPECT_EQ(again.Gen_Id("GEN_GEN_T_ID", 1), start + 12);
+    // Read once: a second reader of the file finds nothing to hand out again.
+    TGeneratorsCache other;
+    other.CacheFileName = file;
+    other.UseGeneratorCache = ugcForAll;
+    EXPECT_FALSE(other.Take(QStringLiteral("GEN_GEN_T_ID")).has_value());
+    again.Close();
+    db->Open();
+    tr->StartTransaction();
 }
