@@ -31,6 +31,7 @@
 #include <QMessageBox>
 #include <QProcess>
 #include <QDateTime>
+#include <functional>
 #include <iostream>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -876,10 +877,13 @@ TEST_F(RohdatenansichtTest, AfterAFailedLoadNeitherExportWritesAFile)
     EXPECT_EQ(w->fAnzahlSaetze, shown);    // the charts keep the rows they had
     bool asked = false;
     r->SaveDialog_Rohdaten.Runner = [&asked](TSaveDialog&) { return asked = true; };
-    for (auto click : {&TFoRohdatenansicht::BitBtn2Click, &TFoRohdatenansicht::BitBtn7Click,
-                       &TFoRohdatenansicht::BtnXlsxClick}) {
+    // Lambdas, not member pointers: GCC's alignment check misreads a member pointer
+    // call through a constant list.
+    const std::function<void()> clicks[] = {[this] { r->BitBtn2Click(); }, [this] { r->BitBtn7Click(); },
+                                            [this] { r->BtnXlsxClick(); }};
+    for (const auto& click : clicks) {
         try {
-            (r->*click)();
+            click();
             ADD_FAILURE() << "the export went through";
         } catch (const EdxGridExportError& e) {
             EXPECT_TRUE(e.Message().startsWith(QStringLiteral("Es sind keine Messdaten geöffnet"))) << e.Message().toStdString();
