@@ -352,6 +352,8 @@ class TNumericField : public TField {
 protected:
     using TField::TField;
     QString FormatNumber(double value, bool displayText, const QString& plain) const;
+    // Whether a format applies to the text of that kind (FormatNumber ignores plain then).
+    bool HasTextFormat(bool displayText) const;
 };
 
 class TIntegerField : public TNumericField {
@@ -397,6 +399,8 @@ public:
 class TFloatField : public TNumericField {
 public:
     explicit TFloatField(TDataSet* dataSet = nullptr, const QString& name = {}, const QString& fieldName = {});
+    // The display text of value with that many significant digits: the text of the rounded value.
+    static QString DigitsText(double value, int digits);
     // Significant digits of the text without a format.
     int Precision() const { return fPrecision; }
     void SetPrecision(int value) { fPrecision = value < 2 ? 2 : (value > 15 ? 15 : value); }

@@ -370,6 +370,11 @@ QString TNumericField::FormatNumber(double value, bool displayText, const QStrin
     return format.isEmpty() ? plain : FormatFloat(format, value);
 }
 
+bool TNumericField::HasTextFormat(bool displayText) const
+{
+    return !(displayText || EditFormat().isEmpty() ? DisplayFormat() : EditFormat()).isEmpty();
+}
+
 TIntegerField::TIntegerField(TDataSet* dataSet, const QString& name, const QString& fieldName)
     : TIntegerField(dataSet, name, fieldName, ftInteger, std::numeric_limits<qint32>::min(),
                     std::numeric_limits<qint32>::max())
@@ -510,14 +515,23 @@ QString TFloatField::GetText(bool displayText) const
     double v;
     if (!GetData(&v))
         return QString();
-    QString plain;
-    if (displayText) {
-        // Without a format a display shows Precision significant digits.
-        plain = FloatToStr(QString::number(v, 'g', fPrecision).toDouble());
-    } else {
-        plain = FloatToStr(v);
+    if (HasTextFormat(displayText))
+        return FormatNumber(v, displayText, QString());
+    // Without a format a display shows Precision significant digits.
+    return displayText ? DigitsText(v, fPrecision) : FloatToStr(v);
+}
+
+QString TFloatField::DigitsText(double value, int digits)
+{
+    // A text of at most 15 digits names a double whose own text of 15 digits is that
+    // text again: without an exponent it is written once, not written, read and written.
+    char buffer[48];
+    if (const int length = digits <= 15 ? QtDigitsText(value, digits, buffer) : -1; length >= 0) {
+        QString s = QString::fromLatin1(buffer, length);
+        s.replace(u'.', FormatSettings.DecimalSeparator);
+        return s;
     }
-    return FormatNumber(v, displayText, plain);
+    return FloatToStr(QString::number(value, 'g', digits).toDouble());
 }
 
 QVariant TFloatField::GetAsVariant() const

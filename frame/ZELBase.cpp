@@ -4,7 +4,11 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTimeZone>
+#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -32,7 +36,7 @@ int TimeOfDayMs(TDateTime value)
     return int(std::min<qint64>(ms, qint64(MSecsPerDay) - 1));
 }
 
-QDateTime DateTimeToQDateTime(TDateTime value)
+void DateTimeToDateAndTime(TDateTime value, QDate& date, QTime& time)
 {
     auto days = static_cast<qint64>(std::trunc(value));
     auto ms = static_cast<qint64>(std::llround(std::abs(value - std::trunc(value)) * MSecsPerDay));
@@ -42,7 +46,16 @@ QDateTime DateTimeToQDateTime(TDateTime value)
         ms -= static_cast<qint64>(MSecsPerDay);
         ++days;
     }
-    return QDateTime(kDayZero.addDays(days), QTime::fromMSecsSinceStartOfDay(int(ms)));
+    date = kDayZero.addDays(days);
+    time = QTime::fromMSecsSinceStartOfDay(int(ms));
+}
+
+QDateTime DateTimeToQDateTime(TDateTime value)
+{
+    QDate date;
+    QTime time;
+    DateTimeToDateAndTime(value, date, time);
+    return QDateTime(date, time);
 }
 
 TDateTime Now()
@@ -92,6 +105,12 @@ QString FloatToStr(double value)
         return QStringLiteral("NAN");
     if (std::isinf(value))
         return value > 0 ? QStringLiteral("INF") : QStringLiteral("-INF");
+    char buffer[48];
+    if (const int length = QtDigitsText(value, 15, buffer); length >= 0) {
+        QString s = QString::fromLatin1(buffer, length);
+        s.replace(u'.', FormatSettings.DecimalSeparator);
+        return s;
+    }
     QString s = QString::number(value, 'g', 15);
     const qsizetype e = s.indexOf(u'e');
     if (e >= 0) {
@@ -107,6 +126,55 @@ QString FloatToStr(double value)
     }
     s.replace(u'.', FormatSettings.DecimalSeparator);
     return s;
+}
+
+namespace {
+// The exponent of the lowest set bit of a finite, non-zero value: the value's exact
+// decimal text has that many digits after the point when it is negative.
+int LowestBitExponent(double value)
+{
+    int exponent = 0;
+    const double mantissa = std::frexp(std::abs(value), &exponent);
+    const auto bits = static_cast<std::uint64_t>(std::ldexp(mantissa, 53));
+    return exponent - 53 + std::countr_zero(bits);
+}
+
+// Whether rounding value to that many decimals meets an exact half: its exact
+// decimal text then ends one place further with a 5.
+bool HalfAt(double value, int decimals)
+{
+    return LowestBitExponent(value) == -(decimals + 1);
+}
+}
+
+int QtFixedText(double value, int decimals, char (&buffer)[48])
+{
+    if (!std::isfinite(value) || value == 0 || !(std::abs(value) < 1e15) || decimals < 0 || decimals > 17
+        || HalfAt(value, decimals))
+        return -1;
+    const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
+    if (error != std::errc())
+        return -1;
+    // A negative value that shows as zero: Qt's sign is not the standard library's.
+    if (buffer[0] == '-' && std::all_of(buffer + 1, end, [](char c) { return c == '0' || c == '.'; }))
+        return -1;
+    return static_cast<int>(end - buffer);
+}
+
+int QtDigitsText(double value, int digits, char (&buffer)[48])
+{
+    if (!std::isfinite(value) || value == 0 || !(std::abs(value) >= 1e-4 && std::abs(value) < 1e15) || digits < 1
+        || digits > 17)
+        return -1;
+    // The decimals the digits reach; a carry to the next power of ten or a slip of the
+    // logarithm moves them by one, so every neighbour is checked for a half as well.
+    const int decimals = digits - 1 - static_cast<int>(std::floor(std::log10(std::abs(value))));
+    if (HalfAt(value, decimals - 1) || HalfAt(value, decimals) || HalfAt(value, decimals + 1))
+        return -1;
+    const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, digits);
+    if (error != std::errc() || std::find(buffer, end, 'e') != end)
+        return -1;
+    return static_cast<int>(end - buffer);
 }
 
 double StrToFloat(const QString& text)

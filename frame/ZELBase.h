@@ -41,6 +41,9 @@ constexpr double MSecsPerDay = 86400000.0;
 TDateTime Now();
 TDateTime QDateTimeToDateTime(const QDateTime& dt);
 QDateTime DateTimeToQDateTime(TDateTime value);
+// The calendar date and the time of day the value names, as stored: no time zone
+// moves them (a local time in the hour skipped in spring stays as it is).
+void DateTimeToDateAndTime(TDateTime value, QDate& date, QTime& time);
 // Milliseconds since midnight, rounded as the day fraction is stored.
 int TimeOfDayMs(TDateTime value);
 // The value of a day (counted from 30.12.1899) and a time of that day. The whole
@@ -66,6 +69,13 @@ int StrToInt(const QString& text);
 bool TryStrToInt(const QString& text, int& value);
 // Shortest general text of a double with 15 significant digits and the current separator.
 QString FloatToStr(double value);
+// Qt's text of value ('f' with that many decimals, or 'g' with that many significant
+// digits and no exponent) written by the standard library, which is several times
+// faster: the length written into buffer, or -1 where only Qt's own writer gives Qt's
+// text (an exact half, which Qt rounds away from zero and the standard library to the
+// even digit; a negative zero; an exponent; values beyond 1e15).
+int QtFixedText(double value, int decimals, char (&buffer)[48]);
+int QtDigitsText(double value, int digits, char (&buffer)[48]);
 // Sign, digits, at most one current DecimalSeparator, optional exponent.
 double StrToFloat(const QString& text);
 

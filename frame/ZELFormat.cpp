@@ -2,6 +2,8 @@
 
 #include <QLocale>
 #include <QStringList>
+#include <QVarLengthArray>
+#include <algorithm>
 #include <cmath>
 
 // ------------------------------------------------------------ number pattern
@@ -195,32 +197,90 @@ QString FormatFloat(const QString& format, double value)
 
 // --------------------------------------------------------- date-time pattern
 
+namespace {
+// A short text put together without a call into QString per character.
+class TShortText {
+public:
+    TShortText& operator+=(QChar c)
+    {
+        fChars.append(c);
+        return *this;
+    }
+    TShortText& operator+=(char16_t c) { return *this += QChar(c); }
+    TShortText& operator+=(QStringView s)
+    {
+        fChars.append(s.data(), s.size());
+        return *this;
+    }
+    QString ToString() const { return QString(fChars.constData(), fChars.size()); }
+
+private:
+    QVarLengthArray<QChar, 48> fChars;
+};
+}
+
 QString FormatDateTime(const QString& format, TDateTime value)
 {
     // Day numbers of 01.01.0001 and 31.12.9999: outside there is no calendar date.
     if (!(value >= -693593.0 && value < 2958466.0))
         throw EConvertError(QStringLiteral("'%1' ist kein gültiges Datum").arg(FloatToStr(value)));
-    const QDateTime dt = DateTimeToQDateTime(value);
-    const QDate date = dt.date();
-    const QTime time = dt.time();
-    const QLocale locale;
-    const QString lower = format.toLower();
-    const bool twelveHour = lower.contains(QLatin1String("am/pm")) || lower.contains(QLatin1String("a/p"))
-                            || lower.contains(QLatin1String("ampm"));
-    QString out;
+    // The stored date and time, not a local clock's: a time zone must not move a shown value.
+    QDate date;
+    QTime time;
+    DateTimeToDateAndTime(value, date, time);
+    // The calendar's parts once: each of the date's getters converts anew.
+    int year = 0, month = 0, day = 0;
+    date.getDate(&year, &month, &day);
+    // Names only: the locale is not looked up for numbers.
+    const auto locale = [] { return QLocale(); };
+    const QStringView view(format);
+    // Called for every row of an export: no copy of the format, no text per number,
+    // and the hour's clock looked up only when an hour is shown.
+    const auto at = [&view](qsizetype i, QStringView word) {
+        return view.mid(i, word.size()).compare(word, Qt::CaseInsensitive) == 0;
+    };
+    const auto twelveHour = [&view] {
+        const bool anA = std::any_of(view.begin(), view.end(), [](QChar c) { return c == u'a' || c == u'A'; });
+        return anA && (view.contains(u"am/pm", Qt::CaseInsensitive) || view.contains(u"a/p", Qt::CaseInsensitive)
+                       || view.contains(u"ampm", Qt::CaseInsensitive));
+    };
+    // Case of the pattern's letters, ASCII without a table lookup.
+    const auto lowerOf = [](QChar c) {
+        if (c.unicode() >= 0x80)
+            return c.toLower();
+        return c >= u'A' && c <= u'Z' ? QChar(char16_t(c.unicode() + 32)) : c;
+    };
+    const auto upperOf = [](QChar c) {
+        if (c.unicode() >= 0x80)
+            return c.toUpper();
+        return c >= u'a' && c <= u'z' ? QChar(char16_t(c.unicode() - 32)) : c;
+    };
+    TShortText out;
     QChar lastToken;
-    auto two = [](int v) { return QStringLiteral("%1").arg(v, 2, 10, QChar(u'0')); };
+    const auto padded = [&out](int v, int width) {   // v >= 0
+        char16_t digits[12];
+        int n = 0;
+        do {
+            digits[n++] = char16_t(u'0' + v % 10);
+            v /= 10;
+        } while (v > 0);
+        for (int k = n; k < width; ++k)
+            out += u'0';
+        while (n > 0)
+            out += QChar(digits[--n]);
+    };
+    const auto two = [&padded](int v) { padded(v, 2); };
     qsizetype i = 0;
     const qsizetype n = format.size();
     auto runOf = [&](QChar c) {
         qsizetype j = i;
-        while (j < n && format[j].toLower() == c)
+        while (j < n && lowerOf(format[j]) == c)
             ++j;
         return int(j - i);
     };
     while (i < n) {
         const QChar c = format[i];
-        QChar token = c.toUpper();
+        QChar token = upperOf(c);
         if (token >= u'A' && token <= u'Z') {
             if (token == u'M' && lastToken == u'H')
                 token = u'N';
@@ -233,17 +293,17 @@ QString FormatDateTime(const QString& format, TDateTime value)
             i = j + 1;
             continue;
         }
-        if (lower.mid(i, 5) == QLatin1String("am/pm")) {
+        if ((c == u'a' || c == u'A') && at(i, u"am/pm")) {
             out += time.hour() < 12 ? format.mid(i, 2) : format.mid(i + 3, 2);
             i += 5;
             continue;
         }
-        if (lower.mid(i, 3) == QLatin1String("a/p")) {
+        if ((c == u'a' || c == u'A') && at(i, u"a/p")) {
             out += time.hour() < 12 ? format.mid(i, 1) : format.mid(i + 2, 1);
             i += 3;
             continue;
         }
-        if (lower.mid(i, 4) == QLatin1String("ampm")) {
+        if ((c == u'a' || c == u'A') && at(i, u"ampm")) {
             out += time.hour() < 12 ? QStringLiteral("AM") : QStringLiteral("PM");
             i += 4;
             continue;
@@ -251,57 +311,60 @@ QString FormatDateTime(const QString& format, TDateTime value)
         switch (token.unicode()) {
         case u'D': {
             const int k = runOf(u'd');
-            if (k == 1) out += QString::number(date.day());
-            else if (k == 2) out += two(date.day());
-            else if (k == 3) out += locale.dayName(date.dayOfWeek(), QLocale::ShortFormat);
-            else if (k == 4) out += locale.dayName(date.dayOfWeek(), QLocale::LongFormat);
+            if (k == 1) padded(day, 1);
+            else if (k == 2) two(day);
+            else if (k == 3) out += locale().dayName(date.dayOfWeek(), QLocale::ShortFormat);
+            else if (k == 4) out += locale().dayName(date.dayOfWeek(), QLocale::LongFormat);
             else if (k == 5) out += FormatDateTime(FormatSettings.ShortDateFormat, value);
-            else out += locale.toString(date, QLocale::LongFormat);
+            else out += locale().toString(date, QLocale::LongFormat);
             i += k;
             continue;
         }
         case u'M': {
             const int k = runOf(u'm');
-            if (k == 1) out += QString::number(date.month());
-            else if (k == 2) out += two(date.month());
-            else if (k == 3) out += locale.monthName(date.month(), QLocale::ShortFormat);
-            else out += locale.monthName(date.month(), QLocale::LongFormat);
+            if (k == 1) padded(month, 1);
+            else if (k == 2) two(month);
+            else if (k == 3) out += locale().monthName(month, QLocale::ShortFormat);
+            else out += locale().monthName(month, QLocale::LongFormat);
             i += k;
             continue;
         }
         case u'N': {
-            const int k = std::min(2, runOf(c.toLower()));
-            out += k == 1 ? QString::number(time.minute()) : two(time.minute());
+            const int k = std::min(2, runOf(lowerOf(c)));
+            padded(time.minute(), k);
             i += k;
             continue;
         }
         case u'Y': {
             const int k = runOf(u'y');
-            out += k <= 2 ? two(date.year() % 100) : QStringLiteral("%1").arg(date.year(), 4, 10, QChar(u'0'));
+            if (k <= 2)
+                two(year % 100);
+            else
+                padded(year, 4);
             i += k;
             continue;
         }
         case u'H': {
             const int k = std::min(2, runOf(u'h'));
             int h = time.hour();
-            if (twelveHour) {
+            if (twelveHour()) {
                 h %= 12;
                 if (h == 0)
                     h = 12;
             }
-            out += k == 1 ? QString::number(h) : two(h);
+            padded(h, k);
             i += k;
             continue;
         }
         case u'S': {
             const int k = std::min(2, runOf(u's'));
-            out += k == 1 ? QString::number(time.second()) : two(time.second());
+            padded(time.second(), k);
             i += k;
             continue;
         }
         case u'Z': {
             const int k = runOf(u'z');
-            out += k >= 3 ? QStringLiteral("%1").arg(time.msec(), 3, 10, QChar(u'0')) : QString::number(time.msec());
+            padded(time.msec(), k >= 3 ? 3 : 1);
             i += std::min(k, 3);
             continue;
         }
@@ -328,5 +391,5 @@ QString FormatDateTime(const QString& format, TDateTime value)
             continue;
         }
     }
-    return out;
+    return out.ToString();
 }

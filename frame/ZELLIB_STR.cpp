@@ -91,6 +91,14 @@ double StrToFloatTolerant(const QString& text)
 
 QString FloatToFixed(int decimals, double value)
 {
+    // An export formats millions of values: Qt's text without Qt's text machinery.
+    char buffer[48];
+    if (const int length = QtFixedText(value, decimals, buffer); length >= 0) {
+        QString s = QString::fromLatin1(buffer, length);
+        if (decimals > 0)
+            s[s.size() - decimals - 1] = FormatSettings.DecimalSeparator;
+        return s;
+    }
     QString s = QString::number(value, 'f', std::max(decimals, 0));
     const qsizetype dot = s.indexOf(u'.');
     if (dot >= 0)

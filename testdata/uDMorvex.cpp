@@ -70,7 +70,12 @@ std::uint8_t StatusIndex(const QString& text)
 
 QString StatusTextOfNumber(const QString& value)
 {
-    const unsigned index = static_cast<unsigned>(StrToInt(value)) & 0xFFu;
+    return StatusTextOfNumber(StrToInt(value));
+}
+
+QString StatusTextOfNumber(int value)
+{
+    const unsigned index = static_cast<unsigned>(value) & 0xFFu;
     return index < StatusTexte.size() ? StatusTexte[index] : QString();
 }
 
@@ -464,7 +469,8 @@ void TDMorvex::AuftraegeAfterPost(TDataSet*)
 
 void TDMorvex::MessdatenSTATUSGetText(TField* Sender, QString& Text, bool)
 {
-    Text = StatusTextOfNumber(Sender->AsString());
+    // A null reads as no number at all, as its empty text does.
+    Text = Sender->IsNull() ? StatusTextOfNumber(QString()) : StatusTextOfNumber(Sender->AsInteger());
 }
 
 void TDMorvex::Messdaten_I_GetText(TField* Sender, QString& Text, bool)

@@ -61,6 +61,7 @@ std::uint8_t StatusIndex(const QString& text);
 // Display text of a stored stand status number ("4"); raises EConvertError for a non-number.
 // Numbers above 9 have no text.
 QString StatusTextOfNumber(const QString& value);
+QString StatusTextOfNumber(int value);
 
 // Reads the configurable tables from the configuration, writing missing keys back.
 void TexteLaden();

@@ -36,6 +36,34 @@ void Put16(QByteArray& b, std::uint16_t v)
     b.append(static_cast<char>(v >> 8));
 }
 
+// Appends text as bytes while it is plain ASCII, the same bytes in Windows-1252;
+// false at the first other character (out then holds part of the text).
+bool AppendAscii(QByteArray& out, QStringView text)
+{
+    const qsizetype at = out.size();
+    out.resize(at + text.size());
+    char* to = out.data() + at;
+    const char16_t* from = text.utf16();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (from[i] >= 0x80)
+            return false;
+        to[i] = static_cast<char>(from[i]);
+    }
+    return true;
+}
+
+void Store16(char* at, std::uint16_t v)
+{
+    at[0] = static_cast<char>(v & 0xFF);
+    at[1] = static_cast<char>(v >> 8);
+}
+
+void Store32(char* at, std::uint32_t v)
+{
+    Store16(at, static_cast<std::uint16_t>(v & 0xFFFF));
+    Store16(at + 2, static_cast<std::uint16_t>(v >> 16));
+}
+
 void Put32(QByteArray& b, std::uint32_t v)
 {
     Put16(b, static_cast<std::uint16_t>(v & 0xFFFF));
@@ -251,6 +279,9 @@ void TdxDBGridExportText::Start()
     if (!fEncoder.isValid())
         throw EdxGridExportError(QStringLiteral("Die Zeichenkodierung Windows-1252 ist nicht verfügbar."));
     fColumns = Grid->VisibleColumns();
+    fFields.clear();
+    for (const TdxDBGridColumn* c : fColumns)
+        fFields.push_back(c->Field());
 }
 
 void TdxDBGridExportText::WriteLine(const QString& line)
@@ -273,16 +304,28 @@ void TdxDBGridExportText::WriteHeader()
 
 void TdxDBGridExportText::WriteRow(TdxDBGridNode*)
 {
-    QString line;
-    for (std::size_t i = 0; i < fColumns.size(); ++i) {
-        if (i > 0)
-            line += Separator;
-        line += BeginMark;
-        if (const TField* f = fColumns[i]->Field())
-            line += f->DisplayText();
-        line += EndMark;
+    const std::size_t count = fFields.size();
+    fTexts.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+        fTexts[i] = fFields[i] ? fFields[i]->DisplayText() : QString();
+    // Rows of numbers are plain ASCII: their texts go straight into the line's
+    // bytes, and only a row with other characters is joined and encoded.
+    fBytes.resize(0);
+    bool ascii = true;
+    for (std::size_t i = 0; i < count && ascii; ++i)
+        ascii = (i == 0 || AppendAscii(fBytes, Separator)) && AppendAscii(fBytes, BeginMark)
+                && AppendAscii(fBytes, fTexts[i]) && AppendAscii(fBytes, EndMark);
+    if (!ascii) {
+        QString line;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i > 0)
+                line += Separator;
+            line += BeginMark + fTexts[i] + EndMark;
+        }
+        fBytes = fEncoder.encode(line);
     }
-    WriteLine(line);
+    fBytes.append("\r\n", 2);
+    Write(fBytes);
 }
 
 // ---------------------------------------------------------------- worksheet
@@ -324,28 +367,33 @@ void TdxDBGridExportExcel::Execute()
     TdxDBGridExport::Execute();
 }
 
-void TdxDBGridExportExcel::Record(std::uint16_t type, const QByteArray& body)
+void TdxDBGridExportExcel::Record(std::uint16_t type, const char* body, qsizetype size)
 {
-    QByteArray head;
-    Put16(head, type);
-    Put16(head, static_cast<std::uint16_t>(body.size()));
-    Write(head);
-    Write(body);
+    char head[4];
+    Store16(head, type);
+    Store16(head + 2, static_cast<std::uint16_t>(size));
+    Write(head, 4);
+    Write(body, size);
 }
 
 void TdxDBGridExportExcel::Label(int row, int column, int xf, const QString& text)
 {
     // A cell holds at most 255 characters in this format.
-    QByteArray bytes = fEncoder.encode(text);
-    if (bytes.size() > 255)
-        bytes.truncate(255);
-    QByteArray b;
-    Put16(b, static_cast<std::uint16_t>(row));
-    Put16(b, static_cast<std::uint16_t>(column));
-    Put16(b, static_cast<std::uint16_t>(xf));
-    Put16(b, static_cast<std::uint16_t>(bytes.size()));
-    b.append(bytes);
-    Record(0x0204, b);
+    fLabel.resize(0);
+    if (!AppendAscii(fLabel, text))
+        fLabel = fEncoder.encode(text);
+    const auto length = static_cast<std::uint16_t>(std::min<qsizetype>(fLabel.size(), 255));
+    char b[8];
+    Store16(b, static_cast<std::uint16_t>(row));
+    Store16(b + 2, static_cast<std::uint16_t>(column));
+    Store16(b + 4, static_cast<std::uint16_t>(xf));
+    Store16(b + 6, length);
+    char head[4];
+    Store16(head, 0x0204);
+    Store16(head + 2, static_cast<std::uint16_t>(8 + length));
+    Write(head, 4);
+    Write(b, 8);
+    Write(fLabel.constData(), length);
 }
 
 void TdxDBGridExportExcel::Start()
@@ -480,20 +528,21 @@ void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
             continue;
         }
         const TFieldType type = f->DataType();
-        QByteArray b;
-        Put16(b, static_cast<std::uint16_t>(row));
-        Put16(b, static_cast<std::uint16_t>(i));
-        Put16(b, static_cast<std::uint16_t>(xf));
+        // Cells by the hundred thousand: each record put together on the stack.
+        char b[14];
+        Store16(b, static_cast<std::uint16_t>(row));
+        Store16(b + 2, static_cast<std::uint16_t>(i));
+        Store16(b + 4, static_cast<std::uint16_t>(xf));
         if (IsRkType(type)) {
-            Put32(b, static_cast<std::uint32_t>(f->AsInteger()) * 4u + 2u);
-            Record(0x027E, b);
+            Store32(b + 6, static_cast<std::uint32_t>(f->AsInteger()) * 4u + 2u);
+            Record(0x027E, b, 10);
         } else if (IsNumberType(type)) {
             const double v = f->IsNull() ? 0.0 : f->AsFloat();
             std::uint64_t bits;
             std::memcpy(&bits, &v, sizeof bits);
-            Put32(b, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
-            Put32(b, static_cast<std::uint32_t>(bits >> 32));
-            Record(0x0203, b);
+            Store32(b + 6, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
+            Store32(b + 10, static_cast<std::uint32_t>(bits >> 32));
+            Record(0x0203, b, 14);
         } else {
             Label(row, i, xf, f->DisplayText());
         }

@@ -86,7 +86,11 @@ public:
 private:
     void WriteLine(const QString& line);
     std::vector<TdxDBGridColumn*> fColumns;
+    std::vector<const TField*> fFields;   // per column, null where it has none
     QStringEncoder fEncoder;
+    // One row's texts and its line's bytes, their room kept from row to row.
+    std::vector<QString> fTexts;
+    QByteArray fBytes;
 };
 
 class TdxDBGridExportExcel : public TdxDBGridExport {
@@ -118,10 +122,12 @@ public:
     static void CheckRowLimit(TdxDBGrid& grid, bool saveAll);
 
 private:
-    void Record(std::uint16_t type, const QByteArray& body);
+    void Record(std::uint16_t type, const QByteArray& body) { Record(type, body.constData(), body.size()); }
+    void Record(std::uint16_t type, const char* body, qsizetype size);
     void Label(int row, int column, int xf, const QString& text);
     int fHeaderRows = 1;
     QStringEncoder fEncoder;
+    QByteArray fLabel;   // a text cell's bytes, its room kept from cell to cell
 };
 
 // The grid's exports, as the raw data window calls them.

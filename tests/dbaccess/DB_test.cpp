@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -750,6 +751,18 @@ TEST(DataSetFields, DisplayTextFollowsFormatsAndTheDecimalComma)
     std_->SetPrecision(3);
     EXPECT_EQ(std_->DisplayText(), QStringLiteral("1230"));
     EXPECT_EQ(std_->Text(), QStringLiteral("1234,5678"));
+    // The shown digits are those of the value rounded as Qt rounds: an exact half away
+    // from zero, also where the standard library would take the even digit.
+    std::mt19937_64 random(11);
+    for (int i = 0; i < 40000; ++i) {
+        const double sign = (random() & 1) ? -1.0 : 1.0;
+        const double v = (i % 2) ? sign * std::ldexp(double(random() % (1u << 22)), -int(random() % 24))
+                                 : sign * std::ldexp(std::uniform_real_distribution<double>(0.5, 1.0)(random),
+                                                     int(random() % 100) - 50);
+        for (int digits : {2, 3, 8, 15})
+            ASSERT_EQ(TFloatField::DigitsText(v, digits), FloatToStr(QString::number(v, 'g', digits).toDouble()))
+                << v << " " << digits;
+    }
 
     zp->SetDisplayFormat(QStringLiteral("dd.mm.yyyy HH:mm:ss"));
     EXPECT_EQ(zp->DisplayText(), QStringLiteral("07.03.2024 09:05:03"));

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include <cmath>
+#include <random>
+#include <vector>
 
 namespace {
 // The process runs with "," as decimal character; each test sets what it needs.
@@ -96,6 +98,48 @@ TEST(TextHelpers, FloatToFixedUsesTheDecimalCharacter)
     EXPECT_EQ(FloatToFixed(2, 3.14159), "3,14");
     EXPECT_EQ(FloatToFixed(0, 12.0), "12");
     EXPECT_EQ(FloatToFixed(3, -0.5), "-0,500");
+}
+
+namespace {
+// Values a number writer meets: every magnitude and sign, exact halves at every
+// decimal (a step of an ADC scaled by a power of two), zeros of both signs.
+std::vector<double> NumberSamples()
+{
+    std::mt19937_64 random(20261125);
+    std::vector<double> values = {0.0, -0.0, 0.0625, -0.0625, 0.125, 2.5, 0.5, 1.5, 0.3125, 2.675, 1.0005,
+                                  -0.0001, -0.0004, 1e14 + 0.5, 999999999999999.9, 9.5, 99.5, 0.00015, 1e-4,
+                                  -240106.25, 23027.0625, 1234567890123.125, 0.1, 1.0 / 3.0};
+    for (int i = 0; i < 60000; ++i) {
+        const double sign = (random() & 1) ? -1.0 : 1.0;
+        if (i % 2)
+            values.push_back(sign * std::ldexp(double(random() % (1u << 24)), -int(random() % 30)));
+        else
+            values.push_back(sign * std::ldexp(std::uniform_real_distribution<double>(0.5, 1.0)(random), int(random() % 110) - 60));
+    }
+    return values;
+}
+}
+
+// The hot writers take the standard library's text where it is Qt's and leave the
+// rest (exact halves, which Qt rounds away from zero, negative zeros, exponents) to Qt.
+TEST(TextHelpers, FastNumberTextsAreQtsTextsToTheLastCharacter)
+{
+    const DecimalSeparatorScope comma(u',');
+    int compared = 0;
+    for (const double v : NumberSamples()) {
+        for (int d : {0, 1, 3, 7}) {
+            QString want = QString::number(v, 'f', d);
+            want.replace(u'.', u',');
+            ASSERT_EQ(FloatToFixed(d, v), want) << v << " " << d;
+        }
+        QString general = QString::number(v, 'g', 15);
+        if (!general.contains(u'e') && !std::isnan(v)) {
+            general.replace(u'.', u',');
+            ASSERT_EQ(FloatToStr(v), general) << v;
+            ++compared;
+        }
+    }
+    EXPECT_GT(compared, 30000);
 }
 
 TEST(TextHelpers, NormalizeNameDropsMarkupAndSpellsOutUmlauts)
@@ -201,6 +245,30 @@ TEST(BaseConversions, DateTimeDayNumbers)
     EXPECT_DOUBLE_EQ(v, 46349.5);
     EXPECT_EQ(DateTimeToQDateTime(v), dt);
     EXPECT_EQ(DateTimeToQDateTime(0).date(), QDate(1899, 12, 30));
+}
+
+// A shown time is the stored one: in the hour a local clock skips in spring there
+// is no moving it on, and every pattern letter gives what Qt's own date text gives.
+TEST(BaseConversions, DateTextsAreTheStoredValuesInAnyTimeZone)
+{
+    const QByteArray savedZone = qgetenv("TZ");
+    qputenv("TZ", "Europe/Berlin");
+    tzset();
+    const TDateTime skipped = QDateTimeToDateTime(QDateTime(QDate(2026, 3, 29), QTime(2, 30), Qt::UTC));
+    EXPECT_EQ(FormatDateTime("dd.mm.yyyy hh:nn:ss", skipped), "29.03.2026 02:30:00");
+    std::mt19937_64 random(7);
+    for (int i = 0; i < 20000; ++i) {
+        const QDateTime dt(QDate(1900, 1, 1).addDays(qint64(random() % 80000)),
+                           QTime::fromMSecsSinceStartOfDay(int(random() % 86400000)), Qt::UTC);
+        const TDateTime v = QDateTimeToDateTime(dt);
+        ASSERT_EQ(FormatDateTime("dd.mm.yyyy hh:nn:ss.zzz", v), dt.toString(QStringLiteral("dd.MM.yyyy HH:mm:ss.zzz")));
+        ASSERT_EQ(FormatDateTime("d.m.yy h:n:s", v), dt.toString(QStringLiteral("d.M.yy H:m:s")));
+    }
+    if (savedZone.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", savedZone);
+    tzset();
 }
 
 TEST(BaseConversions, ATimeRoundingToMidnightIsTheNextDay)

@@ -498,6 +498,42 @@ TEST_F(RohdatenansichtTest, CsvExportWritesCaptionsEmptyLineAndDisplayTextsIntoT
     EXPECT_TRUE(first[9].contains(QRegularExpression(QStringLiteral("^-?\\d+,\\d{3}$")))) << first[9].toStdString();
 }
 
+// Rows of numbers are written as bytes straight away; a row with letters beyond
+// ASCII takes the encoder, so that both kinds of row give Windows-1252 as the header does.
+TEST_F(RohdatenansichtTest, CsvRowsBeyondAsciiAreEncodedLikeTheHeader)
+{
+    Select(Finished);
+    Open();
+    TField* status = DMorvex->MessdatenSTATUS;
+    const auto saved = status->OnGetText;
+    int row = 0;
+    status->OnGetText = [&row](TField*, QString& text, bool) {
+        // every third row with umlaut, micro sign and one character Windows-1252 has not
+        // (the encoder writes its substitute, 0x1A, for that one)
+        text = (row++ % 3 == 0) ? QStringLiteral("Prüfung µ ✓") : QStringLiteral("ok");
+    };
+    const QString file = out.filePath(QStringLiteral("umlaut.csv"));
+    SaveToText(*r->Rohdatengrid, file, true, QStringLiteral(";"), QStringLiteral("<"), QStringLiteral(">"));
+    status->OnGetText = saved;
+
+    const QList<QByteArray> lines = ReadAll(file).split('\n');
+    ASSERT_GT(lines.size(), 6);
+    int beyond = 0, plain = 0;
+    for (qsizetype i = 2; i < lines.size(); ++i) {
+        if (lines[i].isEmpty())
+            continue;
+        const QList<QByteArray> cells = lines[i].split(';');
+        ASSERT_EQ(cells.size(), Captions.size()) << i;
+        EXPECT_TRUE(cells[5] == QByteArray("<Pr\xFC" "fung \xB5 \x1A>") || cells[5] == QByteArray("<ok>")) << cells[5].toHex().toStdString();
+        (cells[5] == QByteArray("<ok>") ? plain : beyond) += 1;
+        // the other cells of such a row as the plain rows have them: marked numbers
+        EXPECT_TRUE(cells[1].startsWith('<') && cells[1].endsWith('>')) << i;
+        EXPECT_TRUE(lines[i].endsWith('\r')) << i;
+    }
+    EXPECT_GT(beyond, 0);
+    EXPECT_GT(plain, beyond);
+}
+
 TEST_F(RohdatenansichtTest, XlsExportGivesXlrdEveryFloatBitForBitAndEveryText)
 {
     Select(Finished);
