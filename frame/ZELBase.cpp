@@ -129,8 +129,8 @@ QString FloatToStr(double value)
 }
 
 namespace {
-// The exponent of the lowest set bit of a finite, non-zero value: the value's exact
-// decimal text has that many digits after the point when it is negative.
+// The exponent of the lowest set bit of a finite, non-zero value. Where it is -k,
+// the value's exact decimal text has k digits after the point, the last a 5.
 int LowestBitExponent(double value)
 {
     int exponent = 0;
