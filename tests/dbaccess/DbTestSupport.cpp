@@ -32,6 +32,28 @@ void SetLoginParams(TFIBDatabase& db, const QString& charset)
                           QStringLiteral("lc_ctype=") + charset});
 }
 
+std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QString& name, const QString& charset)
+{
+    auto db = std::make_unique<TpFIBDatabase>();
+    db->SetName(name);
+    db->SetLibraryName(ClientLibraryName);
+    db->SetDBName(dbName);
+    db->SetSQLDialect(3);
+    SetLoginParams(*db, charset);
+    db->Open();
+    return db;
+}
+
+std::unique_ptr<TpFIBTransaction> MakeTestTransaction(TpFIBDatabase& db, const QString& name, bool asDefault)
+{
+    auto tr = std::make_unique<TpFIBTransaction>();
+    tr->SetName(name);
+    tr->AddDatabase(&db);
+    if (asDefault)
+        db.SetDefaultTransaction(tr.get());
+    return tr;
+}
+
 bool WaitFor(const std::function<bool()>& condition, int timeoutMs)
 {
     QDeadlineTimer deadline(timeoutMs);

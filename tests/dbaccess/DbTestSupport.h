@@ -20,6 +20,12 @@ std::unique_ptr<TpFIBDatabase> CreateTestDatabase(const QString& dbName, int dia
                                                   const QString& name = QStringLiteral("DB1"));
 // Sets the parameters a connect as SYSDBA with the test password needs.
 void SetLoginParams(TFIBDatabase& db, const QString& charset = QStringLiteral("WIN1252"));
+// An open connection to an existing test database, dialect 3.
+std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QString& name = QStringLiteral("DB"),
+                                                const QString& charset = QStringLiteral("WIN1252"));
+// A transaction on db, not started; made db's default when asked.
+std::unique_ptr<TpFIBTransaction> MakeTestTransaction(TpFIBDatabase& db, const QString& name = QStringLiteral("TR"),
+                                                      bool asDefault = true);
 
 // Pumps the event loop until condition holds or timeoutMs passed; answers condition().
 bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 5000);

@@ -54,17 +54,8 @@ protected:
     }
     void SetUp() override
     {
-        db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DB");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(sPath);
-        db->SetSQLDialect(3);
-        SetLoginParams(*db);
-        db->Open();
-        tr = std::make_unique<TpFIBTransaction>();
-        tr->SetName("TR");
-        tr->AddDatabase(db.get());
-        db->SetDefaultTransaction(tr.get());
+        db = OpenTestDatabase(sPath);
+        tr = MakeTestTransaction(*db);
         tr->StartTransaction();
         tr->ExecSQLImmediate("delete from VALS");
     }

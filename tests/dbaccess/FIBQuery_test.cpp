@@ -57,17 +57,8 @@ protected:
     }
     void SetUp() override
     {
-        db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DB");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(sPath);
-        db->SetSQLDialect(3);
-        SetLoginParams(*db, charset);
-        db->Open();
-        tr = std::make_unique<TpFIBTransaction>();
-        tr->SetName("TR");
-        tr->AddDatabase(db.get());
-        db->SetDefaultTransaction(tr.get());
+        db = OpenTestDatabase(sPath, QStringLiteral("DB"), charset);
+        tr = MakeTestTransaction(*db);
         tr->StartTransaction();
         Exec("delete from VALS");
         Exec("delete from T");

@@ -81,16 +81,8 @@ protected:
     }
     void SetUp() override
     {
-        db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DB1");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(sPath);
-        db->SetSQLDialect(3);
-        SetLoginParams(*db);
-        db->Open();
-        tr = std::make_unique<TpFIBTransaction>();
-        tr->SetName("TR1");
-        tr->AddDatabase(db.get());
+        db = OpenTestDatabase(sPath, QStringLiteral("DB1"));
+        tr = MakeTestTransaction(*db, QStringLiteral("TR1"), false);
         Exec("delete from T");
     }
     void TearDown() override
