@@ -352,8 +352,8 @@ class TNumericField : public TField {
 protected:
     using TField::TField;
     QString FormatNumber(double value, bool displayText, const QString& plain) const;
-    // Whether a format applies to the text of that kind (FormatNumber ignores plain then).
-    bool HasTextFormat(bool displayText) const;
+    // The format for a text of that kind: the edit text falls back to the display format.
+    QString TextFormat(bool displayText) const;
 };
 
 class TIntegerField : public TNumericField {

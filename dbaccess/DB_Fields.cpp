@@ -364,15 +364,15 @@ TGuidField::TGuidField(TDataSet* dataSet, const QString& name, const QString& fi
 // Numbers
 // =====================================================================
 
-QString TNumericField::FormatNumber(double value, bool displayText, const QString& plain) const
+QString TNumericField::TextFormat(bool displayText) const
 {
-    const QString format = displayText || EditFormat().isEmpty() ? DisplayFormat() : EditFormat();
-    return format.isEmpty() ? plain : FormatFloat(format, value);
+    return displayText || EditFormat().isEmpty() ? DisplayFormat() : EditFormat();
 }
 
-bool TNumericField::HasTextFormat(bool displayText) const
+QString TNumericField::FormatNumber(double value, bool displayText, const QString& plain) const
 {
-    return !(displayText || EditFormat().isEmpty() ? DisplayFormat() : EditFormat()).isEmpty();
+    const QString format = TextFormat(displayText);
+    return format.isEmpty() ? plain : FormatFloat(format, value);
 }
 
 TIntegerField::TIntegerField(TDataSet* dataSet, const QString& name, const QString& fieldName)
@@ -515,8 +515,8 @@ QString TFloatField::GetText(bool displayText) const
     double v;
     if (!GetData(&v))
         return QString();
-    if (HasTextFormat(displayText))
-        return FormatNumber(v, displayText, QString());
+    if (const QString format = TextFormat(displayText); !format.isEmpty())
+        return FormatFloat(format, v);
     // Without a format a display shows Precision significant digits.
     return displayText ? DigitsText(v, fPrecision) : FloatToStr(v);
 }
