@@ -36,6 +36,42 @@ void TChartValueList::SetCount(int value)
     ++fStamp;
 }
 
+void TChartValueList::SetCountKeeping(int value, int kept)
+{
+    if (fCount < 0)
+        throw EChartAssertion(TeeMsg_ValuesCountPositive);
+    const int before = fCount;
+    kept = std::max(0, std::min({kept, before, value, Capacity()}));
+    const bool statsCurrent = !fModified && kept == before;
+    const bool orderCurrent = fOrderChecked && fAscending && fOrderCount >= kept && kept > 0;
+    const bool indexCurrent = fRangeIndex && fRangeIndex->BuiltAt(fStamp) && kept > 0;
+    fCount = value;
+    ++fStamp;
+    const TChartValue* v = Data();
+    const int count = std::min(fCount, Capacity());
+    if (orderCurrent) {
+        bool ascending = true;
+        for (int i = kept; i < count && ascending; ++i)
+            ascending = v[i] >= v[i - 1];
+        fAscending = ascending;
+        fOrderData = v;
+        fOrderCount = count;
+    } else {
+        fOrderChecked = false;
+    }
+    if (indexCurrent) {
+        fRangeIndex->Extend(v, count, kept);
+        fRangeIndex->SetStamp(fStamp);
+    }
+    if (statsCurrent) {
+        RecalcStats(kept);
+    } else if (!fModified) {
+        fModified = true;
+        if (fOwner)
+            fOwner->NotifyValue(veModify, -1);
+    }
+}
+
 bool TChartValueList::InAscendingOrder() const
 {
     const TChartValue* v = Data();

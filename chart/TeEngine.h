@@ -87,6 +87,10 @@ public:
 
     int Count() const;
     void SetCount(int value);
+    // The list now holds value entries, of which the first kept stand as before (the
+    // array may have moved): order check, statistics and range index go on from there
+    // rather than over every row again, as a live run's few new rows need.
+    void SetCountKeeping(int value, int kept);
     bool Modified() const { return fModified; }
     void SetModified(bool value);
     // Whether the used entries really stand in ascending order. Worked out once

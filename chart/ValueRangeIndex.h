@@ -13,12 +13,17 @@
 class TValueRangeIndex {
 public:
     // Builds the levels over count values; a block holding a NaN is never passed over.
-    void Build(const double* values, int count);
+    void Build(const double* values, int count) { Make(values, count, 0); }
+    // The same levels once the values from row kept on were appended or replaced (the
+    // array may have moved): only the blocks from the one holding row kept are made again.
+    void Extend(const double* values, int count, int kept);
     // Whether the index was built for these values in this state of the list.
     bool BuiltFor(const double* values, int count, std::uint64_t stamp) const
     {
         return fValues == values && fCount == count && fStamp == stamp;
     }
+    // Whether the index was built for this state of the list, wherever its values are now.
+    bool BuiltAt(std::uint64_t stamp) const { return fCount >= 0 && fStamp == stamp; }
     void SetStamp(std::uint64_t stamp) { fStamp = stamp; }
 
     // The first row in [from, to] whose pixel, as map gives it, lies outside
@@ -96,6 +101,8 @@ public:
     }
 
 private:
+    void Make(const double* values, int count, int kept);
+
     static constexpr int kBits = 5;   // 32 rows, then 32 blocks, per level
     static int Shift(int level) { return kBits * (level + 1); }
     static int Size(int level) { return 1 << Shift(level); }

@@ -165,7 +165,7 @@ int TAutoAktualisierung::Nachladen()
         w->fGeladen = geladen + neu;
         w->fAnzahlSaetze = w->fGeladen;
         if (neu > 0 || geladen != int(werte[0]->size()))
-            w->SerienUebernehmen();
+            w->SerienUebernehmen(geladen);
 
         // The header: remaining time, status and rows, the chosen run kept.
         {

@@ -616,9 +616,9 @@ void TFOOrvexAuswertung::DatenLaden()
         AutoAktualisierung->NachVollLaden();
 }
 
-void TFOOrvexAuswertung::SerienUebernehmen()
+void TFOOrvexAuswertung::SerienUebernehmen(int Behalten)
 {
-    SerienZuweisen();
+    SerienZuweisen(Behalten);
     if (Werkzeuge) {
         Werkzeuge->DatenGeladen(false);
         Werkzeuge->AnsichtAktualisiert();
@@ -627,30 +627,37 @@ void TFOOrvexAuswertung::SerienUebernehmen()
     Chart_T_RF->update();
 }
 
-void TFOOrvexAuswertung::SerienZuweisen()
+void TFOOrvexAuswertung::SerienZuweisen(int Behalten)
 {
     const TChartValuesPtr& x = fZeitstempel ? fWerteZeit : fWerteStd;
-    SerieBelegen(Ser_U.get(), fWerteU, x, fZeitstempel, fAnzahlSaetze);
-    SerieBelegen(Ser_T.get(), fWerteT, x, fZeitstempel, fAnzahlSaetze);
-    SerieBelegen(Ser_rF.get(), fWerteRF, x, fZeitstempel, fAnzahlSaetze);
+    SerieBelegen(Ser_U.get(), fWerteU, x, fZeitstempel, fAnzahlSaetze, Behalten);
+    SerieBelegen(Ser_T.get(), fWerteT, x, fZeitstempel, fAnzahlSaetze, Behalten);
+    SerieBelegen(Ser_rF.get(), fWerteRF, x, fZeitstempel, fAnzahlSaetze, Behalten);
     for (int k = 1; k <= 9; ++k)
-        SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze);
+        SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze, Behalten);
     fXAchseGeaendert = false;
 }
 
 void TFOOrvexAuswertung::SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X,
-                                      bool IstDatum, int Anzahl)
+                                      bool IstDatum, int Anzahl, int Behalten)
 {
     // Before the first load there are no arrays: the series stay empty.
-    const TChartValuesPtr empty = std::make_shared<TChartValues>();
     const int count = X && Y ? Anzahl : 0;
     Serie->BeginUpdate();
-    Serie->XValues()->Value = X ? X : empty;
-    Serie->XValues()->SetCount(count);
-    Serie->XValues()->SetModified(true);
-    Serie->YValues()->Value = Y ? Y : empty;
-    Serie->YValues()->SetCount(count);
-    Serie->YValues()->SetModified(true);
+    if (X && Y && Behalten > 0 && Serie->XValues()->Value == X && Serie->YValues()->Value == Y) {
+        // The same arrays, grown at their end: what the series know of the rows
+        // before stays valid, only the new rows are looked at.
+        Serie->XValues()->SetCountKeeping(count, Behalten);
+        Serie->YValues()->SetCountKeeping(count, Behalten);
+    } else {
+        const TChartValuesPtr empty = std::make_shared<TChartValues>();
+        Serie->XValues()->Value = X ? X : empty;
+        Serie->XValues()->SetCount(count);
+        Serie->XValues()->SetModified(true);
+        Serie->YValues()->Value = Y ? Y : empty;
+        Serie->YValues()->SetCount(count);
+        Serie->YValues()->SetModified(true);
+    }
     Serie->XValues()->SetDateTime(IstDatum);
     Serie->EndUpdate();
     Serie->SetManualData(true);

@@ -136,12 +136,13 @@ public:
     void BtnRohdatenClick();
     void VersuchAnzeigen();
     void DatenLaden();
-    void SerienZuweisen();
-    // The arrays grew by rows appended at their end: the series take the new count,
-    // zoom, axes and the chosen curves stay.
-    void SerienUebernehmen();
+    // Behalten: the leading rows that stand as the series last saw them.
+    void SerienZuweisen(int Behalten = 0);
+    // The arrays grew by rows appended at their end, the first Behalten rows unchanged:
+    // the series take the new count, zoom, axes and the chosen curves stay.
+    void SerienUebernehmen(int Behalten = 0);
     void SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X, bool IstDatum,
-                      int Anzahl);
+                      int Anzahl, int Behalten);
     void Chart_SummenMouseMove(TChart* Sender, Qt::KeyboardModifiers Shift, int X, int Y);
 
     // ---- Curves and channels

@@ -165,3 +165,100 @@ TEST_F(FoldByIndexTest, TheIndexFollowsEveryChangeItIsToldOf)
         s->Pen().SetMode(pmXor);
     EXPECT_EQ(Differences(), 0);
 }
+
+// The index of a live run is extended by the rows after the kept ones; every answer
+// must be the one a look at each row gives, across block and level borders.
+TEST(ValueRangeIndexTest, ExtendedIndexAnswersAsEveryRow)
+{
+    std::mt19937 rng(11);
+    std::normal_distribution<double> noise(0, 50);
+    std::vector<double> values;
+    const auto grow = [&](std::size_t count) {
+        while (values.size() < count)
+            values.push_back(noise(rng));
+    };
+    const auto map = [](double v) { return std::isnan(v) ? 0 : int(std::floor(v)); };
+    const auto check = [&](const TValueRangeIndex& index, const char* what) {
+        const int count = int(values.size());
+        std::uniform_int_distribution<int> row(0, count - 1);
+        for (int q = 0; q < 300; ++q) {
+            int from = row(rng), to = row(rng);
+            if (q % 3 == 0)
+                from = std::max(0, count - 1 - q);   // ranges ending among the newest rows
+            if (from > to)
+                std::swap(from, to);
+            int lo = INT_MAX, hi = INT_MIN, loAt = from, hiAt = from;
+            for (int r = from; r <= to; ++r) {
+                const int p = map(values[std::size_t(r)]);
+                if (p < lo)
+                    lo = p, loAt = r;
+                if (p > hi)
+                    hi = p, hiAt = r;
+            }
+            int gotLo = 0, gotHi = 0;
+            bool lowFirst = false;
+            index.ColumnExtremes(values.data(), from, to, map, gotLo, gotHi, lowFirst);
+            ASSERT_EQ(gotLo, lo) << what << " rows " << from << ".." << to;
+            ASSERT_EQ(gotHi, hi) << what << " rows " << from << ".." << to;
+            if (loAt != hiAt) {
+                ASSERT_EQ(lowFirst, loAt < hiAt) << what << " rows " << from << ".." << to;
+            }
+            int outside = from;
+            while (outside <= to && std::abs(map(values[std::size_t(outside)])) <= 100)
+                ++outside;
+            ASSERT_EQ(index.FirstOutside(values.data(), from, to, -100, 100, map), outside) << what;
+        }
+    };
+
+    TValueRangeIndex index;
+    grow(100000);
+    index.Build(values.data(), int(values.size()));
+    check(index, "built");
+    // Ten rows appended, the array moved by its growth.
+    grow(100010);
+    values.shrink_to_fit();
+    index.Extend(values.data(), int(values.size()), 100000);
+    check(index, "ten appended");
+    // The tail replaced from inside a block: a spike and a gap among the new values.
+    for (std::size_t r = 99990; r < values.size(); ++r)
+        values[r] = noise(rng);
+    values[99995] = 5000;
+    values[100003] = std::numeric_limits<double>::quiet_NaN();
+    grow(100020);
+    index.Extend(values.data(), int(values.size()), 99990);
+    check(index, "tail replaced");
+    // Exactly one block of the third level, then one row more: a level is added.
+    values.resize(32768);
+    index.Build(values.data(), 32768);
+    grow(32769);
+    values[32768] = -7000;
+    index.Extend(values.data(), 32769, 32768);
+    check(index, "new level");
+    // Fewer rows than before: the upper levels go.
+    values.resize(1000);
+    index.Extend(values.data(), 1000, 1000);
+    check(index, "fewer rows");
+}
+
+TEST_F(FoldByIndexTest, RowsAppendedToTheKeptOnesArePaintedAsTheWalk)
+{
+    chart.LeftAxis()->SetMinMax(-40, 60);
+    chart.BottomAxis()->SetMinMax(0, kRows * 0.0105);
+    ASSERT_EQ(Differences(), 0);
+    // The arrays grow at their end as a live run's refresh appends to them; the new
+    // rows reach past everything before, so a missed row shows in the pixels.
+    x->reserve(std::size_t(kRows) + 2000);
+    for (int i = kRows; i < kRows + 2000; ++i)
+        x->push_back(i * 0.01);
+    for (auto& s : series) {
+        TChartValues& y = *s->YValues()->Value;
+        for (int i = kRows; i < kRows + 2000; ++i)
+            y.push_back((i / 100) % 2 ? 55 : -35);
+        s->BeginUpdate();
+        s->XValues()->SetCountKeeping(kRows + 2000, kRows);
+        s->YValues()->SetCountKeeping(kRows + 2000, kRows);
+        s->EndUpdate();
+    }
+    EXPECT_EQ(Differences(), 0);
+    EXPECT_EQ(series[0]->YValues()->MaxValue(), 55);
+}

@@ -1,6 +1,9 @@
 #include "chart/TeEngine.h"
 
+#include <bit>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <limits>
 
 namespace {
 
@@ -594,3 +597,63 @@ TEST_F(BulkRange, AnUnsortedXListGivesTheRowsOfTheWalk)
 }
 
 } // namespace
+
+// A live run grows by a few rows at a time: the list carries its statistics and its
+// order on from the rows it kept, and must end where a look at every row would.
+TEST(ValueList, RowsAppendedToKeptRowsGiveTheFiguresOfAFullLook)
+{
+    auto values = std::make_shared<TChartValues>();
+    for (int i = 0; i < 5000; ++i)
+        values->push_back(i * 0.1 + (i % 7) * 1e-3);
+    TChartValueList l(nullptr, "X");
+    l.Value = values;
+    l.SetCount(5000);
+    l.SetModified(true);
+    ASSERT_TRUE(l.InAscendingOrder());
+    l.MaxValue();
+
+    const auto sameAsFullLook = [&](const char* what) {
+        TChartValueList fresh(nullptr, "F");
+        fresh.Value = std::make_shared<TChartValues>(l.Data(), l.Data() + l.Count());
+        fresh.SetCount(l.Count());
+        // Bit for bit (a NaN included): the sums go on in the order a full pass adds them.
+        const auto bits = [](double v) { return std::bit_cast<std::uint64_t>(v); };
+        EXPECT_EQ(bits(l.MinValue()), bits(fresh.MinValue())) << what;
+        EXPECT_EQ(bits(l.MaxValue()), bits(fresh.MaxValue())) << what;
+        EXPECT_EQ(bits(l.Total()), bits(fresh.Total())) << what;
+        EXPECT_EQ(bits(l.TotalABS()), bits(fresh.TotalABS())) << what;
+        EXPECT_EQ(l.InAscendingOrder(), fresh.InAscendingOrder()) << what;
+    };
+
+    // Appended, the array moved by its growth.
+    for (int i = 0; i < 10; ++i)
+        values->push_back(600 + i);
+    l.SetCountKeeping(5010, 5000);
+    EXPECT_FALSE(l.Modified());
+    EXPECT_TRUE(l.InAscendingOrder());
+    sameAsFullLook("appended");
+
+    // A row out of order among the new ones, then rows in order after it: the list stays out of order.
+    values->push_back(-3);
+    l.SetCountKeeping(5011, 5010);
+    EXPECT_FALSE(l.InAscendingOrder());
+    values->push_back(1e6);
+    l.SetCountKeeping(5012, 5011);
+    sameAsFullLook("out of order");
+
+    // Rows replaced behind the kept ones (the zeros a load left for rows it could not
+    // read): the smallest value went away, so the figures come from every row again.
+    (*values)[5010] = 700;
+    values->push_back(1e6 + 1);
+    l.SetCountKeeping(5013, 5010);
+    EXPECT_TRUE(l.InAscendingOrder());
+    sameAsFullLook("tail replaced");
+
+    // Nothing kept, a NaN among the rows, a count that shrinks.
+    (*values)[17] = std::numeric_limits<double>::quiet_NaN();
+    l.SetCountKeeping(5013, 0);
+    sameAsFullLook("nothing kept");
+    l.SetCountKeeping(100, 100);
+    EXPECT_EQ(l.Count(), 100);
+    sameAsFullLook("fewer rows");
+}

@@ -24,6 +24,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
+#include <algorithm>
 
 namespace {
 const QString Active = QStringLiteral("H3TRB 2026/021");
@@ -139,6 +140,16 @@ protected:
         EXPECT_EQ(i, n);
         tr.Commit();
         db->Close();
+        // The series go on from the rows they kept: their figures are those of every row.
+        const std::pair<TFastLineSeries*, const TChartValues*> serien[] = {
+            {w->Ser_T.get(), werte[2]}, {w->Ser_rF.get(), werte[3]}, {w->fSerI[1], werte[5]}};
+        for (const auto& [serie, y] : serien) {
+            const auto [mn, mx] = std::minmax_element(y->begin(), y->begin() + n);
+            EXPECT_EQ(serie->YValues()->MinValue(), *mn);
+            EXPECT_EQ(serie->YValues()->MaxValue(), *mx);
+            const TChartValue* x = serie->XValues()->Data();
+            EXPECT_EQ(serie->XValues()->InAscendingOrder(), std::is_sorted(x, x + n));
+        }
     }
 
     static inline QTemporaryDir* data = nullptr;
