@@ -70,6 +70,18 @@ int main(int argc, char** argv)
     const long rssLoaded = StatusKb("VmRSS:");
     // The peak of the program itself, before the bench's own loops add theirs.
     const long peakLoaded = StatusKb("VmHWM:");
+    // Where the memory of the rows lies: the dataset's records, the charts' arrays.
+    const double cacheMb = DMorvex->Messdaten->RecordsCache()
+                               ? DMorvex->Messdaten->RecordsCache()->MemoryUsed() / 1048576.0
+                               : 0.0;
+    double arraysMb = 0;
+    for (const TChartValuesPtr& a : {FOOrvexAuswertung->fWerteStd, FOOrvexAuswertung->fWerteZeit,
+                                     FOOrvexAuswertung->fWerteT, FOOrvexAuswertung->fWerteRF, FOOrvexAuswertung->fWerteU})
+        arraysMb += a ? a->capacity() * sizeof(double) / 1048576.0 : 0.0;
+    for (int k = 1; k <= 9; ++k)
+        arraysMb += FOOrvexAuswertung->fWerteI[std::size_t(k)]
+                        ? FOOrvexAuswertung->fWerteI[std::size_t(k)]->capacity() * sizeof(double) / 1048576.0
+                        : 0.0;
 
     // One more paint of both charts over the same curves: the paint floor.
     t.restart();
@@ -96,6 +108,8 @@ int main(int argc, char** argv)
     std::printf("ratio to (plain + paint)      %.2f\n", selectSec / (plainSec + paintSec));
     std::printf("RSS added by the load         %.1f MB\n", (rssLoaded - rssBefore) / 1024.0);
     std::printf("peak after the load (VmHWM)   %.1f MB\n", peakLoaded / 1024.0);
+    std::printf("  of it dataset records       %.1f MB\n", cacheMb);
+    std::printf("  of it curve arrays          %.1f MB\n", arraysMb);
 
     ProgrammEndet = true;
     delete FOOrvexAuswertung;

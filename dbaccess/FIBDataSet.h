@@ -433,6 +433,16 @@ public:
     const TRecordsCache* RecordsCache() const { return fCache.get(); }
     // Rows copied from the server so far.
     int RecordsFetched() const { return fCache ? fCache->Count() - fInserted : 0; }
+
+    // Whole columns at once, for a caller that takes every row into arrays: whether
+    // the fields' AsFloat is their stored number (float and date-time fields of this
+    // dataset, not rounded) and the rows are all fetched, unfiltered and unedited.
+    // Otherwise the rows must be walked with the cursor.
+    bool CanReadFloats(const std::vector<TField*>& fields) const;
+    // What AsFloat of fields[k] answers on each of the rows the cursor would visit
+    // from the first on, into out[k][0 .. rows), rows as many as there are; the
+    // cursor does not move. Only after CanReadFloats said yes for these fields.
+    int ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out) const;
     TCachedUpdateStatus CachedUpdateStatus() const;
 
     TNotifyEvent TransactionEnding;

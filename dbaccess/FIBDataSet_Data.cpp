@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <typeinfo>
 
 using namespace fibds;
 
@@ -158,6 +159,43 @@ double TFIBCustomDataSet::FloatOf(const TFIBFieldDescr& d, const std::byte* p)
     case SQL_BOOLEAN: return Load<std::uint8_t>(p) ? 1.0 : 0.0;
     default: return 0.0;
     }
+}
+
+bool TFIBCustomDataSet::CanReadFloats(const std::vector<TField*>& fields) const
+{
+    if (!Active() || !fCache || !fAllFetched || Filtered() || State() != dsBrowse || fInserted != 0 ||
+        fDeleted != 0 || fCache->HasOld())
+        return false;
+    for (const TField* f : fields) {
+        if (!f || f->DataSet() != this || f->FieldKind() != fkData || f->FieldNo() < 1 ||
+            f->FieldNo() > static_cast<int>(fDescr.size()))
+            return false;
+        // Only the classes whose AsFloat is the stored number, or 0 for a null.
+        const auto* number = dynamic_cast<const TFIBFloatField*>(f);
+        const bool plain = (number && typeid(*f) == typeid(TFIBFloatField) && !number->RoundByScale) ||
+                           typeid(*f) == typeid(TFIBDateTimeField);
+        const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(f->FieldNo() - 1)];
+        if (!plain || IsTextType(d.SqlType) || d.IsLongString || d.BlobIndex >= 0)
+            return false;
+    }
+    return true;
+}
+
+int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out) const
+{
+    const int rows = VisibleCount();
+    std::vector<const TFIBFieldDescr*> descr;
+    for (const TField* f : fields)
+        descr.push_back(&fDescr[static_cast<std::size_t>(f->FieldNo() - 1)]);
+    std::vector<int> cols;
+    for (const TField* f : fields)
+        cols.push_back(f->FieldNo() - 1);
+    for (int pos = 0; pos < rows; ++pos) {
+        const std::byte* rec = fCache->Record(RowAt(pos));
+        for (std::size_t k = 0; k < fields.size(); ++k)
+            out[k][pos] = rec[fNullOffset + cols[k]] != std::byte(0) ? 0.0 : FloatOf(*descr[k], rec + descr[k]->Offset);
+    }
+    return rows;
 }
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)

@@ -12,6 +12,8 @@
 #include <QCoreApplication>
 #include <QDate>
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <QTime>
 
 class DataSetTest : public ::testing::Test {
@@ -258,6 +260,63 @@ TEST_F(DataSetTest, LongTextCostsOnlyItsTrimmedLengthAndCharFieldsAreTrimmed)
     ds->SetOptions(ds->Options() & ~poTrimCharFields);
     ds->Open();
     EXPECT_EQ(ds->FieldByName("CH")->AsString(), "abc       ");
+}
+
+// Whole columns read from the fetched rows must be what the fields give row by row,
+// nulls, time stamps, scaled numbers and a client sort included; a field whose
+// AsFloat is more than the stored number sends the caller back to the cursor.
+TEST_F(DataSetTest, ColumnsReadAtOnceAreWhatTheFieldsGiveRowByRow)
+{
+    for (int i = 1; i <= 40; ++i)
+        Exec(i % 7 == 0 ? QStringLiteral("insert into VALS (ID) values (%1)").arg(i)
+                        : QStringLiteral("insert into VALS (ID, N52, F, DP, TS, CH) values (%1, %2, %3, %4, "
+                                         "dateadd(%1 * 997 millisecond to timestamp '2026-03-29 01:59:58.0010'), 'x')")
+                              .arg(i)
+                              .arg(i * 1.25 - 20)
+                              .arg(i / 3.0)
+                              .arg(1.0 / i, 0, 'g', 17));
+    ds = MakeDataSet("select * from VALS order by ID");
+    ds->Open();
+    const std::vector<TField*> fields{ds->FieldByName("N52"), ds->FieldByName("F"), ds->FieldByName("DP"),
+                                      ds->FieldByName("TS")};
+    EXPECT_FALSE(ds->CanReadFloats(fields)) << "rows still on the server";
+    ds->FetchAll();
+    ds->DoSort({"DP"}, {false});   // the cursor's order, not the slots'
+    ASSERT_TRUE(ds->CanReadFloats(fields));
+
+    std::vector<std::vector<double>> columns(fields.size(), std::vector<double>(40, -1.0));
+    std::vector<double*> out;
+    for (auto& c : columns)
+        out.push_back(c.data());
+    ds->First();
+    const TBookmark before = ds->Bookmark();
+    ASSERT_EQ(ds->ReadFloats(fields, out), 40);
+    EXPECT_EQ(ds->Bookmark(), before) << "the cursor stays";
+    int row = 0;
+    for (ds->First(); !ds->Eof(); ds->Next(), ++row)
+        for (std::size_t k = 0; k < fields.size(); ++k)
+            ASSERT_EQ(std::bit_cast<std::uint64_t>(columns[k][std::size_t(row)]),
+                      std::bit_cast<std::uint64_t>(fields[k]->AsFloat()))
+                << fields[k]->FieldName().toStdString() << " row " << row;
+    EXPECT_EQ(row, 40);
+
+    // Fields that read otherwise than their stored number, and rows that are not all there to read.
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("I")}));
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("CH")}));
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("BI")}));
+    auto* rounded = dynamic_cast<TFIBFloatField*>(ds->FieldByName("N52"));
+    ASSERT_NE(rounded, nullptr);
+    rounded->RoundByScale = true;
+    EXPECT_FALSE(ds->CanReadFloats(fields));
+    rounded->RoundByScale = false;
+    ds->SetFilter("ID > 20");
+    ds->SetFiltered(true);
+    EXPECT_FALSE(ds->CanReadFloats(fields));
+    ds->SetFiltered(false);
+    ds->Edit();
+    EXPECT_FALSE(ds->CanReadFloats(fields));
+    ds->Cancel();
+    EXPECT_TRUE(ds->CanReadFloats(fields));
 }
 
 TEST_F(DataSetTest, SortLocateLookupAndBookmarks)

@@ -183,6 +183,9 @@ TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStored
         EXPECT_NEAR(w->fWerteZeit->at(row), r.Zeitpunkt, 1e-6);
     }
     EXPECT_EQ(w->fBauteil[1], run.BT[0]);
+    // The load went through the rows to their end, and the cursor stays there.
+    EXPECT_TRUE(DMorvex->Messdaten->Eof());
+    EXPECT_EQ(DMorvex->Messdaten->RecNo(), run.Zeilen);
 }
 
 TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
