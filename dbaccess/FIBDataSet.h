@@ -440,9 +440,10 @@ public:
     // Otherwise the rows must be walked with the cursor.
     bool CanReadFloats(const std::vector<TField*>& fields) const;
     // What AsFloat of fields[k] answers on each of the rows the cursor would visit
-    // from the first on, into out[k][0 .. rows), rows as many as there are; the
-    // cursor does not move. Only after CanReadFloats said yes for these fields.
-    int ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out) const;
+    // from the first on, into out[k][0 .. rows), at most maxRows rows; the number
+    // read is returned and the cursor does not move. Only after CanReadFloats said
+    // yes for these fields.
+    int ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out, int maxRows) const;
     TCachedUpdateStatus CachedUpdateStatus() const;
 
     TNotifyEvent TransactionEnding;

@@ -181,9 +181,10 @@ bool TFIBCustomDataSet::CanReadFloats(const std::vector<TField*>& fields) const
     return true;
 }
 
-int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out) const
+int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out,
+                                   int maxRows) const
 {
-    const int rows = VisibleCount();
+    const int rows = std::clamp(VisibleCount(), 0, std::max(maxRows, 0));
     std::vector<const TFIBFieldDescr*> descr;
     for (const TField* f : fields)
         descr.push_back(&fDescr[static_cast<std::size_t>(f->FieldNo() - 1)]);

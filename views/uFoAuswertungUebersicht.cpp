@@ -601,9 +601,10 @@ void TFOOrvexAuswertung::DatenLaden()
         // Column by column from the fetched rows: the same numbers as the walk below,
         // without a cursor step and fourteen field reads per row. The cursor ends
         // where the walk leaves it, at the end.
-        i = static_cast<std::size_t>(md->ReadFloats(spalten, {std_, zeit, wt, wrf, wu, werteI[1], werteI[2], werteI[3],
-                                                             werteI[4], werteI[5], werteI[6], werteI[7], werteI[8],
-                                                             werteI[9]}));
+        const std::vector<double*> ziele{std_,      zeit,      wt,        wrf,       wu,
+                                         werteI[1], werteI[2], werteI[3], werteI[4], werteI[5],
+                                         werteI[6], werteI[7], werteI[8], werteI[9]};
+        i = static_cast<std::size_t>(md->ReadFloats(spalten, ziele, static_cast<int>(n)));
         for (int k = 1; k <= 9; ++k)
             for (std::size_t r = 0; r < i; ++r)
                 werteI[k][r] = static_cast<double>(werteI[k][r] / teiler);

@@ -290,7 +290,9 @@ TEST_F(DataSetTest, ColumnsReadAtOnceAreWhatTheFieldsGiveRowByRow)
         out.push_back(c.data());
     ds->First();
     const TBookmark before = ds->Bookmark();
-    ASSERT_EQ(ds->ReadFloats(fields, out), 40);
+    EXPECT_EQ(ds->ReadFloats(fields, out, 3), 3) << "no more than the arrays hold";
+    EXPECT_EQ(columns[0][3], -1.0);
+    ASSERT_EQ(ds->ReadFloats(fields, out, 1000), 40);
     EXPECT_EQ(ds->Bookmark(), before) << "the cursor stays";
     int row = 0;
     for (ds->First(); !ds->Eof(); ds->Next(), ++row)
