@@ -17,6 +17,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <cstdio>
+#include <vector>
 
 int main(int argc, char** argv)
 {
@@ -74,14 +75,12 @@ int main(int argc, char** argv)
     const double cacheMb = DMorvex->Messdaten->RecordsCache()
                                ? DMorvex->Messdaten->RecordsCache()->MemoryUsed() / 1048576.0
                                : 0.0;
+    const TFOOrvexAuswertung& w = *FOOrvexAuswertung;
+    std::vector<TChartValuesPtr> arrays{w.fWerteStd, w.fWerteZeit, w.fWerteT, w.fWerteRF, w.fWerteU};
+    arrays.insert(arrays.end(), w.fWerteI.begin() + 1, w.fWerteI.begin() + 10);
     double arraysMb = 0;
-    for (const TChartValuesPtr& a : {FOOrvexAuswertung->fWerteStd, FOOrvexAuswertung->fWerteZeit,
-                                     FOOrvexAuswertung->fWerteT, FOOrvexAuswertung->fWerteRF, FOOrvexAuswertung->fWerteU})
+    for (const TChartValuesPtr& a : arrays)
         arraysMb += a ? a->capacity() * sizeof(double) / 1048576.0 : 0.0;
-    for (int k = 1; k <= 9; ++k)
-        arraysMb += FOOrvexAuswertung->fWerteI[std::size_t(k)]
-                        ? FOOrvexAuswertung->fWerteI[std::size_t(k)]->capacity() * sizeof(double) / 1048576.0
-                        : 0.0;
 
     // One more paint of both charts over the same curves: the paint floor.
     t.restart();

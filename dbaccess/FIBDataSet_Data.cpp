@@ -185,16 +185,15 @@ int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std:
                                    int maxRows) const
 {
     const int rows = std::clamp(VisibleCount(), 0, std::max(maxRows, 0));
-    std::vector<const TFIBFieldDescr*> descr;
-    for (const TField* f : fields)
-        descr.push_back(&fDescr[static_cast<std::size_t>(f->FieldNo() - 1)]);
     std::vector<int> cols;
     for (const TField* f : fields)
         cols.push_back(f->FieldNo() - 1);
     for (int pos = 0; pos < rows; ++pos) {
         const std::byte* rec = fCache->Record(RowAt(pos));
-        for (std::size_t k = 0; k < fields.size(); ++k)
-            out[k][pos] = rec[fNullOffset + cols[k]] != std::byte(0) ? 0.0 : FloatOf(*descr[k], rec + descr[k]->Offset);
+        for (std::size_t k = 0; k < cols.size(); ++k) {
+            const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(cols[k])];
+            out[k][pos] = rec[fNullOffset + cols[k]] != std::byte(0) ? 0.0 : FloatOf(d, rec + d.Offset);
+        }
     }
     return rows;
 }
