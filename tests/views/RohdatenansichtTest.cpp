@@ -28,6 +28,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QProcess>
 #include <QDateTime>
@@ -1017,7 +1018,13 @@ TEST(SaveDialogTest, ANameInAMissingFolderIsRefusedAndTheDialogStays)
         if (auto* fd = qobject_cast<QFileDialog*>(modal)) {
             seen << QStringLiteral("Datei");
             if (step++ == 0) {
-                fd->selectFile(missing);
+                // Typed as a user types it: selectFile leaves a focused name field alone.
+                auto* name = fd->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+                if (!name) {
+                    fd->reject();
+                    return;
+                }
+                name->setText(missing);
                 QMetaObject::invokeMethod(fd, "accept");   // as the Save button does
             } else {
                 seen << fd->selectedFiles().value(0);
