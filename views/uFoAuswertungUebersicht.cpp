@@ -623,15 +623,22 @@ void TFOOrvexAuswertung::DatenLaden()
             werteI[k][i] = static_cast<double>(current[k]->AsFloat() / teiler);
         md->Next();
     }
+    // Most often the count agrees with the rows read: the series take them now and
+    // work out what the paint needs while the count is still out.
+    fAnzahlSaetze = static_cast<int>(geholt);
+    fGeladen = static_cast<int>(i);
+    SerienZuweisen();
+    SerienVorbereiten();
     fAnzahlSaetze = zaehlung.Result();
     // Rows deleted between fetch and count shorten the arrays, rows added lengthen
     // them with a tail of 0.
     const auto n = static_cast<std::size_t>(std::max(fAnzahlSaetze, 0));
-    if (n != geholt)
+    if (n != geholt) {
         for (TChartValuesPtr* v : alle)
             (*v)->resize(n);
-    fGeladen = static_cast<int>(std::min(i, n));
-    SerienZuweisen();
+        fGeladen = static_cast<int>(std::min(i, n));
+        SerienZuweisen();
+    }
     if (Werkzeuge)
         Werkzeuge->DatenGeladen();
     ChartsAktualisieren();
@@ -661,6 +668,19 @@ void TFOOrvexAuswertung::SerienZuweisen(int Behalten)
     for (int k = 1; k <= 9; ++k)
         SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze, Behalten);
     fXAchseGeaendert = false;
+}
+
+void TFOOrvexAuswertung::SerienVorbereiten()
+{
+    std::vector<TFastLineSeries*> alle{Ser_U.get(), Ser_T.get(), Ser_rF.get()};
+    for (int k = 1; k <= 9; ++k)
+        alle.push_back(fSerI[k]);
+    for (TFastLineSeries* s : alle) {
+        s->XValues()->MinValue();
+        s->XValues()->InAscendingOrder();
+        s->YValues()->MinValue();
+        s->YValues()->RangeIndex();
+    }
 }
 
 void TFOOrvexAuswertung::SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X,
