@@ -312,29 +312,47 @@ void TChartValueList::RecalcStats(int start)
         fCount = length;   // repair a count that outran its array
     if (fCount < 1) {
         fMaxValue = fMinValue = fTotal = fTotalABS = 0;
+        fTotalsCount = std::max(fCount, 0);
         fModified = false;
         return;
     }
     const TChartValue* v = Value->data();
-    if (start == 0) {
-        fMinValue = fMaxValue = fTotal = v[0];
-        fTotalABS = std::abs(v[0]);
-    }
-    TChartValue mn = fMinValue, mx = fMaxValue, total = fTotal, totalAbs = fTotalABS;
+    if (start == 0)
+        fMinValue = fMaxValue = v[0];
+    TChartValue mn = fMinValue, mx = fMaxValue;
     for (int i = std::max(start, 1); i < fCount; ++i) {
         const TChartValue x = v[i];
         if (x < mn)
             mn = x;
         else if (x > mx)
             mx = x;
-        total += x;
-        totalAbs += std::abs(x);
     }
     fMinValue = mn;
     fMaxValue = mx;
+    // The sums are a chain of additions each paint would wait for, and hardly ever
+    // asked: they go on from the rows they had, or are made when asked.
+    if (start > 0 && fTotalsCount == start)
+        SumTotals(start);
+    else
+        fTotalsCount = -1;
+    fModified = false;
+}
+
+void TChartValueList::SumTotals(int start)
+{
+    const TChartValue* v = Value->data();
+    if (start == 0) {
+        fTotal = v[0];
+        fTotalABS = std::abs(v[0]);
+    }
+    TChartValue total = fTotal, totalAbs = fTotalABS;
+    for (int i = std::max(start, 1); i < fCount; ++i) {
+        total += v[i];
+        totalAbs += std::abs(v[i]);
+    }
     fTotal = total;
     fTotalABS = totalAbs;
-    fModified = false;
+    fTotalsCount = fCount;
 }
 
 TChartValue TChartValueList::MaxValue()
@@ -355,6 +373,8 @@ TChartValue TChartValueList::Total()
 {
     if (fModified)
         RecalcStats(0);
+    if (fTotalsCount != fCount)
+        SumTotals(0);
     return fTotal;
 }
 
@@ -362,6 +382,8 @@ TChartValue TChartValueList::TotalABS()
 {
     if (fModified)
         RecalcStats(0);
+    if (fTotalsCount != fCount)
+        SumTotals(0);
     return fTotalABS;
 }
 

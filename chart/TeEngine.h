@@ -122,6 +122,7 @@ public:
 
 private:
     void Grow();
+    void SumTotals(int start);
     void Unshare();
     int CompareRows(int a, int b) const;
     // Every change of the values goes through here.
@@ -140,6 +141,7 @@ private:
     TChartListOrder fOrder = loNone;
     bool fDateTime = false;
     TChartValue fMaxValue = 0, fMinValue = 0, fTotal = 0, fTotalABS = 0;
+    int fTotalsCount = 0;   // the leading rows fTotal and fTotalABS hold; -1 when out of date
     // The answer of InAscendingOrder and what it was given for.
     mutable bool fOrderChecked = false;
     mutable bool fAscending = false;
