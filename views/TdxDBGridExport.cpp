@@ -4,9 +4,15 @@
 
 #include <QLocale>
 #include <QSaveFile>
+#include <QThread>
 #include <QtEndian>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
 
 namespace {
 constexpr qsizetype FlushSize = 1 << 16;
@@ -219,12 +225,11 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
         WriteHeader();
         if (ds->Active()) {
             if (all) {
-                ds->First();
-                while (!ds->Eof()) {
-                    WriteRow(nullptr);
-                    ++RowNumber;
-                    ds->Next();
-                }
+                if (!WriteAllRows())
+                    for (ds->First(); !ds->Eof(); ds->Next()) {
+                        WriteRow(nullptr);
+                        ++RowNumber;
+                    }
             } else {
                 for (int row : selected) {
                     ds->SetRecNo(row + 1);
@@ -252,6 +257,13 @@ void TdxDBGridExport::Write(const char* data, qsizetype size)
     fBuffer.append(data, size);
     if (fBuffer.size() >= FlushSize)
         Flush();
+}
+
+void TdxDBGridExport::WriteBlock(QByteArray block)
+{
+    Flush();
+    fBuffer = std::move(block);
+    Flush();
 }
 
 void TdxDBGridExport::Flush()
@@ -302,30 +314,218 @@ void TdxDBGridExportText::WriteHeader()
     WriteLine(QString());
 }
 
+void TdxDBGridExportText::AppendLine(QByteArray& out, const std::vector<QString>& texts,
+                                     QStringEncoder& encoder) const
+{
+    // Rows of numbers are plain ASCII: their texts go straight into the line's bytes,
+    // room for the whole line made once, and only a row with other characters is
+    // joined and encoded.
+    const qsizetype at = out.size();
+    const std::size_t count = texts.size();
+    qsizetype length = 2;
+    for (const QString& t : texts)
+        length += t.size();
+    if (count > 0)
+        length += static_cast<qsizetype>(count - 1) * Separator.size() +
+                  static_cast<qsizetype>(count) * (BeginMark.size() + EndMark.size());
+    out.resize(at + length);
+    char* to = out.data() + at;
+    char16_t high = 0;
+    const auto put = [&to, &high](QStringView text) {
+        const char16_t* from = text.utf16();
+        for (qsizetype i = 0, n = text.size(); i < n; ++i) {
+            high |= from[i];
+            *to++ = static_cast<char>(from[i]);
+        }
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0)
+            put(Separator);
+        put(BeginMark);
+        put(texts[i]);
+        put(EndMark);
+    }
+    *to++ = '\r';
+    *to++ = '\n';
+    if (high < 0x80)
+        return;
+    out.truncate(at);
+    QString line;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0)
+            line += Separator;
+        line += BeginMark + texts[i] + EndMark;
+    }
+    out.append(encoder.encode(line));
+    out.append("\r\n", 2);
+}
+
 void TdxDBGridExportText::WriteRow(TdxDBGridNode*)
 {
     const std::size_t count = fFields.size();
     fTexts.resize(count);
     for (std::size_t i = 0; i < count; ++i)
         fTexts[i] = fFields[i] ? fFields[i]->DisplayText() : QString();
-    // Rows of numbers are plain ASCII: their texts go straight into the line's
-    // bytes, and only a row with other characters is joined and encoded.
     fBytes.resize(0);
-    bool ascii = true;
-    for (std::size_t i = 0; i < count && ascii; ++i)
-        ascii = (i == 0 || AppendAscii(fBytes, Separator)) && AppendAscii(fBytes, BeginMark)
-                && AppendAscii(fBytes, fTexts[i]) && AppendAscii(fBytes, EndMark);
-    if (!ascii) {
-        QString line;
-        for (std::size_t i = 0; i < count; ++i) {
-            if (i > 0)
-                line += Separator;
-            line += BeginMark + fTexts[i] + EndMark;
-        }
-        fBytes = fEncoder.encode(line);
-    }
-    fBytes.append("\r\n", 2);
+    AppendLine(fBytes, fTexts, fEncoder);
     Write(fBytes);
+}
+
+namespace {
+// Chunks formatted by several threads and handed to the writer in their order. A
+// thread claims the next chunk only while it lies within the window ahead of the one
+// being written, so that memory stays bounded; the writing thread formats chunks itself
+// while it waits. A chunk's failure is raised when its turn to be written comes, so the
+// first failing row of the file is the one reported, as with the cursor.
+class TChunkPipeline {
+public:
+    using TFormat = std::function<void(int chunk, QByteArray& out)>;
+    TChunkPipeline(int chunks, const TFormat& format) : fChunks(chunks), fFormat(format), fSlots(Window) {}
+    TChunkPipeline(const TChunkPipeline&) = delete;
+    TChunkPipeline& operator=(const TChunkPipeline&) = delete;
+    ~TChunkPipeline()
+    {
+        {
+            const std::lock_guard lock(fMutex);
+            fStop = true;
+        }
+        fChanged.notify_all();
+        for (std::thread& t : fThreads)
+            t.join();
+    }
+
+    void Run(int helpers, const std::function<void(QByteArray)>& write)
+    {
+        for (int i = 0; i < helpers; ++i)
+            fThreads.emplace_back([this] {
+                for (;;) {
+                    int chunk;
+                    {
+                        std::unique_lock lock(fMutex);
+                        chunk = Claim(lock, true);
+                    }
+                    if (chunk < 0)
+                        return;
+                    Format(chunk);
+                }
+            });
+        for (int chunk = 0; chunk < fChunks; ++chunk) {
+            std::unique_lock lock(fMutex);
+            TSlot& slot = fSlots[static_cast<std::size_t>(chunk % Window)];
+            while (!slot.Ready) {
+                if (const int own = Claim(lock, false); own >= 0) {
+                    lock.unlock();
+                    Format(own);
+                    lock.lock();
+                } else {
+                    fChanged.wait(lock);
+                }
+            }
+            QByteArray bytes = std::move(slot.Bytes);
+            const std::exception_ptr error = slot.Error;
+            slot = TSlot();
+            ++fWritten;
+            lock.unlock();
+            fChanged.notify_all();
+            if (error)
+                std::rethrow_exception(error);
+            write(std::move(bytes));
+        }
+    }
+
+private:
+    static constexpr int Window = 8;
+    struct TSlot {
+        QByteArray Bytes;
+        std::exception_ptr Error;
+        bool Ready = false;
+    };
+
+    // The next chunk to format; -1 when there is none left (or the work stops), and
+    // without waiting -1 also while the window is full.
+    int Claim(std::unique_lock<std::mutex>& lock, bool wait)
+    {
+        for (;;) {
+            if (fStop || fNext >= fChunks)
+                return -1;
+            if (fNext < fWritten + Window)
+                return fNext++;
+            if (!wait)
+                return -1;
+            fChanged.wait(lock);
+        }
+    }
+
+    void Format(int chunk)
+    {
+        QByteArray bytes;
+        std::exception_ptr error;
+        try {
+            fFormat(chunk, bytes);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        {
+            const std::lock_guard lock(fMutex);
+            TSlot& slot = fSlots[static_cast<std::size_t>(chunk % Window)];
+            slot.Bytes = std::move(bytes);
+            slot.Error = error;
+            slot.Ready = true;
+        }
+        fChanged.notify_all();
+    }
+
+    const int fChunks;
+    const TFormat& fFormat;
+    std::vector<TSlot> fSlots;
+    std::vector<std::thread> fThreads;
+    std::mutex fMutex;
+    std::condition_variable fChanged;
+    int fNext = 0;
+    int fWritten = 0;
+    bool fStop = false;
+};
+}
+
+bool TdxDBGridExportText::WriteAllRows()
+{
+    fCacheUsed = false;
+    auto* fib = ReadCache ? dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet()) : nullptr;
+    if (!fib)
+        return false;
+    // Columns without a field stay empty, as WriteRow leaves them.
+    std::vector<const TField*> fields;
+    std::vector<int> reader;
+    for (const TField* f : fFields) {
+        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
+        if (f)
+            fields.push_back(f);
+    }
+    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    if (!texts)
+        return false;
+    fCacheUsed = true;
+    const int rows = texts->RowCount();
+    const int chunks = (rows + ChunkRows - 1) / ChunkRows;
+    // Each thread has its own encoder and row texts; the dataset and fields are only read.
+    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+        QStringEncoder encoder("windows-1252");
+        std::vector<QString> line(reader.size());
+        const int first = chunk * ChunkRows;
+        const int last = std::min(rows, first + ChunkRows);
+        out.reserve(static_cast<qsizetype>(last - first) * 160);
+        for (int pos = first; pos < last; ++pos) {
+            for (std::size_t k = 0; k < reader.size(); ++k)
+                line[k] = reader[k] >= 0 ? texts->Text(pos, reader[k]) : QString();
+            AppendLine(out, line, encoder);
+        }
+    };
+    const int threads = Threads > 0 ? Threads : std::clamp(QThread::idealThreadCount(), 1, 4);
+    const int helpers = std::min(threads, chunks) - 1;
+    TChunkPipeline pipeline(chunks, format);
+    pipeline.Run(helpers, [this](QByteArray block) { WriteBlock(std::move(block)); });
+    RowNumber = rows;
+    return true;
 }
 
 // ---------------------------------------------------------------- worksheet
