@@ -396,7 +396,7 @@ void TFIBCustomDataSet::BuildDescriptors()
     const int n = cols.Count();
     fDescr.assign(static_cast<std::size_t>(n), TFIBFieldDescr());
     fNullOffset = FlagsOffset + 1;
-    int offset = fNullOffset + n;
+    int offset = fNullOffset + NullBytes(n);
     fLongCount = 0;
     fBlobCount = 0;
     for (int i = 0; i < n; ++i) {
@@ -637,7 +637,7 @@ void TFIBCustomDataSet::CopyColumn(int col, const XSQLVAR& v, int row, std::byte
 {
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     const bool isNull = (v.sqltype & 1) && v.sqlind && *v.sqlind == -1;
-    rec[fNullOffset + col] = std::byte(isNull ? 1 : 0);
+    SetNullBit(rec, fNullOffset, col, isNull);
     if (d.IsLongString && longs) {
         // Into an edit copy: the row's own text, trimmed as the store keeps it.
         QByteArray& text = (*longs)[static_cast<std::size_t>(d.LongStringIndex)];

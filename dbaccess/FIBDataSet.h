@@ -181,12 +181,16 @@ public:
     QByteArray Get(int row) const;
     const char* Data(int row, int& length) const;
     void Clear();
-    std::size_t Bytes() const { return fData.size(); }
+    // The room the texts and their row index take.
+    std::size_t Bytes() const { return fData.size() + fAt.size() * sizeof(std::uint32_t); }
 
 private:
-    std::vector<std::uint32_t> fStart;
-    std::vector<std::uint32_t> fLength;
+    // Per row where its text lies in fData, one past its length word; 0 for none.
+    // A row that repeats the text stored last shares it: long runs write the same
+    // event text on most rows.
+    std::vector<std::uint32_t> fAt;
     std::vector<char> fData;
+    std::uint32_t fLast = 0;
 };
 
 // The content of one blob column as a record buffer holds it: read from the server
@@ -417,6 +421,8 @@ public:
     // Rows of the select as the server counts them now, in the dataset's transaction
     // and with its parameters; fetched, inserted and deleted rows play no part.
     int ServerRecordCount() const;
+    // The statement of that count, prepared and with the dataset's parameters set.
+    std::unique_ptr<TFIBQuery> PrepareServerRecordCount() const;
     void CloseOpen(bool fetchAll);
     // Reopens and stands on the same row again (by row number when it still exists).
     void FullRefresh();

@@ -11,31 +11,44 @@ using namespace fibds;
 void TStringCollection::Set(int row, const char* data, int length, bool trim)
 {
     const auto r = static_cast<std::size_t>(row);
-    if (fStart.size() <= r) {
-        fStart.resize(r + 1, 0);
-        fLength.resize(r + 1, 0);
-    }
+    if (fAt.size() <= r)
+        fAt.resize(r + 1, 0);
     if (trim)
         length = TrimmedLength(data, length);
-    // An empty text clears the slot; an edit that fits reuses the old room.
-    if (length <= static_cast<int>(fLength[r]) && length > 0) {
-        std::memcpy(fData.data() + fStart[r], data, static_cast<std::size_t>(length));
-    } else if (length > 0) {
-        fStart[r] = static_cast<std::uint32_t>(fData.size());
-        fData.insert(fData.end(), data, data + length);
+    if (length <= 0) {
+        fAt[r] = 0;
+        return;
     }
-    fLength[r] = static_cast<std::uint32_t>(length);
+    const auto n = static_cast<std::uint32_t>(length);
+    if (fLast) {
+        std::uint32_t lastLength;
+        std::memcpy(&lastLength, fData.data() + fLast - 1, sizeof lastLength);
+        if (lastLength == n && std::memcmp(fData.data() + fLast - 1 + sizeof n, data, n) == 0) {
+            fAt[r] = fLast;
+            return;
+        }
+    }
+    // Texts are shared, so an edit never writes over the old room.
+    const auto at = static_cast<std::uint32_t>(fData.size());
+    const auto* len = reinterpret_cast<const char*>(&n);
+    fData.insert(fData.end(), len, len + sizeof n);
+    fData.insert(fData.end(), data, data + length);
+    fLast = at + 1;
+    fAt[r] = fLast;
 }
 
 const char* TStringCollection::Data(int row, int& length) const
 {
     const auto r = static_cast<std::size_t>(row);
-    if (row < 0 || r >= fStart.size()) {
+    if (row < 0 || r >= fAt.size() || fAt[r] == 0) {
         length = 0;
         return nullptr;
     }
-    length = static_cast<int>(fLength[r]);
-    return length ? fData.data() + fStart[r] : nullptr;
+    const char* p = fData.data() + fAt[r] - 1;
+    std::uint32_t n;
+    std::memcpy(&n, p, sizeof n);
+    length = static_cast<int>(n);
+    return p + sizeof n;
 }
 
 QByteArray TStringCollection::Get(int row) const
@@ -47,9 +60,9 @@ QByteArray TStringCollection::Get(int row) const
 
 void TStringCollection::Clear()
 {
-    fStart.clear();
-    fLength.clear();
+    fAt.clear();
     fData.clear();
+    fLast = 0;
 }
 
 // ---------------------------------------------------------------- cache
@@ -71,15 +84,10 @@ int TRecordsCache::AddRecord()
 {
     const int row = fCount;
     const auto block = static_cast<std::size_t>(row / fRecordsPerBlock);
-    if (block >= fBlocks.size()) {
-        if (fBlocks.size() == fBlocks.capacity())
-            fBlocks.reserve(fBlocks.size() + 10);
+    if (block >= fBlocks.size())
         fBlocks.emplace_back(new std::byte[static_cast<std::size_t>(fBlockSize)]());
-    }
     ++fCount;
-    std::byte* rec = Record(row);
-    std::memset(rec, 0, static_cast<std::size_t>(fRecordSize));
-    Store<qint32>(rec, row);
+    std::memset(Record(row), 0, static_cast<std::size_t>(fRecordSize));
     return row;
 }
 
@@ -193,7 +201,7 @@ std::size_t TRecordsCache::MemoryUsed() const
 {
     std::size_t n = fBlocks.size() * static_cast<std::size_t>(fBlockSize) + Map.capacity() * sizeof(int);
     for (const TStringCollection& s : fStrings)
-        n += s.Bytes() + static_cast<std::size_t>(fCount) * 8;
+        n += s.Bytes();
     for (const auto& [key, blob] : fClientBlobs)
         n += static_cast<std::size_t>(blob.size());
     return n;

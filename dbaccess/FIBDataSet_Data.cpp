@@ -90,7 +90,7 @@ bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
     const std::vector<QByteArray>* longs;
     const std::byte* rec = ReadSource(field, row, longs);
     const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     const ISC_QUAD id = Load<ISC_QUAD>(rec + d.Offset);
@@ -136,7 +136,7 @@ void TFIBCustomDataSet::KeepBlobsInCache()
         const std::byte* rec = fCache->Record(row);
         for (std::size_t i = 0; i < fDescr.size(); ++i) {
             const TFIBFieldDescr& d = fDescr[i];
-            if (d.BlobIndex < 0 || rec[static_cast<std::size_t>(fNullOffset) + i] != std::byte(0)
+            if (d.BlobIndex < 0 || NullBit(rec, fNullOffset, static_cast<int>(i))
                 || fCache->ClientBlob(row, d.BlobIndex))
                 continue;
             fCache->SetClientBlob(row, d.BlobIndex, ServerBlob(Load<ISC_QUAD>(rec + d.Offset)));
@@ -192,7 +192,7 @@ int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std:
         const std::byte* rec = fCache->Record(RowAt(pos));
         for (std::size_t k = 0; k < cols.size(); ++k) {
             const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(cols[k])];
-            out[k][pos] = rec[fNullOffset + cols[k]] != std::byte(0) ? 0.0 : FloatOf(d, rec + d.Offset);
+            out[k][pos] = NullBit(rec, fNullOffset, cols[k]) ? 0.0 : FloatOf(d, rec + d.Offset);
         }
     }
     return rows;
@@ -278,7 +278,7 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
     const std::vector<QByteArray>* longs;
     const std::byte* rec = ReadSource(field, row, longs);
     const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (d.BlobIndex >= 0) {
@@ -302,7 +302,7 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, qint64* value)
     const std::vector<QByteArray>* longs;
     const std::byte* rec = ReadSource(field, row, longs);
     const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (!value)
@@ -346,7 +346,7 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
     const std::vector<QByteArray>* longs;
     const std::byte* rec = ReadSource(field, row, longs);
     const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (d.BlobIndex >= 0) {
@@ -376,7 +376,7 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QByteArray* value)
     const std::vector<QByteArray>* longs;
     const std::byte* rec = ReadSource(field, row, longs);
     const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || rec[fNullOffset + col] != std::byte(0))
+    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
         return false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (d.BlobIndex >= 0)
@@ -410,7 +410,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const double* value)
     TBuf* b = WriteTarget(field);
     const int col = field->FieldNo() - 1;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
-    b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(value ? 0 : 1);
+    SetNullBit(b->Data.data(), fNullOffset, col, !value);
     if (!value)
         return;
     if (IsTextType(d.SqlType) || d.IsLongString) {
@@ -464,7 +464,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const qint64* value)
             return;
         }
         }
-        b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
+        SetNullBit(b->Data.data(), fNullOffset, col, false);
         return;
     }
     if (!value) {
@@ -481,7 +481,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
     const int col = field->FieldNo() - 1;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (!value) {
-        b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(1);
+        SetNullBit(b->Data.data(), fNullOffset, col, true);
         return;
     }
     if (!IsTextType(d.SqlType) && !d.IsLongString && d.BlobIndex < 0) {
@@ -499,7 +499,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
     }
     if (bytes.size() > d.ServerLength)
         bytes.truncate(d.ServerLength);
-    b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
+    SetNullBit(b->Data.data(), fNullOffset, col, false);
     if (d.IsLongString) {
         bytes.truncate(TrimmedLength(bytes.constData(), static_cast<int>(bytes.size())));
         b->Long[static_cast<std::size_t>(d.LongStringIndex)] = bytes;
@@ -521,7 +521,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
     const int col = field->FieldNo() - 1;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     if (!value) {
-        b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(1);
+        SetNullBit(b->Data.data(), fNullOffset, col, true);
         return;
     }
     if (d.IsBlob) {
@@ -534,7 +534,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
 
 void TFIBCustomDataSet::SetBlobData(TBuf* b, const TFIBFieldDescr& d, int col, const QByteArray& bytes)
 {
-    b->Data[static_cast<std::size_t>(fNullOffset + col)] = std::byte(0);
+    SetNullBit(b->Data.data(), fNullOffset, col, false);
     TFIBBlobStream& slot = BlobSlot(b, d.BlobIndex);
     slot.Data = bytes;
     slot.Modified = true;
@@ -558,7 +558,7 @@ void TFIBCustomDataSet::InternalInitRecord(TRecordBuffer buffer)
     b->HasCopy = true;
     b->Data.assign(static_cast<std::size_t>(fStoredSize), std::byte(0));
     for (std::size_t i = 0; i < fDescr.size(); ++i)
-        b->Data[static_cast<std::size_t>(fNullOffset) + i] = std::byte(1);
+        SetNullBit(b->Data.data(), fNullOffset, static_cast<int>(i), true);
     b->Long.assign(static_cast<std::size_t>(fLongCount), QByteArray());
     ReleaseBlobSlots(b);
 }

@@ -97,5 +97,20 @@ inline int FixedWidth(short sqlType, int serverLength)
     }
 }
 
-constexpr int FlagsOffset = 5;
+// A record starts with its update status; the null flags follow.
+constexpr int FlagsOffset = 0;
+
+// A record's null flags: one bit per column, so that a million rows of twenty
+// columns do not spend twenty megabytes on them.
+constexpr int NullBytes(int columns) { return (columns + 7) / 8; }
+inline bool NullBit(const std::byte* rec, int nullOffset, int col)
+{
+    return (rec[nullOffset + (col >> 3)] & std::byte(1u << (col & 7))) != std::byte(0);
+}
+inline void SetNullBit(std::byte* rec, int nullOffset, int col, bool isNull)
+{
+    std::byte& b = rec[nullOffset + (col >> 3)];
+    const auto bit = std::byte(1u << (col & 7));
+    b = isNull ? (b | bit) : (b & ~bit);
+}
 }  // namespace fibds

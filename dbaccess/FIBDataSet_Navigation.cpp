@@ -170,19 +170,25 @@ int TFIBCustomDataSet::GetRecNo() const
     return b->Pos >= 0 ? b->Pos + 1 : 0;
 }
 
+std::unique_ptr<TFIBQuery> TFIBCustomDataSet::PrepareServerRecordCount() const
+{
+    auto q = std::make_unique<TFIBQuery>();
+    q->SetDatabase(Database());
+    q->SetTransaction(Transaction());
+    q->SQL().SetText(QStringLiteral("Select Count(*) from (") + fQSelect->SQL().Text() + QStringLiteral(")"));
+    q->Prepare();
+    TFIBXSQLDA& from = fQSelect->Params();
+    for (int i = 0; i < q->Params().Count() && i < from.Count(); ++i)
+        q->Params()[i].SetValue(from[i].Value());
+    return q;
+}
+
 int TFIBCustomDataSet::ServerRecordCount() const
 {
-    TFIBQuery q;
-    q.SetDatabase(Database());
-    q.SetTransaction(Transaction());
-    q.SQL().SetText(QStringLiteral("Select Count(*) from (") + fQSelect->SQL().Text() + QStringLiteral(")"));
-    q.Prepare();
-    TFIBXSQLDA& from = fQSelect->Params();
-    for (int i = 0; i < q.Params().Count() && i < from.Count(); ++i)
-        q.Params()[i].SetValue(from[i].Value());
-    q.ExecQuery();
-    const int count = q.Eof() ? 0 : q.Current()[0].AsInteger();
-    q.Close();
+    const std::unique_ptr<TFIBQuery> q = PrepareServerRecordCount();
+    q->ExecQuery();
+    const int count = q->Eof() ? 0 : q->Current()[0].AsInteger();
+    q->Close();
     return count;
 }
 
@@ -260,8 +266,8 @@ int TFIBCustomDataSet::CompareRows(const std::vector<int>& cols, const std::vect
     for (std::size_t i = 0; i < cols.size(); ++i) {
         const int col = cols[i];
         const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
-        const bool na = ra[fNullOffset + col] != std::byte(0);
-        const bool nb = rb[fNullOffset + col] != std::byte(0);
+        const bool na = NullBit(ra, fNullOffset, col);
+        const bool nb = NullBit(rb, fNullOffset, col);
         int r = 0;
         // Nulls come first in ascending order.
         if (na || nb) {

@@ -197,7 +197,7 @@ void TFIBCustomDataSet::WriteParam(TFIBXSQLVAR& p, int col, const TWriteRow& w, 
     } else {
         rec = fCache->Record(w.Row);
     }
-    if (rec[fNullOffset + col] != std::byte(0)) {
+    if (NullBit(rec, fNullOffset, col)) {
         p.SetIsNull(true);
         return;
     }
@@ -384,7 +384,7 @@ void TFIBCustomDataSet::RollbackAfterFailedWrite()
 void TFIBCustomDataSet::WriteCopyToCache(TBuf* b, int row, std::uint8_t status)
 {
     std::byte* rec = fCache->WriteRecord(row);
-    std::memcpy(rec + 4, b->Data.data() + 4, static_cast<std::size_t>(fStoredSize - 4));
+    std::memcpy(rec, b->Data.data(), static_cast<std::size_t>(fStoredSize));
     Store<std::uint8_t>(rec + FlagsOffset, status);
     for (std::size_t i = 0; i < fDescr.size(); ++i) {
         const TFIBFieldDescr& d = fDescr[i];
@@ -394,7 +394,7 @@ void TFIBCustomDataSet::WriteCopyToCache(TBuf* b, int row, std::uint8_t status)
             TFIBBlobStream& slot = BlobSlot(b, d.BlobIndex);
             if (!slot.Modified)
                 continue;
-            if (b->Data[static_cast<std::size_t>(fNullOffset) + i] != std::byte(0))
+            if (NullBit(b->Data.data(), fNullOffset, static_cast<int>(i)))
                 fCache->ClearClientBlob(row, d.BlobIndex);
             else
                 fCache->SetClientBlob(row, d.BlobIndex, slot.Data);
@@ -415,13 +415,12 @@ bool TFIBCustomDataSet::ColumnChanged(const TBuf* b, int col) const
 {
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
     const std::byte* rec = fCache->Record(b->Row);
-    const auto nullAt = static_cast<std::size_t>(fNullOffset + col);
-    if (rec[nullAt] != b->Data[nullAt])
+    if (NullBit(rec, fNullOffset, col) != NullBit(b->Data.data(), fNullOffset, col))
         return true;
     if (d.BlobIndex >= 0)
         return static_cast<std::size_t>(d.BlobIndex) < b->Blobs.size() && b->Blobs[static_cast<std::size_t>(d.BlobIndex)]
                && b->Blobs[static_cast<std::size_t>(d.BlobIndex)]->Modified;
-    if (b->Data[nullAt] != std::byte(0))
+    if (NullBit(b->Data.data(), fNullOffset, col))
         return false;
     if (d.IsLongString)
         return fCache->Strings(d.LongStringIndex).Get(b->Row) != b->Long[static_cast<std::size_t>(d.LongStringIndex)];

@@ -728,6 +728,20 @@ void TFIBQuery::ResetOutput()
     fProcExecuted = false;
 }
 
+bool TFIBQuery::ServerInput(XSQLDA*& in)
+{
+    in = nullptr;
+    // As an execute does: the text may change with the parameters' nulls.
+    if ((fParamCheck && fParams->Count() > 0) || !fPrepared)
+        Prepare();
+    if (fBlobsToWrite || !fHandle)
+        return false;
+    CopyParamsToServer();
+    if (fServerParams->Count() > 0)
+        in = fServerParams->AsXSQLDA();
+    return true;
+}
+
 void TFIBQuery::CopyParamsToServer()
 {
     for (int k = 0; k < fServerParams->Count(); ++k) {

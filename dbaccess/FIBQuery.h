@@ -340,6 +340,10 @@ public:
     TFIBXSQLDA& Current() { return *fCurrent; }
     TFIBXSQLDA& Params() { return *fParams; }
     TFIBXSQLDA& ServerParams() { return *fServerParams; }
+    // Readies the statement as an execute would and gives the parameters as the
+    // server takes them, for a caller that executes it itself: null when there are
+    // none. A statement with blob parameters still to be written answers false.
+    bool ServerInput(XSQLDA*& in);
     TFIBSQLTypes SQLType() const { return fSQLType; }
     QChar MacroChar() const { return fMacroChar; }
     void SetMacroChar(QChar c);

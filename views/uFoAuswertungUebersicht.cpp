@@ -1,4 +1,6 @@
 #include "views/uFoAuswertungUebersicht.h"
+
+#include "dbaccess/FIBServerCount.h"
 #include "views/uFoAuswertungWerkzeuge.h"
 #include "views/uAutoAktualisierung.h"
 
@@ -552,28 +554,29 @@ void TFOOrvexAuswertung::DatenLaden()
         fBauteil[i] = bt[i]->AsString();
 
     // The server's count now, after the fetch: rows committed in between make the
-    // arrays longer than the rows read, and their tail stays 0.
-    fAnzahlSaetze = md->ServerRecordCount();
+    // arrays longer than the rows read, and their tail stays 0. It is asked beside
+    // the reading of the fetched rows, which does not depend on it.
+    TFIBServerCount zaehlung(*md);
+    const auto geholt = static_cast<std::size_t>(std::max(md->RecordsFetched(), 0));
 
     // New arrays every time: the series keep the old ones until they are handed these.
-    const auto n = static_cast<std::size_t>(std::max(fAnzahlSaetze, 0));
     for (int k = 1; k <= 9; ++k)
-        fWerteI[k] = std::make_shared<TChartValues>(n);
-    fWerteU = std::make_shared<TChartValues>(n);
-    fWerteT = std::make_shared<TChartValues>(n);
-    fWerteRF = std::make_shared<TChartValues>(n);
-    fWerteStd = std::make_shared<TChartValues>(n);
-    fWerteZeit = std::make_shared<TChartValues>(n);
+        fWerteI[k] = std::make_shared<TChartValues>(geholt);
+    fWerteU = std::make_shared<TChartValues>(geholt);
+    fWerteT = std::make_shared<TChartValues>(geholt);
+    fWerteRF = std::make_shared<TChartValues>(geholt);
+    fWerteStd = std::make_shared<TChartValues>(geholt);
+    fWerteZeit = std::make_shared<TChartValues>(geholt);
+    const std::array<TChartValuesPtr*, 14> alle{&fWerteStd,  &fWerteZeit, &fWerteT,    &fWerteRF,   &fWerteU,
+                                                &fWerteI[1], &fWerteI[2], &fWerteI[3], &fWerteI[4], &fWerteI[5],
+                                                &fWerteI[6], &fWerteI[7], &fWerteI[8], &fWerteI[9]};
     // A run that is followed grows at its end: room for it now spares the refreshes a copy.
     if (AutoAktualisierung && AutoAktualisierung->Intervall_s() > 0 && AktVersuch &&
         StatusAktiv(StatusTexte[std::min<std::size_t>(AktVersuch->Status, StatusTexte.size() - 1)])) {
-        const std::size_t platz = n + std::max<std::size_t>(n / 8, 4096);
-        for (const TChartValuesPtr& v : {fWerteU, fWerteT, fWerteRF, fWerteStd, fWerteZeit})
-            v->reserve(platz);
-        for (int k = 1; k <= 9; ++k)
-            fWerteI[k]->reserve(platz);
+        const std::size_t platz = geholt + std::max<std::size_t>(geholt / 8, 4096);
+        for (TChartValuesPtr* v : alle)
+            (*v)->reserve(platz);
     }
-
     TField* const zeitStd = dm.MessdatenZEIT_STD;
     TField* const zeitpunkt = dm.MessdatenZEITPUNKT;
     TField* const t = dm.MessdatenT;
@@ -591,27 +594,26 @@ void TFOOrvexAuswertung::DatenLaden()
     double* wrf = fWerteRF->data();
     double* wu = fWerteU->data();
     const long double teiler = fTeilerI;
-    // Rows deleted between fetch and count must not write past the arrays. Bound
-    // controls (the raw data grid) need not follow a million scrolls.
+    // Bound controls (the raw data grid) need not follow a million scrolls.
     const TControlsDisabled quiet(md);
     std::size_t i = 0;
     const std::vector<TField*> spalten{zeitStd, zeitpunkt, t, rf, u, current[1], current[2], current[3], current[4],
                                        current[5], current[6], current[7], current[8], current[9]};
-    if (md->CanReadFloats(spalten) && static_cast<std::size_t>(md->RecordsFetched()) <= n) {
+    if (md->CanReadFloats(spalten)) {
         // Column by column from the fetched rows: the same numbers as the walk below,
         // without a cursor step and fourteen field reads per row. The cursor ends
         // where the walk leaves it, at the end.
         const std::vector<double*> ziele{std_,      zeit,      wt,        wrf,       wu,
                                          werteI[1], werteI[2], werteI[3], werteI[4], werteI[5],
                                          werteI[6], werteI[7], werteI[8], werteI[9]};
-        i = static_cast<std::size_t>(md->ReadFloats(spalten, ziele, static_cast<int>(n)));
+        i = static_cast<std::size_t>(md->ReadFloats(spalten, ziele, static_cast<int>(geholt)));
         for (int k = 1; k <= 9; ++k)
             for (std::size_t r = 0; r < i; ++r)
                 werteI[k][r] = static_cast<double>(werteI[k][r] / teiler);
         if (i > 0)
             md->Last();
     }
-    for (; !md->Eof() && i < n; ++i) {
+    for (; !md->Eof() && i < geholt; ++i) {
         std_[i] = zeitStd->AsFloat();
         zeit[i] = zeitpunkt->AsFloat();
         wt[i] = t->AsFloat();
@@ -621,8 +623,22 @@ void TFOOrvexAuswertung::DatenLaden()
             werteI[k][i] = static_cast<double>(current[k]->AsFloat() / teiler);
         md->Next();
     }
+    // Most often the count agrees with the rows read: the series take them now and
+    // work out what the paint needs while the count is still out.
+    fAnzahlSaetze = static_cast<int>(geholt);
     fGeladen = static_cast<int>(i);
     SerienZuweisen();
+    SerienVorbereiten();
+    fAnzahlSaetze = zaehlung.Result();
+    // Rows deleted between fetch and count shorten the arrays, rows added lengthen
+    // them with a tail of 0.
+    const auto n = static_cast<std::size_t>(std::max(fAnzahlSaetze, 0));
+    if (n != geholt) {
+        for (TChartValuesPtr* v : alle)
+            (*v)->resize(n);
+        fGeladen = static_cast<int>(std::min(i, n));
+        SerienZuweisen();
+    }
     if (Werkzeuge)
         Werkzeuge->DatenGeladen();
     ChartsAktualisieren();
@@ -652,6 +668,19 @@ void TFOOrvexAuswertung::SerienZuweisen(int Behalten)
     for (int k = 1; k <= 9; ++k)
         SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze, Behalten);
     fXAchseGeaendert = false;
+}
+
+void TFOOrvexAuswertung::SerienVorbereiten()
+{
+    std::vector<TFastLineSeries*> alle{Ser_U.get(), Ser_T.get(), Ser_rF.get()};
+    for (int k = 1; k <= 9; ++k)
+        alle.push_back(fSerI[k]);
+    for (TFastLineSeries* s : alle) {
+        s->XValues()->MinValue();
+        s->XValues()->InAscendingOrder();
+        s->YValues()->MinValue();
+        s->YValues()->RangeIndex();
+    }
 }
 
 void TFOOrvexAuswertung::SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X,

@@ -138,6 +138,9 @@ public:
     void DatenLaden();
     // Behalten: the leading rows that stand as the series last saw them.
     void SerienZuweisen(int Behalten = 0);
+    // Works out now what the series otherwise work out at their first paint: extremes,
+    // the order of the x values and the range index of the y values.
+    void SerienVorbereiten();
     // The arrays grew by rows appended at their end, the first Behalten rows unchanged:
     // the series take the new count, zoom, axes and the chosen curves stay.
     void SerienUebernehmen(int Behalten = 0);

@@ -188,6 +188,70 @@ TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStored
     EXPECT_EQ(DMorvex->Messdaten->RecNo(), run.Zeilen);
 }
 
+// The server's count after the fetch sets the arrays' length: rows committed in
+// between give a tail of 0, rows deleted in between are cut off, and the rows
+// read stay as they were read.
+TEST_F(EvaluationWindowTest, RowsCommittedOrDeletedBetweenFetchAndCountSetTheArraysLength)
+{
+    const TDemoRun& run = RunNamed(Finished);
+    const TDemoRow last = TDemoRowGenerator(run).Row(run.Zeilen - 1);
+    TVersuchDaten probe;
+    ASSERT_TRUE(DMorvex->VersuchLaden(Finished, probe));
+    TDemoDbLogin login;
+    login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+    auto db = ConnectOrvex(login);
+    TpFIBTransaction tr;
+    tr.SetDefaultDatabase(db.get());
+    const auto exec = [&](const QString& sql) {
+        tr.StartTransaction();
+        tr.ExecSQLImmediate(sql.toUtf8());
+        tr.Commit();
+    };
+    const auto add = [&] {
+        for (int i = 0; i < 3; ++i)
+            exec(QStringLiteral("insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, T) "
+                                "values (%1, '2099-01-01 00:00:0%2', %3, 1e6, 99)")
+                     .arg(probe.AuftragKey)
+                     .arg(i)
+                     .arg(900000 + i));
+    };
+    const auto drop = [&] {
+        exec(QStringLiteral("delete from MESSDATEN where AUFTRAGKEY = %1 and ZEITPUNKT >= '2099-01-01'")
+                 .arg(probe.AuftragKey));
+    };
+    // The load stands on the first row right after its fetch of every row, before it counts.
+    std::function<void()> betweenFetchAndCount;
+    DMorvex->Messdaten->AfterScroll = [&](TDataSet*) {
+        if (betweenFetchAndCount && DMorvex->Messdaten->AllFetched())
+            std::exchange(betweenFetchAndCount, nullptr)();
+    };
+    const auto expectRowsAsRead = [&](int rows) {
+        ASSERT_EQ(w->fWerteT->size(), std::size_t(rows));
+        EXPECT_EQ(w->Ser_T->Count(), rows);
+        EXPECT_EQ(w->fSerI[9]->Count(), rows);
+        EXPECT_DOUBLE_EQ(w->fWerteT->at(std::size_t(run.Zeilen - 1)), last.T);
+        EXPECT_DOUBLE_EQ(w->fWerteStd->at(std::size_t(run.Zeilen - 1)), last.Zeit_Std);
+    };
+
+    betweenFetchAndCount = add;
+    Select(Finished);
+    EXPECT_EQ(w->fAnzahlSaetze, run.Zeilen + 3);
+    EXPECT_EQ(w->fGeladen, run.Zeilen);
+    expectRowsAsRead(run.Zeilen + 3);
+    for (std::size_t r = std::size_t(run.Zeilen); r < w->fWerteT->size(); ++r) {
+        EXPECT_EQ(w->fWerteT->at(r), 0.0);
+        EXPECT_EQ(w->fWerteStd->at(r), 0.0);
+        EXPECT_EQ(w->fWerteI[9]->at(r), 0.0);
+    }
+
+    betweenFetchAndCount = drop;   // fetched with the three rows, counted without them
+    Select(Finished);
+    EXPECT_EQ(w->fAnzahlSaetze, run.Zeilen);
+    EXPECT_EQ(w->fGeladen, run.Zeilen);
+    expectRowsAsRead(run.Zeilen);
+    DMorvex->Messdaten->AfterScroll = nullptr;
+}
+
 TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
 {
     struct TCase {

@@ -1,0 +1,59 @@
+#include "dbaccess/FIBServerCount.h"
+
+#include "dbaccess/FIBDataSet.h"
+
+#include <cstring>
+
+TFIBServerCount::TFIBServerCount(const TFIBCustomDataSet& dataSet) : fDataSet(dataSet)
+{
+    fQuery = dataSet.PrepareServerRecordCount();
+    XSQLDA* in = nullptr;
+    if (!fQuery->ServerInput(in))
+        return;   // no thread: Result asks on the caller's thread
+    IIBClientLibrary* lib = fQuery->Database()->ClientLibrary();
+    isc_tr_handle transaction = fQuery->Transaction()->Handle();
+    isc_stmt_handle statement = fQuery->Handle();
+    const auto dialect = static_cast<unsigned short>(fQuery->Database()->SQLDialect());
+    XSQLDA* out = fQuery->Current().AsXSQLDA();
+    fDone = std::async(std::launch::async, [=]() mutable {
+        // The one row of the count comes with the execute; no cursor stays open.
+        ISC_STATUS_ARRAY status{};
+        lib->isc_dsql_execute2(status, &transaction, &statement, dialect, in, out);
+        return !(status[0] == 1 && status[1] != 0);
+    });
+}
+
+TFIBServerCount::~TFIBServerCount()
+{
+    if (fDone.valid())
+        fDone.wait();
+}
+
+int TFIBServerCount::Result()
+{
+    const bool answered = fDone.valid() && fDone.get();
+    if (answered) {
+        const XSQLVAR& v = fQuery->Current().AsXSQLDA()->sqlvar[0];
+        if ((v.sqltype & 1) && v.sqlind && *v.sqlind == -1) {
+            fAnsweredAside = true;
+            return 0;
+        }
+        switch (v.sqltype & ~1) {
+        case SQL_INT64: {
+            qint64 n;
+            std::memcpy(&n, v.sqldata, sizeof n);
+            fAnsweredAside = true;
+            return static_cast<int>(n);
+        }
+        case SQL_LONG: {
+            qint32 n;
+            std::memcpy(&n, v.sqldata, sizeof n);
+            fAnsweredAside = true;
+            return n;
+        }
+        default: break;
+        }
+    }
+    fAnsweredAside = false;
+    return fDataSet.ServerRecordCount();
+}
