@@ -244,7 +244,7 @@ TFieldValue TFIBCustomDataSet::CachedValue(int pos, int col, TFieldStorage stora
     TFieldValue v;
     const int row = RowAt(pos);
     const std::byte* rec = fCache->Record(row);
-    if (rec[fNullOffset + col] != std::byte(0))
+    if (NullBit(rec, fNullOffset, col))
         return v;
     v.IsNull = false;
     const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
