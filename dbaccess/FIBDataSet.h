@@ -273,6 +273,8 @@ public:
     // DisplayText of field k on the 0-based visible row pos, as the cursor standing there
     // gives it. Any thread may ask, as long as the dataset and its fields stay unchanged.
     QString Text(int pos, int k) const;
+    // The value field k's GetData reads there.
+    TFieldValue Value(int pos, int k) const;
 
 private:
     friend class TFIBCustomDataSet;

@@ -239,6 +239,12 @@ QString TFIBRowTexts::Text(int pos, int k) const
     return c.Field->ValueDisplayText(fDataSet->CachedValue(pos, c.Col, c.Storage));
 }
 
+TFieldValue TFIBRowTexts::Value(int pos, int k) const
+{
+    const TColumn& c = fColumns[static_cast<std::size_t>(k)];
+    return fDataSet->CachedValue(pos, c.Col, c.Storage);
+}
+
 TFieldValue TFIBCustomDataSet::CachedValue(int pos, int col, TFieldStorage storage) const
 {
     TFieldValue v;

@@ -207,6 +207,7 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
     const std::vector<int> selected = all ? std::vector<int>{} : Grid->SelectedRows();
     Stream = stream;
     fBuffer.clear();
+    fCacheUsed = false;
     struct TStreamReset {
         TdxDBGridExport* e;
         ~TStreamReset()
@@ -225,7 +226,7 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
         WriteHeader();
         if (ds->Active()) {
             if (all) {
-                if (!WriteAllRows())
+                if (!ReadCache || !WriteAllRows())
                     for (ds->First(); !ds->Eof(); ds->Next()) {
                         WriteRow(nullptr);
                         ++RowNumber;
@@ -489,8 +490,7 @@ private:
 
 bool TdxDBGridExportText::WriteAllRows()
 {
-    fCacheUsed = false;
-    auto* fib = ReadCache ? dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet()) : nullptr;
+    auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
     if (!fib)
         return false;
     // Columns without a field stay empty, as WriteRow leaves them.
@@ -504,7 +504,7 @@ bool TdxDBGridExportText::WriteAllRows()
     const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
     if (!texts)
         return false;
-    fCacheUsed = true;
+    CacheTaken();
     const int rows = texts->RowCount();
     const int chunks = (rows + ChunkRows - 1) / ChunkRows;
     // Each thread has its own encoder and row texts; the dataset and fields are only read.
@@ -578,22 +578,31 @@ void TdxDBGridExportExcel::Record(std::uint16_t type, const char* body, qsizetyp
 
 void TdxDBGridExportExcel::Label(int row, int column, int xf, const QString& text)
 {
-    // A cell holds at most 255 characters in this format.
     fLabel.resize(0);
-    if (!AppendAscii(fLabel, text))
-        fLabel = fEncoder.encode(text);
-    const auto length = static_cast<std::uint16_t>(std::min<qsizetype>(fLabel.size(), 255));
-    char b[8];
-    Store16(b, static_cast<std::uint16_t>(row));
-    Store16(b + 2, static_cast<std::uint16_t>(column));
-    Store16(b + 4, static_cast<std::uint16_t>(xf));
-    Store16(b + 6, length);
-    char head[4];
-    Store16(head, 0x0204);
-    Store16(head + 2, static_cast<std::uint16_t>(8 + length));
-    Write(head, 4);
-    Write(b, 8);
-    Write(fLabel.constData(), length);
+    PutLabel(fLabel, row, column, xf, text, fEncoder);
+    Write(fLabel);
+}
+
+void TdxDBGridExportExcel::PutLabel(QByteArray& out, int row, int column, int xf, const QString& text,
+                                    QStringEncoder& encoder)
+{
+    // A cell holds at most 255 characters in this format. The text goes behind the
+    // record's head, which takes its length once known.
+    const qsizetype at = out.size();
+    out.resize(at + 12);
+    if (!AppendAscii(out, text)) {
+        out.truncate(at + 12);
+        out.append(encoder.encode(text));
+    }
+    const auto length = static_cast<std::uint16_t>(std::min<qsizetype>(out.size() - at - 12, 255));
+    out.truncate(at + 12 + length);
+    char* b = out.data() + at;
+    Store16(b, 0x0204);
+    Store16(b + 2, static_cast<std::uint16_t>(8 + length));
+    Store16(b + 4, static_cast<std::uint16_t>(row));
+    Store16(b + 6, static_cast<std::uint16_t>(column));
+    Store16(b + 8, static_cast<std::uint16_t>(xf));
+    Store16(b + 10, length);
 }
 
 void TdxDBGridExportExcel::Start()
@@ -605,6 +614,9 @@ void TdxDBGridExportExcel::Start()
         if (Grid->Columns(i)->Visible())
             VisibleColumns.push_back(i);
     VisibleCount = static_cast<int>(VisibleColumns.size());
+    fFields.clear();
+    for (int c : VisibleColumns)
+        fFields.push_back(Grid->Columns(c)->Field());
     fHeaderRows = HeaderRows(*Grid);
 
     Write(Bytes({0x09, 0x04, 0x06, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x00}));   // BOF, worksheet
@@ -715,38 +727,105 @@ void TdxDBGridExportExcel::WriteHeader()
         Label(row, i, HeaderXF, Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->DisplayCaption());
 }
 
-void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
+template <class TValueOf, class TTextOf>
+void TdxDBGridExportExcel::PutCells(QByteArray& out, int rowNumber, QStringEncoder& encoder, const TValueOf& valueOf,
+                                    const TTextOf& textOf) const
 {
-    const int row = fHeaderRows + RowNumber;
+    const int row = fHeaderRows + rowNumber;
     if (row > 0xFFFF)
-        throw EdxGridExportRowLimit(RowNumber + 1, MaxDataRows(*Grid));
+        throw EdxGridExportRowLimit(rowNumber + 1, MaxDataRows(*Grid));
     for (int i = 0; i < VisibleCount; ++i) {
-        const TField* f = Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->Field();
+        const TField* f = fFields[static_cast<std::size_t>(i)];
         const int xf = FirstColumnXF + i;
         if (!f) {
-            Label(row, i, xf, QString());
+            PutLabel(out, row, i, xf, QString(), encoder);
             continue;
         }
         const TFieldType type = f->DataType();
         // Cells by the hundred thousand: each record put together on the stack.
-        char b[14];
-        Store16(b, static_cast<std::uint16_t>(row));
-        Store16(b + 2, static_cast<std::uint16_t>(i));
-        Store16(b + 4, static_cast<std::uint16_t>(xf));
+        char b[18];
+        Store16(b + 4, static_cast<std::uint16_t>(row));
+        Store16(b + 6, static_cast<std::uint16_t>(i));
+        Store16(b + 8, static_cast<std::uint16_t>(xf));
         if (IsRkType(type)) {
-            Store32(b + 6, static_cast<std::uint32_t>(f->AsInteger()) * 4u + 2u);
-            Record(0x027E, b, 10);
+            Store16(b, 0x027E);
+            Store16(b + 2, 10);
+            Store32(b + 10, static_cast<std::uint32_t>(static_cast<int>(valueOf(i, f).Integer)) * 4u + 2u);
+            out.append(b, 14);
         } else if (IsNumberType(type)) {
-            const double v = f->IsNull() ? 0.0 : f->AsFloat();
+            const TFieldValue value = valueOf(i, f);
+            const double v = value.IsNull ? 0.0 : value.Float;
             std::uint64_t bits;
             std::memcpy(&bits, &v, sizeof bits);
-            Store32(b + 6, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
-            Store32(b + 10, static_cast<std::uint32_t>(bits >> 32));
-            Record(0x0203, b, 14);
+            Store16(b, 0x0203);
+            Store16(b + 2, 14);
+            Store32(b + 10, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
+            Store32(b + 14, static_cast<std::uint32_t>(bits >> 32));
+            out.append(b, 18);
         } else {
-            Label(row, i, xf, f->DisplayText());
+            PutLabel(out, row, i, xf, textOf(i, f), encoder);
         }
     }
+}
+
+void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
+{
+    // Through the cursor: the numbers as the fields' AsInteger and AsFloat give them.
+    fLabel.resize(0);
+    PutCells(
+        fLabel, RowNumber, fEncoder,
+        [](int, const TField* f) {
+            TFieldValue v;
+            if (IsRkType(f->DataType())) {
+                v.Integer = f->AsInteger();
+            } else {
+                v.IsNull = f->IsNull();
+                v.Float = v.IsNull ? 0.0 : f->AsFloat();
+            }
+            return v;
+        },
+        [](int, const TField* f) { return f->DisplayText(); });
+    Write(fLabel);
+}
+
+bool TdxDBGridExportExcel::WriteAllRows()
+{
+    auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
+    if (!fib)
+        return false;
+    std::vector<const TField*> fields;
+    std::vector<int> reader;
+    for (const TField* f : fFields) {
+        // A number rounded by its scale reads otherwise than it is stored.
+        if (const auto* number = dynamic_cast<const TFIBFloatField*>(f); number && number->RoundByScale)
+            return false;
+        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
+        if (f)
+            fields.push_back(f);
+    }
+    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    if (!texts)
+        return false;
+    CacheTaken();
+    const int rows = texts->RowCount();
+    const int chunks = (rows + TdxDBGridExportText::ChunkRows - 1) / TdxDBGridExportText::ChunkRows;
+    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+        QStringEncoder encoder("windows-1252");
+        const int first = chunk * TdxDBGridExportText::ChunkRows;
+        const int last = std::min(rows, first + TdxDBGridExportText::ChunkRows);
+        out.reserve(static_cast<qsizetype>(last - first) * 16 * VisibleCount);
+        for (int pos = first; pos < last; ++pos) {
+            const auto index = [&reader](int i) { return reader[static_cast<std::size_t>(i)]; };
+            PutCells(
+                out, pos, encoder, [&](int i, const TField*) { return texts->Value(pos, index(i)); },
+                [&](int i, const TField*) { return texts->Text(pos, index(i)); });
+        }
+    };
+    const int threads = std::clamp(QThread::idealThreadCount(), 1, 4);
+    TChunkPipeline pipeline(chunks, format);
+    pipeline.Run(std::min(threads, chunks) - 1, [this](QByteArray block) { WriteBlock(std::move(block)); });
+    RowNumber = rows;
+    return true;
 }
 
 void TdxDBGridExportExcel::Finish()

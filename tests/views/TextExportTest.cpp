@@ -1,7 +1,9 @@
 // The text export reading the cached rows without the cursor, on several threads,
 // against the same export through the cursor: the same bytes over a real database with
 // every kind of cell the raw data has, and the cursor where the cache cannot say it.
+// The worksheet reads the cache the same way.
 
+#include "dbaccess/FIBDataSet.h"
 #include "dbaccess/pFIBDataSet.h"
 #include "dbcontrols/TdxDBGrid.h"
 #include "tests/dbaccess/DbTestSupport.h"
@@ -256,4 +258,31 @@ TEST_F(TextExportTest, AFailingRowEndsTheExportAsThroughTheCursor)
     EXPECT_EQ(messages[0], badText + QStringLiteral(" ist unlesbar"));
     EXPECT_EQ(messages[1], messages[0]);
     EXPECT_FALSE(ds->ControlsDisabled());
+}
+
+// The worksheet's numbers and labels from the cache are the cursor's, record by record.
+TEST_F(TextExportTest, SheetFromTheCacheIsTheCursorsSheet)
+{
+    OpenAll();
+    QByteArray sheets[2];
+    for (int cache = 0; cache < 2; ++cache) {
+        const QString file = dir.filePath(QStringLiteral("blatt%1.xls").arg(cache));
+        TdxDBGridExportExcel e(grid.get(), file, true);
+        e.ReadCache = cache == 1;
+        e.Execute();
+        EXPECT_EQ(e.CacheUsed(), cache == 1);
+        sheets[cache] = ReadAll(file);
+    }
+    ASSERT_GT(sheets[0].size(), Rows * 100);
+    EXPECT_TRUE(sheets[1] == sheets[0]);
+    EXPECT_TRUE(sheets[1].contains("Pr\xFC" "fung \xB5\xB0 Gr\xF6\xDF" "e 16"));
+
+    // A number rounded by its scale reads otherwise than stored: the cursor.
+    auto* n93 = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("N93")));
+    auto* dp = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("DP")));
+    ASSERT_TRUE(n93 || dp);
+    (n93 ? n93 : dp)->RoundByScale = true;
+    TdxDBGridExportExcel e(grid.get(), dir.filePath(QStringLiteral("gerundet.xls")), true);
+    e.Execute();
+    EXPECT_FALSE(e.CacheUsed());
 }
