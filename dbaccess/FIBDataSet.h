@@ -182,13 +182,25 @@ public:
     const char* Data(int row, int& length) const;
     void Clear();
     // The room the texts and their row index take.
-    std::size_t Bytes() const { return fData.size() + fAt.size() * sizeof(std::uint32_t); }
+    std::size_t Bytes() const
+    {
+        return fData.size() + fAt.size() * sizeof(std::uint32_t) + fRuns.size() * sizeof(TRun);
+    }
 
 private:
-    // Per row where its text lies in fData, one past its length word; 0 for none.
-    // A row that repeats the text stored last shares it: long runs write the same
-    // event text on most rows.
-    std::vector<std::uint32_t> fAt;
+    // Where a text lies in fData is one past its length word; 0 stands for none.
+    // A row that repeats the text stored last shares it, and rows in a row that share
+    // one are kept as a run: long runs write the same event text, or none, on most
+    // rows. A column whose texts change too often for runs is indexed row by row.
+    struct TRun {
+        std::uint32_t First;   // the run's first row; it lasts until the next run's
+        std::uint32_t At;
+    };
+    std::uint32_t AtOf(std::uint32_t row) const;
+    void SetAt(std::uint32_t row, std::uint32_t at);
+    std::vector<TRun> fRuns;
+    std::vector<std::uint32_t> fAt;   // row by row, once runs no longer pay
+    std::uint32_t fRows = 0;          // rows with a place in the index
     std::vector<char> fData;
     std::uint32_t fLast = 0;
 };

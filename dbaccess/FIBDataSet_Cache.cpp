@@ -8,15 +8,72 @@ using namespace fibds;
 
 // ---------------------------------------------------------------- string store
 
+std::uint32_t TStringCollection::AtOf(std::uint32_t row) const
+{
+    if (row >= fRows)
+        return 0;
+    if (!fAt.empty())
+        return fAt[row];
+    const auto next = std::upper_bound(fRuns.begin(), fRuns.end(), row,
+                                       [](std::uint32_t r, const TRun& run) { return r < run.First; });
+    return std::prev(next)->At;
+}
+
+void TStringCollection::SetAt(std::uint32_t row, std::uint32_t at)
+{
+    if (!fAt.empty()) {
+        if (fAt.size() <= row)
+            fAt.resize(std::size_t(row) + 1, 0);
+        fAt[row] = at;
+        fRows = std::max(fRows, row + 1);
+        return;
+    }
+    if (row >= fRows) {
+        // At the end, as a fetch writes: rows skipped hold no text.
+        if (row > fRows && (fRuns.empty() || fRuns.back().At != 0))
+            fRuns.push_back({fRows, 0});
+        if (fRuns.empty() || fRuns.back().At != at)
+            fRuns.push_back({row, at});
+        fRows = row + 1;
+    } else {
+        // An edit inside: the run holding the row is split around it.
+        auto it = std::prev(std::upper_bound(fRuns.begin(), fRuns.end(), row,
+                                             [](std::uint32_t r, const TRun& run) { return r < run.First; }));
+        if (it->At == at)
+            return;
+        const std::uint32_t end = std::next(it) == fRuns.end() ? fRows : std::next(it)->First;
+        const std::uint32_t old = it->At;
+        std::vector<TRun> parts;
+        if (row > it->First)
+            parts.push_back({it->First, old});
+        parts.push_back({row, at});
+        if (row + 1 < end)
+            parts.push_back({row + 1, old});
+        const auto pos = it - fRuns.begin();
+        fRuns.erase(it);
+        fRuns.insert(fRuns.begin() + pos, parts.begin(), parts.end());
+    }
+    // Runs that no longer save room give way to the index row by row.
+    if (fRuns.size() > 64 && fRuns.size() * sizeof(TRun) > std::size_t(fRows) * sizeof(std::uint32_t)) {
+        fAt.resize(fRows);
+        for (std::size_t k = 0; k < fRuns.size(); ++k) {
+            const std::uint32_t end = k + 1 < fRuns.size() ? fRuns[k + 1].First : fRows;
+            std::fill(fAt.begin() + fRuns[k].First, fAt.begin() + end, fRuns[k].At);
+        }
+        fRuns.clear();
+        fRuns.shrink_to_fit();
+    }
+}
+
 void TStringCollection::Set(int row, const char* data, int length, bool trim)
 {
-    const auto r = static_cast<std::size_t>(row);
-    if (fAt.size() <= r)
-        fAt.resize(r + 1, 0);
+    if (row < 0)
+        return;
+    const auto r = static_cast<std::uint32_t>(row);
     if (trim)
         length = TrimmedLength(data, length);
     if (length <= 0) {
-        fAt[r] = 0;
+        SetAt(r, 0);
         return;
     }
     const auto n = static_cast<std::uint32_t>(length);
@@ -24,7 +81,7 @@ void TStringCollection::Set(int row, const char* data, int length, bool trim)
         std::uint32_t lastLength;
         std::memcpy(&lastLength, fData.data() + fLast - 1, sizeof lastLength);
         if (lastLength == n && std::memcmp(fData.data() + fLast - 1 + sizeof n, data, n) == 0) {
-            fAt[r] = fLast;
+            SetAt(r, fLast);
             return;
         }
     }
@@ -34,17 +91,17 @@ void TStringCollection::Set(int row, const char* data, int length, bool trim)
     fData.insert(fData.end(), len, len + sizeof n);
     fData.insert(fData.end(), data, data + length);
     fLast = at + 1;
-    fAt[r] = fLast;
+    SetAt(r, fLast);
 }
 
 const char* TStringCollection::Data(int row, int& length) const
 {
-    const auto r = static_cast<std::size_t>(row);
-    if (row < 0 || r >= fAt.size() || fAt[r] == 0) {
+    const std::uint32_t at = row < 0 ? 0 : AtOf(static_cast<std::uint32_t>(row));
+    if (at == 0) {
         length = 0;
         return nullptr;
     }
-    const char* p = fData.data() + fAt[r] - 1;
+    const char* p = fData.data() + at - 1;
     std::uint32_t n;
     std::memcpy(&n, p, sizeof n);
     length = static_cast<int>(n);
@@ -60,7 +117,9 @@ QByteArray TStringCollection::Get(int row) const
 
 void TStringCollection::Clear()
 {
+    fRuns.clear();
     fAt.clear();
+    fRows = 0;
     fData.clear();
     fLast = 0;
 }

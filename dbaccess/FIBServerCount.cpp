@@ -3,6 +3,7 @@
 #include "dbaccess/FIBDataSet.h"
 
 #include <cstring>
+#include <system_error>
 
 TFIBServerCount::TFIBServerCount(const TFIBCustomDataSet& dataSet) : fDataSet(dataSet)
 {
@@ -15,12 +16,16 @@ TFIBServerCount::TFIBServerCount(const TFIBCustomDataSet& dataSet) : fDataSet(da
     isc_stmt_handle statement = fQuery->Handle();
     const auto dialect = static_cast<unsigned short>(fQuery->Database()->SQLDialect());
     XSQLDA* out = fQuery->Current().AsXSQLDA();
-    fDone = std::async(std::launch::async, [=]() mutable {
-        // The one row of the count comes with the execute; no cursor stays open.
-        ISC_STATUS_ARRAY status{};
-        lib->isc_dsql_execute2(status, &transaction, &statement, dialect, in, out);
-        return !(status[0] == 1 && status[1] != 0);
-    });
+    try {
+        fDone = std::async(std::launch::async, [=]() mutable {
+            // The one row of the count comes with the execute; no cursor stays open.
+            ISC_STATUS_ARRAY status{};
+            lib->isc_dsql_execute2(status, &transaction, &statement, dialect, in, out);
+            return !(status[0] == 1 && status[1] != 0);
+        });
+    } catch (const std::system_error&) {
+        // No thread to spare: Result asks on the caller's thread.
+    }
 }
 
 TFIBServerCount::~TFIBServerCount()
