@@ -5,7 +5,8 @@
 // it as the program does, selects the run, and times SaveToText and SaveToXLS of
 // the grid and SaveToXLSX (best and mean of five), next to one plain walk over the same rows
 // reading the same display texts, the part of the work that is not the writer's,
-// and the plain fetch loop of the run's rows, the floor of loading them. With
+// and the plain fetch loop of the run's rows, the floor of loading them. The text
+// export is also timed through the cursor and from the cache on one thread. With
 // "csv" only the text export is timed.
 
 #include "bench/BenchSupport.h"
@@ -102,6 +103,15 @@ int main(int argc, char** argv)
             std::printf("no text\n");
     });
     const TTiming text = Time(Repeats, [&] { SaveToText(grid, csv, true, QStringLiteral(";"), {}, {}); });
+    // The same file through the cursor, and from the cache on this thread alone.
+    const auto textWith = [&](bool cache, int threads) {
+        TdxDBGridExportText e(&grid, csv, true, QStringLiteral(";"), {}, {});
+        e.ReadCache = cache;
+        e.Threads = threads;
+        e.Execute();
+    };
+    const TTiming cursor = Time(Repeats, [&] { textWith(false, 0); });
+    const TTiming single = Time(Repeats, [&] { textWith(true, 1); });
     const bool fits = ds->RecordCount() <= TdxDBGridExportExcel::MaxDataRows(grid);
     TTiming sheet, book;
     if (fits && !csvOnly)
@@ -126,6 +136,8 @@ int main(int argc, char** argv)
     report("plain fetch loop", plain, -1);
     report("walk reading display texts", walk, -1);
     report("SaveToText (CSV)", text, QFileInfo(csv).size());
+    report("  the same through the cursor", cursor, -1);
+    report("  the same from the cache, 1 thread", single, -1);
     std::printf("ratio CSV / plain fetch            %.2f\n", text.best / plain.best);
     if (!csvOnly) {
         if (fits) {

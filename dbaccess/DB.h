@@ -203,6 +203,15 @@ private:
 };
 
 // ---- Fields ----
+// A field's value as its storage (FieldStorage of its type) holds it: Float, Integer or
+// Text, the others unused.
+struct TFieldValue {
+    bool IsNull = true;
+    double Float = 0;
+    qint64 Integer = 0;
+    QString Text;
+};
+
 // A field is one column of the current row. A field constructed with a dataset is
 // persistent: the dataset owns it (deleting it earlier is allowed) and binds it by
 // FieldName at every open. Fields the dataset makes from FieldDefs go at close.
@@ -276,12 +285,34 @@ public:
     void SetText(const QString& value);
 
     std::function<void(TField* sender, QString& text, bool displayText)> OnGetText;
+    // A text made from the field's value alone, set instead of OnGetText: DisplayText and
+    // Text give it the value of the row read, and readers without the cursor (the text
+    // export) give it values from the dataset's cache, also on other threads. It must read
+    // nothing but its argument and data that stay unchanged meanwhile.
+    std::function<QString(const TFieldValue& value)> OnGetValueText;
     std::function<void(TField* sender, const QString& text)> OnSetText;
     std::function<void(TField* sender)> OnChange;
+
+    // Whether DisplayText is ValueDisplayText of the row's value: no OnGetText, and
+    // OnGetValueText or a class whose text is its value's formatted by its settings.
+    bool HasValueDisplayText() const { return !OnGetText && (OnGetValueText || FormatsValue()); }
+    // What DisplayText gives on a row holding value (only where HasValueDisplayText).
+    // Reads the field's settings, not the dataset: other threads may call it as long
+    // as the field is not changed meanwhile.
+    QString ValueDisplayText(const TFieldValue& value) const
+    {
+        return OnGetValueText ? OnGetValueText(value) : ValueText(value, true);
+    }
+    // The value of the row read, as GetData gives it for the field's storage.
+    TFieldValue CurrentValue() const;
 
 protected:
     // The text without OnGetText; null gives "".
     virtual QString GetText(bool displayText) const;
+    // True for classes whose GetText is ValueText of CurrentValue.
+    virtual bool FormatsValue() const { return false; }
+    // The text of a value by the field's formats; only where FormatsValue.
+    virtual QString ValueText(const TFieldValue& value, bool displayText) const;
     virtual QVariant GetAsVariant() const;
     virtual void SetAsVariant(const QVariant& value);
     [[noreturn]] void AccessError(const QString& typeName) const;
@@ -331,10 +362,15 @@ public:
     void SetAsBoolean(bool value) override;
     TDateTime AsDateTime() const override;
     void SetAsDateTime(TDateTime value) override;
+    // What AsLargeInt answers for a field holding text.
+    static qint64 IntegerOfText(const QString& text);
 
 protected:
     TStringField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type);
     QVariant GetAsVariant() const override;
+    QString GetText(bool displayText) const override;
+    bool FormatsValue() const override { return true; }
+    QString ValueText(const TFieldValue& value, bool displayText) const override;
 };
 
 class TWideStringField : public TStringField {
@@ -377,6 +413,8 @@ protected:
     TIntegerField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type, qint64 minRange,
                   qint64 maxRange);
     QString GetText(bool displayText) const override;
+    bool FormatsValue() const override { return true; }
+    QString ValueText(const TFieldValue& value, bool displayText) const override;
     QVariant GetAsVariant() const override;
 
 private:
@@ -423,6 +461,8 @@ public:
 protected:
     TFloatField(TDataSet* dataSet, const QString& name, const QString& fieldName, TFieldType type);
     QString GetText(bool displayText) const override;
+    bool FormatsValue() const override { return true; }
+    QString ValueText(const TFieldValue& value, bool displayText) const override;
     QVariant GetAsVariant() const override;
 
 private:
@@ -475,6 +515,8 @@ protected:
     // The text without DisplayFormat, in the process's short date and time formats.
     virtual QString DefaultText(TDateTime value) const;
     QString GetText(bool displayText) const override;
+    bool FormatsValue() const override { return true; }
+    QString ValueText(const TFieldValue& value, bool displayText) const override;
     QVariant GetAsVariant() const override;
 };
 

@@ -232,6 +232,24 @@ QString TField::GetText(bool) const
     return IsNull() ? QString() : AsString();
 }
 
+QString TField::ValueText(const TFieldValue&, bool) const
+{
+    return QString();
+}
+
+TFieldValue TField::CurrentValue() const
+{
+    TFieldValue v;
+    switch (FieldStorage(fDataType)) {
+    case TFieldStorage::Float: v.IsNull = !GetData(&v.Float); break;
+    case TFieldStorage::Integer: v.IsNull = !GetData(&v.Integer); break;
+    case TFieldStorage::Text: v.IsNull = !GetData(&v.Text); break;
+    case TFieldStorage::Bytes:
+    case TFieldStorage::None: break;
+    }
+    return v;
+}
+
 QString TField::DisplayText() const
 {
     if (OnGetText) {
@@ -239,6 +257,8 @@ QString TField::DisplayText() const
         OnGetText(const_cast<TField*>(this), text, true);
         return text;
     }
+    if (OnGetValueText)
+        return OnGetValueText(CurrentValue());
     return GetText(true);
 }
 
@@ -249,6 +269,8 @@ QString TField::Text() const
         OnGetText(const_cast<TField*>(this), text, false);
         return text;
     }
+    if (OnGetValueText)
+        return OnGetValueText(CurrentValue());
     return GetText(false);
 }
 
@@ -288,7 +310,11 @@ void TStringField::SetAsString(const QString& value)
 
 qint64 TStringField::AsLargeInt() const
 {
-    const QString s = AsString();
+    return IntegerOfText(AsString());
+}
+
+qint64 TStringField::IntegerOfText(const QString& s)
+{
     if (s.trimmed().isEmpty())
         return 0;
     bool ok = false;
@@ -347,6 +373,16 @@ QVariant TStringField::GetAsVariant() const
 {
     QString v;
     return GetData(&v) ? QVariant(v) : QVariant();
+}
+
+QString TStringField::GetText(bool displayText) const
+{
+    return ValueText(CurrentValue(), displayText);
+}
+
+QString TStringField::ValueText(const TFieldValue& value, bool) const
+{
+    return value.IsNull ? QString() : value.Text;
 }
 
 TWideStringField::TWideStringField(TDataSet* dataSet, const QString& name, const QString& fieldName)
@@ -445,9 +481,14 @@ void TIntegerField::SetAsBoolean(bool value)
 
 QString TIntegerField::GetText(bool displayText) const
 {
-    qint64 v;
-    if (!GetData(&v))
+    return ValueText(CurrentValue(), displayText);
+}
+
+QString TIntegerField::ValueText(const TFieldValue& value, bool displayText) const
+{
+    if (value.IsNull)
         return QString();
+    const qint64 v = value.Integer;
     return FormatNumber(static_cast<double>(v), displayText, QString::number(v));
 }
 
@@ -512,9 +553,14 @@ void TFloatField::SetAsLargeInt(qint64 value)
 
 QString TFloatField::GetText(bool displayText) const
 {
-    double v;
-    if (!GetData(&v))
+    return ValueText(CurrentValue(), displayText);
+}
+
+QString TFloatField::ValueText(const TFieldValue& value, bool displayText) const
+{
+    if (value.IsNull)
         return QString();
+    const double v = value.Float;
     if (const QString format = TextFormat(displayText); !format.isEmpty())
         return FormatFloat(format, v);
     // Without a format a display shows Precision significant digits.
@@ -671,9 +717,14 @@ void TDateTimeField::SetAsString(const QString& value)
 
 QString TDateTimeField::GetText(bool displayText) const
 {
-    double v;
-    if (!GetData(&v))
+    return ValueText(CurrentValue(), displayText);
+}
+
+QString TDateTimeField::ValueText(const TFieldValue& value, bool displayText) const
+{
+    if (value.IsNull)
         return QString();
+    const double v = value.Float;
     if (displayText && !DisplayFormat().isEmpty())
         return FormatDateTime(DisplayFormat(), v);
     return DefaultText(v);

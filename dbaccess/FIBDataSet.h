@@ -276,6 +276,30 @@ private:
 
 class TFIBCustomDataSet;
 
+// The display texts of a dataset's cached rows, read without its cursor; made by
+// TFIBCustomDataSet::RowTexts.
+class TFIBRowTexts {
+public:
+    int RowCount() const { return fRows; }
+    int ColumnCount() const { return static_cast<int>(fColumns.size()); }
+    // DisplayText of field k on the 0-based visible row pos, as the cursor standing there
+    // gives it. Any thread may ask, as long as the dataset and its fields stay unchanged.
+    QString Text(int pos, int k) const;
+    // The value field k's GetData reads there.
+    TFieldValue Value(int pos, int k) const;
+
+private:
+    friend class TFIBCustomDataSet;
+    struct TColumn {
+        const TField* Field = nullptr;
+        int Col = 0;
+        TFieldStorage Storage = TFieldStorage::None;
+    };
+    const TFIBCustomDataSet* fDataSet = nullptr;
+    std::vector<TColumn> fColumns;
+    int fRows = 0;
+};
+
 // The link from a master's data source to a detail dataset: the detail follows
 // the master's row.
 class TFIBDataLink : public TDetailDataLink {
@@ -462,6 +486,13 @@ public:
     // read is returned and the cursor does not move. Only after CanReadFloats said
     // yes for these fields.
     int ReadFloats(const std::vector<TField*>& fields, const std::vector<double*>& out, int maxRows) const;
+    // The display texts of the rows the cursor would visit from the first on, for a
+    // reader that takes them without moving it (and on other threads). Null unless, as
+    // for ReadFloats, the rows are all fetched, unfiltered and unedited, the dataset has
+    // no calculated or lookup fields, and each field is a data field of this dataset of
+    // a number, date, time or text class whose DisplayText is its value's text
+    // (HasValueDisplayText) on a column read straight from the record (no blob).
+    std::unique_ptr<TFIBRowTexts> RowTexts(const std::vector<const TField*>& fields) const;
     TCachedUpdateStatus CachedUpdateStatus() const;
 
     TNotifyEvent TransactionEnding;
@@ -591,6 +622,10 @@ private:
     // the transaction whose blob ids they hold.
     void KeepBlobsInCache();
     static double FloatOf(const TFIBFieldDescr& d, const std::byte* rec);
+    static qint64 IntegerOf(const TFIBFieldDescr& d, const std::byte* p);
+    friend class TFIBRowTexts;
+    // A cached row's value of a column as GetFieldData gives it for the storage.
+    TFieldValue CachedValue(int pos, int col, TFieldStorage storage) const;
     void OnSelectTransactionEnding();
     void OnSelectDisconnecting();
     void KeepOrClose();

@@ -198,6 +198,86 @@ int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std:
     return rows;
 }
 
+std::unique_ptr<TFIBRowTexts> TFIBCustomDataSet::RowTexts(const std::vector<const TField*>& fields) const
+{
+    if (!Active() || !fCache || !fAllFetched || Filtered() || State() != dsBrowse || fInserted != 0 ||
+        fDeleted != 0 || fCache->HasOld())
+        return nullptr;
+    // A calculated field's handler runs on every row the cursor visits.
+    for (const TField* f : Fields())
+        if (f->FieldKind() != fkData)
+            return nullptr;
+    auto texts = std::make_unique<TFIBRowTexts>();
+    texts->fDataSet = this;
+    texts->fRows = VisibleCount();
+    for (const TField* f : fields) {
+        if (!f || f->DataSet() != this || f->FieldKind() != fkData || f->FieldNo() < 1 ||
+            f->FieldNo() > static_cast<int>(fDescr.size()) || !f->HasValueDisplayText())
+            return nullptr;
+        // Only the classes whose text is known to come from the value read here.
+        const std::type_info& type = typeid(*f);
+        const bool number = type == typeid(TFIBIntegerField) || type == typeid(TFIBSmallIntField) ||
+                            type == typeid(TFIBLargeIntField) || type == typeid(TFIBFloatField) ||
+                            type == typeid(TFIBBCDField) || type == typeid(TFIBDateTimeField) ||
+                            type == typeid(TFIBDateField) || type == typeid(TFIBTimeField);
+        const bool text = type == typeid(TFIBStringField) || type == typeid(TFIBWideStringField);
+        const int col = f->FieldNo() - 1;
+        const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+        const bool textColumn = IsTextType(d.SqlType) || d.IsLongString;
+        const TFieldStorage storage = FieldStorage(f->DataType());
+        if (d.BlobIndex >= 0 || (number && textColumn) || (text && !textColumn) || (!number && !text) ||
+            storage == TFieldStorage::Bytes || storage == TFieldStorage::None)
+            return nullptr;
+        texts->fColumns.push_back({f, col, storage});
+    }
+    return texts;
+}
+
+QString TFIBRowTexts::Text(int pos, int k) const
+{
+    const TColumn& c = fColumns[static_cast<std::size_t>(k)];
+    return c.Field->ValueDisplayText(fDataSet->CachedValue(pos, c.Col, c.Storage));
+}
+
+TFieldValue TFIBRowTexts::Value(int pos, int k) const
+{
+    const TColumn& c = fColumns[static_cast<std::size_t>(k)];
+    return fDataSet->CachedValue(pos, c.Col, c.Storage);
+}
+
+TFieldValue TFIBCustomDataSet::CachedValue(int pos, int col, TFieldStorage storage) const
+{
+    TFieldValue v;
+    const int row = RowAt(pos);
+    const std::byte* rec = fCache->Record(row);
+    if (NullBit(rec, fNullOffset, col))
+        return v;
+    v.IsNull = false;
+    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    switch (storage) {
+    case TFieldStorage::Float: v.Float = FloatOf(d, rec + d.Offset); break;
+    case TFieldStorage::Integer: v.Integer = IntegerOf(d, rec + d.Offset); break;
+    case TFieldStorage::Text: v.Text = TextOf(d, rec, row, nullptr); break;
+    case TFieldStorage::Bytes:
+    case TFieldStorage::None: break;
+    }
+    return v;
+}
+
+qint64 TFIBCustomDataSet::IntegerOf(const TFIBFieldDescr& d, const std::byte* p)
+{
+    if (d.Scale == 0 || d.SqlType == SQL_BOOLEAN) {
+        switch (d.SqlType) {
+        case SQL_SHORT: return Load<qint16>(p);
+        case SQL_LONG: return Load<qint32>(p);
+        case SQL_INT64: return Load<qint64>(p);
+        case SQL_BOOLEAN: return Load<std::uint8_t>(p) ? 1 : 0;
+        default: break;
+        }
+    }
+    return static_cast<qint64>(std::llround(FloatOf(d, p)));
+}
+
 bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
 {
     int row;
@@ -239,20 +319,10 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, qint64* value)
             *value = text.toLongLong();
         return true;
     }
-    const std::byte* p = rec + d.Offset;
-    if (d.Scale == 0 || d.SqlType == SQL_BOOLEAN) {
-        switch (d.SqlType) {
-        case SQL_SHORT: *value = Load<qint16>(p); return true;
-        case SQL_LONG: *value = Load<qint32>(p); return true;
-        case SQL_INT64: *value = Load<qint64>(p); return true;
-        case SQL_BOOLEAN: *value = Load<std::uint8_t>(p) ? 1 : 0; return true;
-        default: break;
-        }
-    }
     if (IsTextType(d.SqlType) || d.IsLongString)
         *value = TextOf(d, rec, row, longs).toLongLong();
     else
-        *value = static_cast<qint64>(std::llround(FloatOf(d, p)));
+        *value = IntegerOf(d, rec + d.Offset);
     return true;
 }
 

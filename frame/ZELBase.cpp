@@ -145,12 +145,57 @@ bool HalfAt(double value, int decimals)
 {
     return LowestBitExponent(value) == -(decimals + 1);
 }
+
+// The fixed text of a value of few decimals from its scaled whole number: where the
+// scaled value lies clearly away from a half (further than the product's rounding can
+// move it), its nearest whole number is the exact value's rounding, and the text is
+// written without the standard library's exact conversion, the export's costliest part.
+int ScaledFixedText(double value, int decimals, char (&buffer)[48])
+{
+    static constexpr double Scale[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6};
+    if (decimals > 6)
+        return -1;
+    const double scaled = std::abs(value) * Scale[decimals];
+    // Below 2^40 the product is off by at most 2^-13 from the exact one.
+    if (!(scaled < 0x1p40))
+        return -1;
+    const double whole = std::floor(scaled);
+    const double fraction = scaled - whole;
+    if (std::abs(fraction - 0.5) < 0x1p-10)
+        return -1;
+    std::uint64_t n = static_cast<std::uint64_t>(whole) + (fraction > 0.5 ? 1 : 0);
+    // A negative value that shows as zero: Qt's sign is not the standard library's.
+    if (n == 0 && value < 0)
+        return -1;
+    char digits[24];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + n % 10);
+        n /= 10;
+    } while (n > 0);
+    while (count <= decimals)
+        digits[count++] = '0';
+    int length = 0;
+    if (value < 0)
+        buffer[length++] = '-';
+    for (int i = count - 1; i >= decimals; --i)
+        buffer[length++] = digits[i];
+    if (decimals > 0) {
+        buffer[length++] = '.';
+        for (int i = decimals - 1; i >= 0; --i)
+            buffer[length++] = digits[i];
+    }
+    return length;
+}
 }
 
 int QtFixedText(double value, int decimals, char (&buffer)[48])
 {
-    if (!std::isfinite(value) || value == 0 || !(std::abs(value) < 1e15) || decimals < 0 || decimals > 17
-        || HalfAt(value, decimals))
+    if (!std::isfinite(value) || value == 0 || !(std::abs(value) < 1e15) || decimals < 0 || decimals > 17)
+        return -1;
+    if (const int length = ScaledFixedText(value, decimals, buffer); length >= 0)
+        return length;
+    if (HalfAt(value, decimals))
         return -1;
     const auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, decimals);
     if (error != std::errc())

@@ -256,12 +256,12 @@ void StoredOptions(TFIBCustomDataSet* ds, std::initializer_list<const char*> nam
         ds->ReadStoredOption(QString::fromLatin1(n), true);
 }
 
-double FieldFloat(TField* field)
+double FieldFloat(const TFieldValue& value)
 {
     // Rows of the acquisition side carry every value; a null is not shown as 0.
-    if (field->IsNull())
+    if (value.IsNull)
         throw EVariantTypeCastError(QStringLiteral("Could not convert variant of type (Null) into type (Double)"));
-    return field->AsFloat();
+    return value.Float;
 }
 }
 
@@ -376,14 +376,13 @@ void TDMorvex::CreateFields()
     MessdatenI_01->SetPrecision(3);
     MessdatenI_02->SetPrecision(3);
 
-    using namespace std::placeholders;
-    MessdatenSTATUS->OnGetText = std::bind(&TDMorvex::MessdatenSTATUSGetText, this, _1, _2, _3);
+    MessdatenSTATUS->OnGetValueText = &TDMorvex::MessdatenSTATUSGetText;
     for (TField* f : {MessdatenI_01, MessdatenI_02, MessdatenI_03, MessdatenI_04, MessdatenI_05, MessdatenI_06,
                       MessdatenI_07, MessdatenI_08, MessdatenI_09})
-        f->OnGetText = std::bind(&TDMorvex::Messdaten_I_GetText, this, _1, _2, _3);
-    MessdatenU->OnGetText = std::bind(&TDMorvex::MessdatenUGetText, this, _1, _2, _3);
-    MessdatenRF->OnGetText = std::bind(&TDMorvex::MessdatenRFGetText, this, _1, _2, _3);
-    MessdatenT->OnGetText = std::bind(&TDMorvex::MessdatenTGetText, this, _1, _2, _3);
+        f->OnGetValueText = &TDMorvex::Messdaten_I_GetText;
+    MessdatenU->OnGetValueText = &TDMorvex::MessdatenUGetText;
+    MessdatenRF->OnGetValueText = &TDMorvex::MessdatenRFGetText;
+    MessdatenT->OnGetValueText = &TDMorvex::MessdatenTGetText;
 }
 
 void TDMorvex::DataModuleCreate()
@@ -467,28 +466,30 @@ void TDMorvex::AuftraegeAfterPost(TDataSet*)
     }
 }
 
-void TDMorvex::MessdatenSTATUSGetText(TField* Sender, QString& Text, bool)
+QString TDMorvex::MessdatenSTATUSGetText(const TFieldValue& Value)
 {
-    // A null reads as no number at all, as its empty text does.
-    Text = Sender->IsNull() ? StatusTextOfNumber(QString()) : StatusTextOfNumber(Sender->AsInteger());
+    // A null reads as no number at all, as its empty text does; a number as the field's
+    // AsInteger reads the text.
+    return Value.IsNull ? StatusTextOfNumber(QString())
+                        : StatusTextOfNumber(static_cast<int>(TStringField::IntegerOfText(Value.Text)));
 }
 
-void TDMorvex::Messdaten_I_GetText(TField* Sender, QString& Text, bool)
+QString TDMorvex::Messdaten_I_GetText(const TFieldValue& Value)
 {
-    Text = FloatToFixed(3, FieldFloat(Sender));
+    return FloatToFixed(3, FieldFloat(Value));
 }
 
-void TDMorvex::MessdatenUGetText(TField* Sender, QString& Text, bool)
+QString TDMorvex::MessdatenUGetText(const TFieldValue& Value)
 {
-    Text = FloatToFixed(1, FieldFloat(Sender));
+    return FloatToFixed(1, FieldFloat(Value));
 }
 
-void TDMorvex::MessdatenRFGetText(TField* Sender, QString& Text, bool)
+QString TDMorvex::MessdatenRFGetText(const TFieldValue& Value)
 {
-    Text = FloatToFixed(1, FieldFloat(Sender));
+    return FloatToFixed(1, FieldFloat(Value));
 }
 
-void TDMorvex::MessdatenTGetText(TField* Sender, QString& Text, bool)
+QString TDMorvex::MessdatenTGetText(const TFieldValue& Value)
 {
-    Text = FloatToFixed(1, FieldFloat(Sender));
+    return FloatToFixed(1, FieldFloat(Value));
 }

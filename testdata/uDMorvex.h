@@ -117,12 +117,13 @@ public:
     // rows are fetched only as far as the run lies.
     void AuftraegeNeuOeffnen();
 
-    // Text events of the measurement fields.
-    void MessdatenSTATUSGetText(TField* Sender, QString& Text, bool DisplayText);
-    void Messdaten_I_GetText(TField* Sender, QString& Text, bool DisplayText);
-    void MessdatenUGetText(TField* Sender, QString& Text, bool DisplayText);
-    void MessdatenRFGetText(TField* Sender, QString& Text, bool DisplayText);
-    void MessdatenTGetText(TField* Sender, QString& Text, bool DisplayText);
+    // Texts of the measurement fields, from the value alone: the text export reads them
+    // for cached rows on other threads.
+    static QString MessdatenSTATUSGetText(const TFieldValue& Value);
+    static QString Messdaten_I_GetText(const TFieldValue& Value);
+    static QString MessdatenUGetText(const TFieldValue& Value);
+    static QString MessdatenRFGetText(const TFieldValue& Value);
+    static QString MessdatenTGetText(const TFieldValue& Value);
 
     // Declared in the order they may be destroyed backwards: statements and
     // sources before datasets, datasets before transactions, transactions

@@ -4,9 +4,15 @@
 
 #include <QLocale>
 #include <QSaveFile>
+#include <QThread>
 #include <QtEndian>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <exception>
+#include <functional>
+#include <mutex>
+#include <thread>
 
 namespace {
 constexpr qsizetype FlushSize = 1 << 16;
@@ -201,6 +207,7 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
     const std::vector<int> selected = all ? std::vector<int>{} : Grid->SelectedRows();
     Stream = stream;
     fBuffer.clear();
+    fCacheUsed = false;
     struct TStreamReset {
         TdxDBGridExport* e;
         ~TStreamReset()
@@ -219,12 +226,11 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
         WriteHeader();
         if (ds->Active()) {
             if (all) {
-                ds->First();
-                while (!ds->Eof()) {
-                    WriteRow(nullptr);
-                    ++RowNumber;
-                    ds->Next();
-                }
+                if (!ReadCache || !WriteAllRows())
+                    for (ds->First(); !ds->Eof(); ds->Next()) {
+                        WriteRow(nullptr);
+                        ++RowNumber;
+                    }
             } else {
                 for (int row : selected) {
                     ds->SetRecNo(row + 1);
@@ -252,6 +258,13 @@ void TdxDBGridExport::Write(const char* data, qsizetype size)
     fBuffer.append(data, size);
     if (fBuffer.size() >= FlushSize)
         Flush();
+}
+
+void TdxDBGridExport::WriteBlock(QByteArray block)
+{
+    Flush();
+    fBuffer = std::move(block);
+    Flush();
 }
 
 void TdxDBGridExport::Flush()
@@ -302,30 +315,217 @@ void TdxDBGridExportText::WriteHeader()
     WriteLine(QString());
 }
 
+void TdxDBGridExportText::AppendLine(QByteArray& out, const std::vector<QString>& texts,
+                                     QStringEncoder& encoder) const
+{
+    // Rows of numbers are plain ASCII: their texts go straight into the line's bytes,
+    // room for the whole line made once, and only a row with other characters is
+    // joined and encoded.
+    const qsizetype at = out.size();
+    const std::size_t count = texts.size();
+    qsizetype length = 2;
+    for (const QString& t : texts)
+        length += t.size();
+    if (count > 0)
+        length += static_cast<qsizetype>(count - 1) * Separator.size() +
+                  static_cast<qsizetype>(count) * (BeginMark.size() + EndMark.size());
+    out.resize(at + length);
+    char* to = out.data() + at;
+    char16_t high = 0;
+    const auto put = [&to, &high](QStringView text) {
+        const char16_t* from = text.utf16();
+        for (qsizetype i = 0, n = text.size(); i < n; ++i) {
+            high |= from[i];
+            *to++ = static_cast<char>(from[i]);
+        }
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0)
+            put(Separator);
+        put(BeginMark);
+        put(texts[i]);
+        put(EndMark);
+    }
+    *to++ = '\r';
+    *to++ = '\n';
+    if (high < 0x80)
+        return;
+    out.truncate(at);
+    QString line;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i > 0)
+            line += Separator;
+        line += BeginMark + texts[i] + EndMark;
+    }
+    out.append(encoder.encode(line));
+    out.append("\r\n", 2);
+}
+
 void TdxDBGridExportText::WriteRow(TdxDBGridNode*)
 {
     const std::size_t count = fFields.size();
     fTexts.resize(count);
     for (std::size_t i = 0; i < count; ++i)
         fTexts[i] = fFields[i] ? fFields[i]->DisplayText() : QString();
-    // Rows of numbers are plain ASCII: their texts go straight into the line's
-    // bytes, and only a row with other characters is joined and encoded.
     fBytes.resize(0);
-    bool ascii = true;
-    for (std::size_t i = 0; i < count && ascii; ++i)
-        ascii = (i == 0 || AppendAscii(fBytes, Separator)) && AppendAscii(fBytes, BeginMark)
-                && AppendAscii(fBytes, fTexts[i]) && AppendAscii(fBytes, EndMark);
-    if (!ascii) {
-        QString line;
-        for (std::size_t i = 0; i < count; ++i) {
-            if (i > 0)
-                line += Separator;
-            line += BeginMark + fTexts[i] + EndMark;
-        }
-        fBytes = fEncoder.encode(line);
-    }
-    fBytes.append("\r\n", 2);
+    AppendLine(fBytes, fTexts, fEncoder);
     Write(fBytes);
+}
+
+namespace {
+// Chunks formatted by several threads and handed to the writer in their order. A
+// thread claims the next chunk only while it lies within the window ahead of the one
+// being written, so that memory stays bounded; the writing thread formats chunks itself
+// while it waits. A chunk's failure is raised when its turn to be written comes, so the
+// first failing row of the file is the one reported, as with the cursor.
+class TChunkPipeline {
+public:
+    using TFormat = std::function<void(int chunk, QByteArray& out)>;
+    TChunkPipeline(int chunks, const TFormat& format) : fChunks(chunks), fFormat(format), fSlots(Window) {}
+    TChunkPipeline(const TChunkPipeline&) = delete;
+    TChunkPipeline& operator=(const TChunkPipeline&) = delete;
+    ~TChunkPipeline()
+    {
+        {
+            const std::lock_guard lock(fMutex);
+            fStop = true;
+        }
+        fChanged.notify_all();
+        for (std::thread& t : fThreads)
+            t.join();
+    }
+
+    void Run(int helpers, const std::function<void(QByteArray)>& write)
+    {
+        for (int i = 0; i < helpers; ++i)
+            fThreads.emplace_back([this] {
+                for (;;) {
+                    int chunk;
+                    {
+                        std::unique_lock lock(fMutex);
+                        chunk = Claim(lock, true);
+                    }
+                    if (chunk < 0)
+                        return;
+                    Format(chunk);
+                }
+            });
+        for (int chunk = 0; chunk < fChunks; ++chunk) {
+            std::unique_lock lock(fMutex);
+            TSlot& slot = fSlots[static_cast<std::size_t>(chunk % Window)];
+            while (!slot.Ready) {
+                if (const int own = Claim(lock, false); own >= 0) {
+                    lock.unlock();
+                    Format(own);
+                    lock.lock();
+                } else {
+                    fChanged.wait(lock);
+                }
+            }
+            QByteArray bytes = std::move(slot.Bytes);
+            const std::exception_ptr error = slot.Error;
+            slot = TSlot();
+            ++fWritten;
+            lock.unlock();
+            fChanged.notify_all();
+            if (error)
+                std::rethrow_exception(error);
+            write(std::move(bytes));
+        }
+    }
+
+private:
+    static constexpr int Window = 8;
+    struct TSlot {
+        QByteArray Bytes;
+        std::exception_ptr Error;
+        bool Ready = false;
+    };
+
+    // The next chunk to format; -1 when there is none left (or the work stops), and
+    // without waiting -1 also while the window is full.
+    int Claim(std::unique_lock<std::mutex>& lock, bool wait)
+    {
+        for (;;) {
+            if (fStop || fNext >= fChunks)
+                return -1;
+            if (fNext < fWritten + Window)
+                return fNext++;
+            if (!wait)
+                return -1;
+            fChanged.wait(lock);
+        }
+    }
+
+    void Format(int chunk)
+    {
+        QByteArray bytes;
+        std::exception_ptr error;
+        try {
+            fFormat(chunk, bytes);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        {
+            const std::lock_guard lock(fMutex);
+            TSlot& slot = fSlots[static_cast<std::size_t>(chunk % Window)];
+            slot.Bytes = std::move(bytes);
+            slot.Error = error;
+            slot.Ready = true;
+        }
+        fChanged.notify_all();
+    }
+
+    const int fChunks;
+    const TFormat& fFormat;
+    std::vector<TSlot> fSlots;
+    std::vector<std::thread> fThreads;
+    std::mutex fMutex;
+    std::condition_variable fChanged;
+    int fNext = 0;
+    int fWritten = 0;
+    bool fStop = false;
+};
+}
+
+bool TdxDBGridExportText::WriteAllRows()
+{
+    auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
+    if (!fib)
+        return false;
+    // Columns without a field stay empty, as WriteRow leaves them.
+    std::vector<const TField*> fields;
+    std::vector<int> reader;
+    for (const TField* f : fFields) {
+        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
+        if (f)
+            fields.push_back(f);
+    }
+    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    if (!texts)
+        return false;
+    CacheTaken();
+    const int rows = texts->RowCount();
+    const int chunks = (rows + ChunkRows - 1) / ChunkRows;
+    // Each thread has its own encoder and row texts; the dataset and fields are only read.
+    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+        QStringEncoder encoder("windows-1252");
+        std::vector<QString> line(reader.size());
+        const int first = chunk * ChunkRows;
+        const int last = std::min(rows, first + ChunkRows);
+        out.reserve(static_cast<qsizetype>(last - first) * 160);
+        for (int pos = first; pos < last; ++pos) {
+            for (std::size_t k = 0; k < reader.size(); ++k)
+                line[k] = reader[k] >= 0 ? texts->Text(pos, reader[k]) : QString();
+            AppendLine(out, line, encoder);
+        }
+    };
+    const int threads = Threads > 0 ? Threads : std::clamp(QThread::idealThreadCount(), 1, 4);
+    const int helpers = std::min(threads, chunks) - 1;
+    TChunkPipeline pipeline(chunks, format);
+    pipeline.Run(helpers, [this](QByteArray block) { WriteBlock(std::move(block)); });
+    RowNumber = rows;
+    return true;
 }
 
 // ---------------------------------------------------------------- worksheet
@@ -378,22 +578,31 @@ void TdxDBGridExportExcel::Record(std::uint16_t type, const char* body, qsizetyp
 
 void TdxDBGridExportExcel::Label(int row, int column, int xf, const QString& text)
 {
-    // A cell holds at most 255 characters in this format.
     fLabel.resize(0);
-    if (!AppendAscii(fLabel, text))
-        fLabel = fEncoder.encode(text);
-    const auto length = static_cast<std::uint16_t>(std::min<qsizetype>(fLabel.size(), 255));
-    char b[8];
-    Store16(b, static_cast<std::uint16_t>(row));
-    Store16(b + 2, static_cast<std::uint16_t>(column));
-    Store16(b + 4, static_cast<std::uint16_t>(xf));
-    Store16(b + 6, length);
-    char head[4];
-    Store16(head, 0x0204);
-    Store16(head + 2, static_cast<std::uint16_t>(8 + length));
-    Write(head, 4);
-    Write(b, 8);
-    Write(fLabel.constData(), length);
+    PutLabel(fLabel, row, column, xf, text, fEncoder);
+    Write(fLabel);
+}
+
+void TdxDBGridExportExcel::PutLabel(QByteArray& out, int row, int column, int xf, const QString& text,
+                                    QStringEncoder& encoder)
+{
+    // A cell holds at most 255 characters in this format. The text goes behind the
+    // record's head, which takes its length once known.
+    const qsizetype at = out.size();
+    out.resize(at + 12);
+    if (!AppendAscii(out, text)) {
+        out.truncate(at + 12);
+        out.append(encoder.encode(text));
+    }
+    const auto length = static_cast<std::uint16_t>(std::min<qsizetype>(out.size() - at - 12, 255));
+    out.truncate(at + 12 + length);
+    char* b = out.data() + at;
+    Store16(b, 0x0204);
+    Store16(b + 2, static_cast<std::uint16_t>(8 + length));
+    Store16(b + 4, static_cast<std::uint16_t>(row));
+    Store16(b + 6, static_cast<std::uint16_t>(column));
+    Store16(b + 8, static_cast<std::uint16_t>(xf));
+    Store16(b + 10, length);
 }
 
 void TdxDBGridExportExcel::Start()
@@ -405,6 +614,9 @@ void TdxDBGridExportExcel::Start()
         if (Grid->Columns(i)->Visible())
             VisibleColumns.push_back(i);
     VisibleCount = static_cast<int>(VisibleColumns.size());
+    fFields.clear();
+    for (int c : VisibleColumns)
+        fFields.push_back(Grid->Columns(c)->Field());
     fHeaderRows = HeaderRows(*Grid);
 
     Write(Bytes({0x09, 0x04, 0x06, 0x00, 0x00, 0x00, 0x10, 0x00, 0x00, 0x00}));   // BOF, worksheet
@@ -515,38 +727,105 @@ void TdxDBGridExportExcel::WriteHeader()
         Label(row, i, HeaderXF, Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->DisplayCaption());
 }
 
-void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
+template <class TValueOf, class TTextOf>
+void TdxDBGridExportExcel::PutCells(QByteArray& out, int rowNumber, QStringEncoder& encoder, const TValueOf& valueOf,
+                                    const TTextOf& textOf) const
 {
-    const int row = fHeaderRows + RowNumber;
+    const int row = fHeaderRows + rowNumber;
     if (row > 0xFFFF)
-        throw EdxGridExportRowLimit(RowNumber + 1, MaxDataRows(*Grid));
+        throw EdxGridExportRowLimit(rowNumber + 1, MaxDataRows(*Grid));
     for (int i = 0; i < VisibleCount; ++i) {
-        const TField* f = Grid->Columns(VisibleColumns[static_cast<std::size_t>(i)])->Field();
+        const TField* f = fFields[static_cast<std::size_t>(i)];
         const int xf = FirstColumnXF + i;
         if (!f) {
-            Label(row, i, xf, QString());
+            PutLabel(out, row, i, xf, QString(), encoder);
             continue;
         }
         const TFieldType type = f->DataType();
         // Cells by the hundred thousand: each record put together on the stack.
-        char b[14];
-        Store16(b, static_cast<std::uint16_t>(row));
-        Store16(b + 2, static_cast<std::uint16_t>(i));
-        Store16(b + 4, static_cast<std::uint16_t>(xf));
+        char b[18];
+        Store16(b + 4, static_cast<std::uint16_t>(row));
+        Store16(b + 6, static_cast<std::uint16_t>(i));
+        Store16(b + 8, static_cast<std::uint16_t>(xf));
         if (IsRkType(type)) {
-            Store32(b + 6, static_cast<std::uint32_t>(f->AsInteger()) * 4u + 2u);
-            Record(0x027E, b, 10);
+            Store16(b, 0x027E);
+            Store16(b + 2, 10);
+            Store32(b + 10, static_cast<std::uint32_t>(static_cast<int>(valueOf(i, f).Integer)) * 4u + 2u);
+            out.append(b, 14);
         } else if (IsNumberType(type)) {
-            const double v = f->IsNull() ? 0.0 : f->AsFloat();
+            const TFieldValue value = valueOf(i, f);
+            const double v = value.IsNull ? 0.0 : value.Float;
             std::uint64_t bits;
             std::memcpy(&bits, &v, sizeof bits);
-            Store32(b + 6, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
-            Store32(b + 10, static_cast<std::uint32_t>(bits >> 32));
-            Record(0x0203, b, 14);
+            Store16(b, 0x0203);
+            Store16(b + 2, 14);
+            Store32(b + 10, static_cast<std::uint32_t>(bits & 0xFFFFFFFFu));
+            Store32(b + 14, static_cast<std::uint32_t>(bits >> 32));
+            out.append(b, 18);
         } else {
-            Label(row, i, xf, f->DisplayText());
+            PutLabel(out, row, i, xf, textOf(i, f), encoder);
         }
     }
+}
+
+void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
+{
+    // Through the cursor: the numbers as the fields' AsInteger and AsFloat give them.
+    fLabel.resize(0);
+    PutCells(
+        fLabel, RowNumber, fEncoder,
+        [](int, const TField* f) {
+            TFieldValue v;
+            if (IsRkType(f->DataType())) {
+                v.Integer = f->AsInteger();
+            } else {
+                v.IsNull = f->IsNull();
+                v.Float = v.IsNull ? 0.0 : f->AsFloat();
+            }
+            return v;
+        },
+        [](int, const TField* f) { return f->DisplayText(); });
+    Write(fLabel);
+}
+
+bool TdxDBGridExportExcel::WriteAllRows()
+{
+    auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
+    if (!fib)
+        return false;
+    std::vector<const TField*> fields;
+    std::vector<int> reader;
+    for (const TField* f : fFields) {
+        // A number rounded by its scale reads otherwise than it is stored.
+        if (const auto* number = dynamic_cast<const TFIBFloatField*>(f); number && number->RoundByScale)
+            return false;
+        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
+        if (f)
+            fields.push_back(f);
+    }
+    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    if (!texts)
+        return false;
+    CacheTaken();
+    const int rows = texts->RowCount();
+    const int chunks = (rows + TdxDBGridExportText::ChunkRows - 1) / TdxDBGridExportText::ChunkRows;
+    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+        QStringEncoder encoder("windows-1252");
+        const int first = chunk * TdxDBGridExportText::ChunkRows;
+        const int last = std::min(rows, first + TdxDBGridExportText::ChunkRows);
+        out.reserve(static_cast<qsizetype>(last - first) * 16 * VisibleCount);
+        for (int pos = first; pos < last; ++pos) {
+            const auto index = [&reader](int i) { return reader[static_cast<std::size_t>(i)]; };
+            PutCells(
+                out, pos, encoder, [&](int i, const TField*) { return texts->Value(pos, index(i)); },
+                [&](int i, const TField*) { return texts->Text(pos, index(i)); });
+        }
+    };
+    const int threads = std::clamp(QThread::idealThreadCount(), 1, 4);
+    TChunkPipeline pipeline(chunks, format);
+    pipeline.Run(std::min(threads, chunks) - 1, [this](QByteArray block) { WriteBlock(std::move(block)); });
+    RowNumber = rows;
+    return true;
 }
 
 void TdxDBGridExportExcel::Finish()

@@ -46,6 +46,10 @@ public:
     std::int32_t RowNumber = 0;
     // The file while the export runs; nullptr outside.
     QIODevice* Stream = nullptr;
+    // Off: every row through the cursor, as for a dataset that offers nothing else.
+    bool ReadCache = true;
+    // Whether the last export read its rows without the cursor.
+    bool CacheUsed() const { return fCacheUsed; }
 
     virtual void Start() {}
     virtual void Finish() {}
@@ -59,15 +63,22 @@ public:
 
 protected:
     void DoExportTo(QIODevice* stream);
+    // Writes every row without the cursor; false when it cannot, nothing written then.
+    // Once it knows it can, it says so by CacheTaken (also for a failure after).
+    virtual bool WriteAllRows() { return false; }
+    void CacheTaken() { fCacheUsed = true; }
     // The system's reason for a failed file operation, where the device only knows "Unknown error".
     static QString SystemReason(const QString& deviceText);
     void Write(const char* data, qsizetype size);
     void Write(const QByteArray& data) { Write(data.constData(), data.size()); }
+    // Hands what is buffered, then the block, to the stream without a copy.
+    void WriteBlock(QByteArray block);
     // Hands the buffered bytes to the stream; raises when the stream refuses them.
     void Flush();
 
 private:
     QByteArray fBuffer;
+    bool fCacheUsed = false;
 };
 
 class TdxDBGridExportText : public TdxDBGridExport {
@@ -83,8 +94,20 @@ public:
     void WriteHeader() override;
     void WriteRow(TdxDBGridNode* Node) override;
 
+    // Rows formatted at a time by one thread when the rows are read without the cursor.
+    static constexpr int ChunkRows = 4096;
+    // Threads that format the rows read without the cursor, this one included; 0 takes
+    // one per core (at most four).
+    int Threads = 0;
+protected:
+    // A dataset that gives its cached rows' texts without the cursor (all rows, all
+    // columns' fields covered) has them formatted in chunks by this and further threads.
+    bool WriteAllRows() override;
+
 private:
     void WriteLine(const QString& line);
+    // One row's line with CR LF appended to out: plain ASCII as bytes, else encoded.
+    void AppendLine(QByteArray& out, const std::vector<QString>& texts, QStringEncoder& encoder) const;
     std::vector<TdxDBGridColumn*> fColumns;
     std::vector<const TField*> fFields;   // per column, null where it has none
     QStringEncoder fEncoder;
@@ -108,6 +131,12 @@ public:
     void WriteHeader() override;
     void WriteRow(TdxDBGridNode* Node) override;
 
+protected:
+    // The cached rows' values and texts without the cursor, where the dataset gives them,
+    // put into records in chunks on several threads as the text export does.
+    bool WriteAllRows() override;
+
+public:
     // Cell format of the first data column; the others follow one by one.
     static constexpr int FirstColumnXF = 29;
     static constexpr int HeaderXF = 22;
@@ -125,9 +154,17 @@ private:
     void Record(std::uint16_t type, const QByteArray& body) { Record(type, body.constData(), body.size()); }
     void Record(std::uint16_t type, const char* body, qsizetype size);
     void Label(int row, int column, int xf, const QString& text);
+    // A text cell's record appended to out.
+    static void PutLabel(QByteArray& out, int row, int column, int xf, const QString& text, QStringEncoder& encoder);
+    // One row's cell records appended to out: valueOf(i, field) gives column i's value as
+    // AsInteger and AsFloat read it, textOf(i, field) its display text.
+    template <class TValueOf, class TTextOf>
+    void PutCells(QByteArray& out, int rowNumber, QStringEncoder& encoder, const TValueOf& valueOf,
+                  const TTextOf& textOf) const;
+    std::vector<const TField*> fFields;   // per visible column, null where it has none
     int fHeaderRows = 1;
     QStringEncoder fEncoder;
-    QByteArray fLabel;   // a text cell's bytes, its room kept from cell to cell
+    QByteArray fLabel;   // a row's or a caption's records, their room kept from one to the next
 };
 
 // The grid's exports, as the raw data window calls them.

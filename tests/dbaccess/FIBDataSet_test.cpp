@@ -359,6 +359,74 @@ TEST_F(DataSetTest, ColumnsReadAtOnceAreWhatTheFieldsGiveRowByRow)
     EXPECT_TRUE(ds->CanReadFloats(fields));
 }
 
+// The texts of cached rows read without the cursor are the fields' display texts row by
+// row, in the cursor's order; where a text is not the value's, there is no such reader.
+TEST_F(DataSetTest, RowTextsAreTheDisplayTextsTheCursorReads)
+{
+    for (int i = 1; i <= 30; ++i)
+        Exec(i % 6 == 0 ? QStringLiteral("insert into VALS (ID) values (%1)").arg(i)
+                        : QStringLiteral("insert into VALS (ID, SI, I, BI, N52, N182, N186, F, DP, DT, TM, TS, CH, VC, "
+                                         "KOMMENTAR, VU) values (%1, %2, %3, %4, %5, %6, %7, %8, %9, "
+                                         "dateadd(%1 * 400 day to date '1899-01-01'), "
+                                         "dateadd(%1 * 3001 millisecond to time '23:59:00'), "
+                                         "dateadd(%1 * 997 millisecond to timestamp '2026-03-29 01:59:58.0010'), "
+                                         "'c%1  ', 'v;\"%1\"', 'lang ' || %1, 'Grüße %1')")
+                              .arg(i)
+                              .arg(i * 1000 - 15000)
+                              .arg(i * 77777)
+                              .arg(qint64(i) * 987654321987LL)
+                              .arg(i * 1.25 - 20)
+                              .arg(i * 12345.675, 0, 'f', 2)
+                              .arg(i / 7.0, 0, 'f', 6)
+                              .arg(i / 3.0)
+                              .arg(1.0 / i - 0.5, 0, 'g', 17));
+    ds = MakeDataSet("select * from VALS order by ID");
+    ds->Open();
+    ds->FieldByName("I")->SetDisplayFormat("#,##0 Stk");
+    ds->FieldByName("DP")->SetDisplayFormat("0.000E+00");
+    ds->FieldByName("TM")->SetDisplayFormat("hh:nn:ss.zzz");
+    ds->FieldByName("SI")->OnGetValueText = [](const TFieldValue& v) {
+        return v.IsNull ? QStringLiteral("leer") : QStringLiteral("SI=%1").arg(v.Integer);
+    };
+    const QStringList names{"ID", "SI", "I", "BI", "N52", "N182", "N186", "F", "DP", "DT", "TM", "TS", "CH", "VC",
+                            "KOMMENTAR", "VU"};
+    std::vector<const TField*> fields;
+    for (const QString& n : names)
+        fields.push_back(ds->FieldByName(n));
+    EXPECT_EQ(ds->RowTexts(fields), nullptr) << "rows still on the server";
+    ds->FetchAll();
+    ds->DoSort({"DP"}, {false});
+    const auto texts = ds->RowTexts(fields);
+    ASSERT_NE(texts, nullptr);
+    ASSERT_EQ(texts->RowCount(), 30);
+    ASSERT_EQ(texts->ColumnCount(), static_cast<int>(fields.size()));
+    int row = 0;
+    for (ds->First(); !ds->Eof(); ds->Next(), ++row)
+        for (std::size_t k = 0; k < fields.size(); ++k)
+            ASSERT_EQ(texts->Text(row, static_cast<int>(k)), fields[k]->DisplayText())
+                << names[static_cast<int>(k)].toStdString() << " row " << row;
+    EXPECT_EQ(row, 30);
+    ds->First();
+    EXPECT_EQ(ds->FieldByName("VU")->DisplayText(), QString::fromUtf8("Grüße 1")) << "the largest DP first";
+    EXPECT_EQ(ds->FieldByName("SI")->DisplayText(), QStringLiteral("SI=-14000"));
+
+    // A boolean, a memo, a text event, a filter or an edit: no reader.
+    EXPECT_EQ(ds->RowTexts({ds->FieldByName("BO")}), nullptr);
+    EXPECT_EQ(ds->RowTexts({ds->FieldByName("BT")}), nullptr);
+    TField* ch = ds->FieldByName("CH");
+    ch->OnGetText = [](TField*, QString& text, bool) { text = "x"; };
+    EXPECT_EQ(ds->RowTexts(fields), nullptr);
+    ch->OnGetText = nullptr;
+    ds->SetFilter("ID > 20");
+    ds->SetFiltered(true);
+    EXPECT_EQ(ds->RowTexts(fields), nullptr);
+    ds->SetFiltered(false);
+    ds->Edit();
+    EXPECT_EQ(ds->RowTexts(fields), nullptr);
+    ds->Cancel();
+    EXPECT_NE(ds->RowTexts(fields), nullptr);
+}
+
 TEST_F(DataSetTest, SortLocateLookupAndBookmarks)
 {
     ds = MakeDataSet("select * from ROWS_ order by ID");

@@ -109,6 +109,14 @@ std::vector<double> NumberSamples()
     std::vector<double> values = {0.0, -0.0, 0.0625, -0.0625, 0.125, 2.5, 0.5, 1.5, 0.3125, 2.675, 1.0005,
                                   -0.0001, -0.0004, 1e14 + 0.5, 999999999999999.9, 9.5, 99.5, 0.00015, 1e-4,
                                   -240106.25, 23027.0625, 1234567890123.125, 0.1, 1.0 / 3.0};
+    // Next to the halves of one to three decimals, where a scaled value's rounding could slip.
+    for (int i = 0; i < 20000; ++i) {
+        const double scale = i % 3 == 0 ? 10.0 : (i % 3 == 1 ? 100.0 : 1000.0);
+        double v = (double(random() % 100000000) + 0.5) / scale * ((random() & 1) ? -1.0 : 1.0);
+        for (int k = int(random() % 9) - 4; k != 0; k += k < 0 ? 1 : -1)
+            v = std::nextafter(v, k < 0 ? -1e300 : 1e300);
+        values.push_back(v);
+    }
     for (int i = 0; i < 60000; ++i) {
         const double sign = (random() & 1) ? -1.0 : 1.0;
         if (i % 2)
@@ -127,7 +135,7 @@ TEST(TextHelpers, FastNumberTextsAreQtsTextsToTheLastCharacter)
     const DecimalSeparatorScope comma(u',');
     int compared = 0;
     for (const double v : NumberSamples()) {
-        for (int d : {0, 1, 3, 7}) {
+        for (int d : {0, 1, 2, 3, 6, 7}) {
             QString want = QString::number(v, 'f', d);
             want.replace(u'.', u',');
             ASSERT_EQ(FloatToFixed(d, v), want) << v << " " << d;
