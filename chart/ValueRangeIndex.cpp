@@ -44,7 +44,7 @@ void TValueRangeIndex::Make(const double* values, int count, int kept)
         fMax[0][b] = bad ? nan : mx;
     }
     // Up to blocks of 2^30 rows, so that a block's size stays an int. A block above
-    // covers 32 below it: it changes from the one holding the first changed block.
+    // covers 128 below it: it changes from the one holding the first changed block.
     std::size_t level = 1;
     for (; fMin[level - 1].size() >= 2 && level < std::size_t(30 / kBits); ++level) {
         const std::size_t lowSize = fMin[level - 1].size();

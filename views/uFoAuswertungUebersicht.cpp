@@ -659,14 +659,14 @@ void TFOOrvexAuswertung::SerienUebernehmen(int Behalten)
     Chart_T_RF->update();
 }
 
-void TFOOrvexAuswertung::SerienZuweisen(int Behalten)
+void TFOOrvexAuswertung::SerienZuweisen(int Behalten, bool NurX)
 {
     const TChartValuesPtr& x = fZeitstempel ? fWerteZeit : fWerteStd;
-    SerieBelegen(Ser_U.get(), fWerteU, x, fZeitstempel, fAnzahlSaetze, Behalten);
-    SerieBelegen(Ser_T.get(), fWerteT, x, fZeitstempel, fAnzahlSaetze, Behalten);
-    SerieBelegen(Ser_rF.get(), fWerteRF, x, fZeitstempel, fAnzahlSaetze, Behalten);
+    SerieBelegen(Ser_U.get(), fWerteU, x, fZeitstempel, fAnzahlSaetze, Behalten, NurX);
+    SerieBelegen(Ser_T.get(), fWerteT, x, fZeitstempel, fAnzahlSaetze, Behalten, NurX);
+    SerieBelegen(Ser_rF.get(), fWerteRF, x, fZeitstempel, fAnzahlSaetze, Behalten, NurX);
     for (int k = 1; k <= 9; ++k)
-        SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze, Behalten);
+        SerieBelegen(fSerI[k], fWerteI[k], x, fZeitstempel, fAnzahlSaetze, Behalten, NurX);
     fXAchseGeaendert = false;
 }
 
@@ -684,7 +684,7 @@ void TFOOrvexAuswertung::SerienVorbereiten()
 }
 
 void TFOOrvexAuswertung::SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X,
-                                      bool IstDatum, int Anzahl, int Behalten)
+                                      bool IstDatum, int Anzahl, int Behalten, bool NurX)
 {
     // Before the first load there are no arrays: the series stay empty.
     const int count = X && Y ? Anzahl : 0;
@@ -694,6 +694,12 @@ void TFOOrvexAuswertung::SerieBelegen(TFastLineSeries* Serie, const TChartValues
         // before stays valid, only the new rows are looked at.
         Serie->XValues()->SetCountKeeping(count, Behalten);
         Serie->YValues()->SetCountKeeping(count, Behalten);
+    } else if (NurX && X && Y && Serie->YValues()->Value == Y && Serie->YValues()->Count() == count) {
+        // Only the x axis changed: the y values keep their figures and range index,
+        // which a million rows would otherwise work out again in the next frame.
+        Serie->XValues()->Value = X;
+        Serie->XValues()->SetCount(count);
+        Serie->XValues()->SetModified(true);
     } else {
         const TChartValuesPtr empty = std::make_shared<TChartValues>();
         Serie->XValues()->Value = X ? X : empty;
@@ -773,7 +779,7 @@ void TFOOrvexAuswertung::Button3Click()
 void TFOOrvexAuswertung::ChartsAktualisieren()
 {
     if (fXAchseGeaendert)
-        SerienZuweisen();
+        SerienZuweisen(0, true);
     fCharts[1]->SetColor(fFarbeChart);
     fCharts[2]->SetColor(fFarbeChart);
     Ser_U->SetActive(Kurven->Checked(0));

@@ -136,8 +136,9 @@ public:
     void BtnRohdatenClick();
     void VersuchAnzeigen();
     void DatenLaden();
-    // Behalten: the leading rows that stand as the series last saw them.
-    void SerienZuweisen(int Behalten = 0);
+    // Behalten: the leading rows that stand as the series last saw them. NurX: only the
+    // x axis changed (hours or time stamps); the y values stand as they are.
+    void SerienZuweisen(int Behalten = 0, bool NurX = false);
     // Works out now what the series otherwise work out at their first paint: extremes,
     // the order of the x values and the range index of the y values.
     void SerienVorbereiten();
@@ -145,7 +146,7 @@ public:
     // the series take the new count, zoom, axes and the chosen curves stay.
     void SerienUebernehmen(int Behalten = 0);
     void SerieBelegen(TFastLineSeries* Serie, const TChartValuesPtr& Y, const TChartValuesPtr& X, bool IstDatum,
-                      int Anzahl, int Behalten);
+                      int Anzahl, int Behalten, bool NurX = false);
     void Chart_SummenMouseMove(TChart* Sender, Qt::KeyboardModifiers Shift, int X, int Y);
 
     // ---- Curves and channels

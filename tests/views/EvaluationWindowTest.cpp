@@ -624,6 +624,11 @@ TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneR
     w->fZeitstempel = true;
     w->fXAchseGeaendert = true;
     w->ChartsAktualisieren();
+    // Only the x values were handed over: the currents keep what was worked out of them.
+    EXPECT_EQ(w->fSerI[3]->XValues()->Value, w->fWerteZeit);
+    EXPECT_TRUE(w->fSerI[3]->XValues()->DateTime());
+    EXPECT_FALSE(w->fSerI[3]->YValues()->Modified());
+    EXPECT_FALSE(w->Ser_T->YValues()->Modified());
     PaintedPlots(w);
     TChartAxis* lower = w->Chart_T_RF->BottomAxis();
     const double midnight = std::floor(lower->IMinimum) + 2;
