@@ -626,6 +626,11 @@ private:
     friend class TFIBRowTexts;
     // A cached row's value of a column as GetFieldData gives it for the storage.
     TFieldValue CachedValue(int pos, int col, TFieldStorage storage) const;
+    // The cache holds exactly the result's rows: all fetched, none filtered, inserted,
+    // deleted or edited, the dataset browsing.
+    bool CacheIsTheRows() const;
+    // A data field of this dataset with a column of the result.
+    bool OwnDataColumn(const TField* f) const;
     void OnSelectTransactionEnding();
     void OnSelectDisconnecting();
     void KeepOrClose();

@@ -161,14 +161,24 @@ double TFIBCustomDataSet::FloatOf(const TFIBFieldDescr& d, const std::byte* p)
     }
 }
 
+bool TFIBCustomDataSet::CacheIsTheRows() const
+{
+    return Active() && fCache && fAllFetched && !Filtered() && State() == dsBrowse && fInserted == 0 &&
+           fDeleted == 0 && !fCache->HasOld();
+}
+
+bool TFIBCustomDataSet::OwnDataColumn(const TField* f) const
+{
+    return f && f->DataSet() == this && f->FieldKind() == fkData && f->FieldNo() >= 1 &&
+           f->FieldNo() <= static_cast<int>(fDescr.size());
+}
+
 bool TFIBCustomDataSet::CanReadFloats(const std::vector<TField*>& fields) const
 {
-    if (!Active() || !fCache || !fAllFetched || Filtered() || State() != dsBrowse || fInserted != 0 ||
-        fDeleted != 0 || fCache->HasOld())
+    if (!CacheIsTheRows())
         return false;
     for (const TField* f : fields) {
-        if (!f || f->DataSet() != this || f->FieldKind() != fkData || f->FieldNo() < 1 ||
-            f->FieldNo() > static_cast<int>(fDescr.size()))
+        if (!OwnDataColumn(f))
             return false;
         // Only the classes whose AsFloat is the stored number, or 0 for a null.
         const auto* number = dynamic_cast<const TFIBFloatField*>(f);
@@ -200,8 +210,7 @@ int TFIBCustomDataSet::ReadFloats(const std::vector<TField*>& fields, const std:
 
 std::unique_ptr<TFIBRowTexts> TFIBCustomDataSet::RowTexts(const std::vector<const TField*>& fields) const
 {
-    if (!Active() || !fCache || !fAllFetched || Filtered() || State() != dsBrowse || fInserted != 0 ||
-        fDeleted != 0 || fCache->HasOld())
+    if (!CacheIsTheRows())
         return nullptr;
     // A calculated field's handler runs on every row the cursor visits.
     for (const TField* f : Fields())
@@ -211,8 +220,7 @@ std::unique_ptr<TFIBRowTexts> TFIBCustomDataSet::RowTexts(const std::vector<cons
     texts->fDataSet = this;
     texts->fRows = VisibleCount();
     for (const TField* f : fields) {
-        if (!f || f->DataSet() != this || f->FieldKind() != fkData || f->FieldNo() < 1 ||
-            f->FieldNo() > static_cast<int>(fDescr.size()) || !f->HasValueDisplayText())
+        if (!OwnDataColumn(f) || !f->HasValueDisplayText())
             return nullptr;
         // Only the classes whose text is known to come from the value read here.
         const std::type_info& type = typeid(*f);

@@ -36,29 +36,22 @@ TFIBServerCount::~TFIBServerCount()
 
 int TFIBServerCount::Result()
 {
-    const bool answered = fDone.valid() && fDone.get();
-    if (answered) {
+    fAnsweredAside = fDone.valid() && fDone.get();
+    if (fAnsweredAside) {
         const XSQLVAR& v = fQuery->Current().AsXSQLDA()->sqlvar[0];
-        if ((v.sqltype & 1) && v.sqlind && *v.sqlind == -1) {
-            fAnsweredAside = true;
+        if ((v.sqltype & 1) && v.sqlind && *v.sqlind == -1)
             return 0;
-        }
-        switch (v.sqltype & ~1) {
-        case SQL_INT64: {
+        if ((v.sqltype & ~1) == SQL_INT64) {
             qint64 n;
             std::memcpy(&n, v.sqldata, sizeof n);
-            fAnsweredAside = true;
             return static_cast<int>(n);
         }
-        case SQL_LONG: {
+        if ((v.sqltype & ~1) == SQL_LONG) {
             qint32 n;
             std::memcpy(&n, v.sqldata, sizeof n);
-            fAnsweredAside = true;
             return n;
         }
-        default: break;
-        }
+        fAnsweredAside = false;   // a type the count never has: asked the usual way
     }
-    fAnsweredAside = false;
     return fDataSet.ServerRecordCount();
 }

@@ -488,43 +488,53 @@ private:
 };
 }
 
-bool TdxDBGridExportText::WriteAllRows()
+std::unique_ptr<TFIBRowTexts> TdxDBGridExport::CachedRows(const std::vector<const TField*>& columns,
+                                                         std::vector<int>& place) const
 {
     auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
     if (!fib)
-        return false;
-    // Columns without a field stay empty, as WriteRow leaves them.
+        return nullptr;
     std::vector<const TField*> fields;
-    std::vector<int> reader;
-    for (const TField* f : fFields) {
-        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
+    place.clear();
+    for (const TField* f : columns) {
+        place.push_back(f ? static_cast<int>(fields.size()) : -1);
         if (f)
             fields.push_back(f);
     }
-    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    return fib->RowTexts(fields);
+}
+
+void TdxDBGridExport::WriteChunks(int rows, const std::function<void(int, int, QByteArray&)>& format)
+{
+    const int chunks = (rows + ChunkRows - 1) / ChunkRows;
+    const TChunkPipeline::TFormat chunk = [&](int k, QByteArray& out) {
+        format(k * ChunkRows, std::min(rows, (k + 1) * ChunkRows), out);
+    };
+    const int threads = Threads > 0 ? Threads : std::clamp(QThread::idealThreadCount(), 1, 4);
+    TChunkPipeline pipeline(chunks, chunk);
+    pipeline.Run(std::min(threads, chunks) - 1, [this](QByteArray block) { WriteBlock(std::move(block)); });
+    RowNumber = rows;
+}
+
+bool TdxDBGridExportText::WriteAllRows()
+{
+    // Columns without a field stay empty, as WriteRow leaves them.
+    std::vector<int> place;
+    const std::unique_ptr<TFIBRowTexts> texts = CachedRows(fFields, place);
     if (!texts)
         return false;
     CacheTaken();
-    const int rows = texts->RowCount();
-    const int chunks = (rows + ChunkRows - 1) / ChunkRows;
     // Each thread has its own encoder and row texts; the dataset and fields are only read.
-    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+    WriteChunks(texts->RowCount(), [&](int first, int last, QByteArray& out) {
         QStringEncoder encoder("windows-1252");
-        std::vector<QString> line(reader.size());
-        const int first = chunk * ChunkRows;
-        const int last = std::min(rows, first + ChunkRows);
+        std::vector<QString> line(place.size());
         out.reserve(static_cast<qsizetype>(last - first) * 160);
         for (int pos = first; pos < last; ++pos) {
-            for (std::size_t k = 0; k < reader.size(); ++k)
-                line[k] = reader[k] >= 0 ? texts->Text(pos, reader[k]) : QString();
+            for (std::size_t k = 0; k < place.size(); ++k)
+                line[k] = place[k] >= 0 ? texts->Text(pos, place[k]) : QString();
             AppendLine(out, line, encoder);
         }
-    };
-    const int threads = Threads > 0 ? Threads : std::clamp(QThread::idealThreadCount(), 1, 4);
-    const int helpers = std::min(threads, chunks) - 1;
-    TChunkPipeline pipeline(chunks, format);
-    pipeline.Run(helpers, [this](QByteArray block) { WriteBlock(std::move(block)); });
-    RowNumber = rows;
+    });
     return true;
 }
 
@@ -790,41 +800,24 @@ void TdxDBGridExportExcel::WriteRow(TdxDBGridNode*)
 
 bool TdxDBGridExportExcel::WriteAllRows()
 {
-    auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
-    if (!fib)
-        return false;
-    std::vector<const TField*> fields;
-    std::vector<int> reader;
-    for (const TField* f : fFields) {
-        // A number rounded by its scale reads otherwise than it is stored.
+    // A number rounded by its scale reads otherwise than it is stored.
+    for (const TField* f : fFields)
         if (const auto* number = dynamic_cast<const TFIBFloatField*>(f); number && number->RoundByScale)
             return false;
-        reader.push_back(f ? static_cast<int>(fields.size()) : -1);
-        if (f)
-            fields.push_back(f);
-    }
-    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    std::vector<int> place;
+    const std::unique_ptr<TFIBRowTexts> texts = CachedRows(fFields, place);
     if (!texts)
         return false;
     CacheTaken();
-    const int rows = texts->RowCount();
-    const int chunks = (rows + TdxDBGridExportText::ChunkRows - 1) / TdxDBGridExportText::ChunkRows;
-    const TChunkPipeline::TFormat format = [&](int chunk, QByteArray& out) {
+    WriteChunks(texts->RowCount(), [&](int first, int last, QByteArray& out) {
         QStringEncoder encoder("windows-1252");
-        const int first = chunk * TdxDBGridExportText::ChunkRows;
-        const int last = std::min(rows, first + TdxDBGridExportText::ChunkRows);
         out.reserve(static_cast<qsizetype>(last - first) * 16 * VisibleCount);
-        for (int pos = first; pos < last; ++pos) {
-            const auto index = [&reader](int i) { return reader[static_cast<std::size_t>(i)]; };
+        const auto index = [&place](int i) { return place[static_cast<std::size_t>(i)]; };
+        for (int pos = first; pos < last; ++pos)
             PutCells(
                 out, pos, encoder, [&](int i, const TField*) { return texts->Value(pos, index(i)); },
                 [&](int i, const TField*) { return texts->Text(pos, index(i)); });
-        }
-    };
-    const int threads = std::clamp(QThread::idealThreadCount(), 1, 4);
-    TChunkPipeline pipeline(chunks, format);
-    pipeline.Run(std::min(threads, chunks) - 1, [this](QByteArray block) { WriteBlock(std::move(block)); });
-    RowNumber = rows;
+    });
     return true;
 }
 

@@ -12,6 +12,8 @@
 #include <QString>
 #include <QStringEncoder>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <vector>
 
 // A file that cannot be made or written, and the worksheet's row limit.
@@ -32,6 +34,7 @@ private:
 
 // Rows come from the dataset; the grid keeps no node tree, so a node is never passed.
 class TdxDBGridNode;
+class TFIBRowTexts;
 
 class TdxDBGridExport {
 public:
@@ -50,6 +53,11 @@ public:
     bool ReadCache = true;
     // Whether the last export read its rows without the cursor.
     bool CacheUsed() const { return fCacheUsed; }
+    // Rows formatted at a time by one thread when the rows are read without the cursor.
+    static constexpr int ChunkRows = 4096;
+    // Threads that format the rows read without the cursor, this one included; 0 takes
+    // one per core (at most four).
+    int Threads = 0;
 
     virtual void Start() {}
     virtual void Finish() {}
@@ -67,6 +75,14 @@ protected:
     // Once it knows it can, it says so by CacheTaken (also for a failure after).
     virtual bool WriteAllRows() { return false; }
     void CacheTaken() { fCacheUsed = true; }
+    // The cache's reader for the columns' fields (a column without a field reads
+    // nothing), and per column its place among the reader's fields or -1; null when
+    // the dataset cannot give its rows so.
+    std::unique_ptr<TFIBRowTexts> CachedRows(const std::vector<const TField*>& columns,
+                                             std::vector<int>& place) const;
+    // Formats rows in chunks of ChunkRows on this and further threads and writes the
+    // chunks in their order; format(first, last, out) appends rows [first, last).
+    void WriteChunks(int rows, const std::function<void(int, int, QByteArray&)>& format);
     // The system's reason for a failed file operation, where the device only knows "Unknown error".
     static QString SystemReason(const QString& deviceText);
     void Write(const char* data, qsizetype size);
@@ -94,11 +110,6 @@ public:
     void WriteHeader() override;
     void WriteRow(TdxDBGridNode* Node) override;
 
-    // Rows formatted at a time by one thread when the rows are read without the cursor.
-    static constexpr int ChunkRows = 4096;
-    // Threads that format the rows read without the cursor, this one included; 0 takes
-    // one per core (at most four).
-    int Threads = 0;
 protected:
     // A dataset that gives its cached rows' texts without the cursor (all rows, all
     // columns' fields covered) has them formatted in chunks by this and further threads.

@@ -560,16 +560,11 @@ void TFOOrvexAuswertung::DatenLaden()
     const auto geholt = static_cast<std::size_t>(std::max(md->RecordsFetched(), 0));
 
     // New arrays every time: the series keep the old ones until they are handed these.
-    for (int k = 1; k <= 9; ++k)
-        fWerteI[k] = std::make_shared<TChartValues>(geholt);
-    fWerteU = std::make_shared<TChartValues>(geholt);
-    fWerteT = std::make_shared<TChartValues>(geholt);
-    fWerteRF = std::make_shared<TChartValues>(geholt);
-    fWerteStd = std::make_shared<TChartValues>(geholt);
-    fWerteZeit = std::make_shared<TChartValues>(geholt);
     const std::array<TChartValuesPtr*, 14> alle{&fWerteStd,  &fWerteZeit, &fWerteT,    &fWerteRF,   &fWerteU,
                                                 &fWerteI[1], &fWerteI[2], &fWerteI[3], &fWerteI[4], &fWerteI[5],
                                                 &fWerteI[6], &fWerteI[7], &fWerteI[8], &fWerteI[9]};
+    for (TChartValuesPtr* v : alle)
+        *v = std::make_shared<TChartValues>(geholt);
     // A run that is followed grows at its end: room for it now spares the refreshes a copy.
     if (AutoAktualisierung && AutoAktualisierung->Intervall_s() > 0 && AktVersuch &&
         StatusAktiv(StatusTexte[std::min<std::size_t>(AktVersuch->Status, StatusTexte.size() - 1)])) {
