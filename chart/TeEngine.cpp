@@ -100,6 +100,26 @@ const TValueRangeIndex& TChartValueList::RangeIndex() const
     return *fRangeIndex;
 }
 
+void TChartValueList::TakeFactsOf(const TChartValueList& other)
+{
+    if (&other == this || !Value || other.Value != Value || other.fCount != fCount || fCount > Capacity())
+        return;
+    if (!other.fModified) {
+        fMinValue = other.fMinValue;
+        fMaxValue = other.fMaxValue;
+        fTotal = other.fTotal;
+        fTotalABS = other.fTotalABS;
+        fTotalsCount = other.fTotalsCount;
+        fModified = false;
+    }
+    if (other.fOrderChecked && other.fOrderData == Data() && other.fOrderCount == fCount) {
+        fAscending = other.fAscending;
+        fOrderData = other.fOrderData;
+        fOrderCount = other.fOrderCount;
+        fOrderChecked = true;
+    }
+}
+
 void TChartValueList::SetModified(bool value)
 {
     const bool tell = value && !fModified;

@@ -98,6 +98,10 @@ public:
     bool InAscendingOrder() const;
     // Block extremes of the used entries, built again after any change.
     const TValueRangeIndex& RangeIndex() const;
+    // Takes what other, a list over the same array and count, has worked out
+    // (extremes, sums, order): series sharing one x array walk it once. Lists over
+    // other values or with nothing current keep their own state.
+    void TakeFactsOf(const TChartValueList& other);
 
     TChartValue MaxValue();
     TChartValue MinValue();

@@ -632,7 +632,8 @@ void TFOOrvexAuswertung::DatenLaden()
         for (TChartValuesPtr* v : alle)
             (*v)->resize(n);
         fGeladen = static_cast<int>(std::min(i, n));
-        SerienZuweisen();
+        // The rows both have in common keep what the series worked out of them.
+        SerienZuweisen(static_cast<int>(std::min(geholt, n)));
     }
     if (Werkzeuge)
         Werkzeuge->DatenGeladen();
@@ -665,16 +666,21 @@ void TFOOrvexAuswertung::SerienZuweisen(int Behalten, bool NurX)
     fXAchseGeaendert = false;
 }
 
-void TFOOrvexAuswertung::SerienVorbereiten()
+void TFOOrvexAuswertung::SerienVorbereiten(bool NurX)
 {
     std::vector<TFastLineSeries*> alle{Ser_U.get(), Ser_T.get(), Ser_rF.get()};
     for (int k = 1; k <= 9; ++k)
         alle.push_back(fSerI[k]);
+    // All series share one x array: it is walked once, the others take its figures.
+    TChartValueList* x = alle.front()->XValues();
+    x->MinValue();
+    x->InAscendingOrder();
     for (TFastLineSeries* s : alle) {
-        s->XValues()->MinValue();
-        s->XValues()->InAscendingOrder();
-        s->YValues()->MinValue();
-        s->YValues()->RangeIndex();
+        s->XValues()->TakeFactsOf(*x);
+        if (!NurX) {
+            s->YValues()->MinValue();
+            s->YValues()->RangeIndex();
+        }
     }
 }
 
@@ -773,8 +779,10 @@ void TFOOrvexAuswertung::Button3Click()
 
 void TFOOrvexAuswertung::ChartsAktualisieren()
 {
-    if (fXAchseGeaendert)
+    if (fXAchseGeaendert) {
         SerienZuweisen(0, true);
+        SerienVorbereiten(true);
+    }
     fCharts[1]->SetColor(fFarbeChart);
     fCharts[2]->SetColor(fFarbeChart);
     Ser_U->SetActive(Kurven->Checked(0));

@@ -141,7 +141,7 @@ public:
     void SerienZuweisen(int Behalten = 0, bool NurX = false);
     // Works out now what the series otherwise work out at their first paint: extremes,
     // the order of the x values and the range index of the y values.
-    void SerienVorbereiten();
+    void SerienVorbereiten(bool NurX = false);
     // The arrays grew by rows appended at their end, the first Behalten rows unchanged:
     // the series take the new count, zoom, axes and the chosen curves stay.
     void SerienUebernehmen(int Behalten = 0);

@@ -656,4 +656,23 @@ TEST(ValueList, RowsAppendedToKeptRowsGiveTheFiguresOfAFullLook)
     l.SetCountKeeping(100, 100);
     EXPECT_EQ(l.Count(), 100);
     sameAsFullLook("fewer rows");
+
+    // Series sharing one x array: a list over the same rows takes the figures without
+    // a walk of its own; over a copy, another count or stale figures it keeps its own.
+    const auto over = [&](TChartValuesPtr v, int count) {
+        auto other = std::make_unique<TChartValueList>(nullptr, "O");
+        other->Value = std::move(v);
+        other->SetCount(count);
+        other->TakeFactsOf(l);
+        return other;
+    };
+    const auto same = over(values, 100);
+    EXPECT_FALSE(same->Modified());
+    EXPECT_EQ(same->MinValue(), l.MinValue());
+    EXPECT_EQ(same->MaxValue(), l.MaxValue());
+    EXPECT_EQ(same->InAscendingOrder(), l.InAscendingOrder());
+    EXPECT_TRUE(over(values, 99)->Modified());
+    EXPECT_TRUE(over(std::make_shared<TChartValues>(*values), 100)->Modified());
+    l.SetModified(true);
+    EXPECT_TRUE(over(values, 100)->Modified());
 }

@@ -25,6 +25,7 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <algorithm>
 #include <QAction>
 
 namespace {
@@ -231,6 +232,16 @@ TEST_F(EvaluationWindowTest, RowsCommittedOrDeletedBetweenFetchAndCountSetTheArr
         EXPECT_EQ(w->fSerI[9]->Count(), rows);
         EXPECT_DOUBLE_EQ(w->fWerteT->at(std::size_t(run.Zeilen - 1)), last.T);
         EXPECT_DOUBLE_EQ(w->fWerteStd->at(std::size_t(run.Zeilen - 1)), last.Zeit_Std);
+        // What the series carried over from the fetched rows takes in the changed tail.
+        for (TFastLineSeries* s : {w->Ser_T.get(), w->fSerI[9]}) {
+            for (TChartValueList* l : {s->XValues(), s->YValues()}) {
+                const auto [mn, mx] = std::minmax_element(l->Value->begin(), l->Value->end());
+                EXPECT_EQ(l->MinValue(), *mn);
+                EXPECT_EQ(l->MaxValue(), *mx);
+            }
+            EXPECT_EQ(s->XValues()->InAscendingOrder(),
+                      std::is_sorted(s->XValues()->Value->begin(), s->XValues()->Value->end()));
+        }
     };
 
     betweenFetchAndCount = add;
@@ -629,6 +640,14 @@ TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneR
     EXPECT_TRUE(w->fSerI[3]->XValues()->DateTime());
     EXPECT_FALSE(w->fSerI[3]->YValues()->Modified());
     EXPECT_FALSE(w->Ser_T->YValues()->Modified());
+    // The time stamps were walked once, before the frame, and every series took the figures.
+    const auto [erster, letzter] = std::minmax_element(w->fWerteZeit->begin(), w->fWerteZeit->end());
+    for (TFastLineSeries* s : {w->Ser_U.get(), w->fSerI[3], w->fSerI[9]}) {
+        ASSERT_FALSE(s->XValues()->Modified());
+        EXPECT_EQ(s->XValues()->MinValue(), *erster);
+        EXPECT_EQ(s->XValues()->MaxValue(), *letzter);
+        EXPECT_TRUE(s->XValues()->InAscendingOrder());
+    }
     PaintedPlots(w);
     TChartAxis* lower = w->Chart_T_RF->BottomAxis();
     const double midnight = std::floor(lower->IMinimum) + 2;
