@@ -141,6 +141,21 @@ void TFastLineSeries::SetupPen()
     fCanvas->SetBackMode(cbmTransparent);
 }
 
+// Map: the rows [from, last] mapped to pixels a run at a time into buffers on the
+// stack, handed to f(first row of the run, xs, ys, n).
+template <class F>
+void TFastLineSeries::MapRows(int from, int last, F&& f) const
+{
+    constexpr int kRun = 2048;
+    int xs[kRun], ys[kRun];
+    for (; from <= last; from += kRun) {
+        const int n = std::min(kRun, last - from + 1);
+        fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
+        fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
+        f(from, xs, ys, n);
+    }
+}
+
 void TFastLineSeries::DrawAllValues()
 {
     if (!fParentChart || fFirstVisibleIndex < 0 || !fGetHorizAxis || !fGetVertAxis)
@@ -152,7 +167,7 @@ void TFastLineSeries::DrawAllValues()
     if (!all) {
         fCanvas->MoveTo(OldX, OldY);
         if (!fDrawAllPoints) {
-            MinY = MaxY = OldY;
+            Column.Open(OldX, OldY);
             HasMinMax = false;
         }
     }
@@ -161,120 +176,14 @@ void TFastLineSeries::DrawAllValues()
     if (all) {
         fCanvas->Polyline(Points.data(), int(Points.size()));
     } else if (fTreatNulls == tnIgnore && fDrawAllPoints && !fColorEachPoint) {
-        // Every row is an ordinary point here: each one is a plain DrawLine. The rows
-        // are mapped a run at a time into a buffer on the stack and handed to the
-        // canvas in one call, so nothing is allocated and nothing dispatched per row.
-        constexpr int kRun = 2048;
-        int xs[kRun], ys[kRun];
-        TPoint pts[2 * kRun];
-        const TChartAxis* h = fGetHorizAxis;
-        const TChartAxis* v = fGetVertAxis;
-        const TChartValue* xv = fX->Data();
-        const TChartValue* yv = fY->Data();
-        const bool stairs = fStairs, inverted = fInvertedStairs;
-        int ox = OldX, oy = OldY;
-        auto put = [&](const int* xs, const int* ys, int n) {
-            int k = 0;
-            for (int j = 0; j < n; ++j) {
-                if (stairs)
-                    pts[k++] = inverted ? TPoint{ox, ys[j]} : TPoint{xs[j], oy};
-                pts[k++] = TPoint{xs[j], ys[j]};
-                ox = xs[j];
-                oy = ys[j];
-            }
-            fCanvas->LineToPoints(pts, k);
-        };
-        int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
-        if (CanFoldByIndex(from)) {
-            FoldedRows(from, put);
-        } else {
-            while (from <= fLastVisibleIndex) {
-                const int n = std::min(kRun, fLastVisibleIndex - from + 1);
-                h->CalcPosValues(xv + from, xs, n);
-                v->CalcPosValues(yv + from, ys, n);
-                put(xs, ys, n);
-                from += n;
-            }
-        }
-        OldX = ox;
-        OldY = oy;
+        DrawEveryRow();
     } else if (!fColors && !fColorEachPoint) {
-        // No row is null here, so the null test is the different-pixel test alone;
-        // the steps of DrawValue run inline over rows mapped a run at a time.
-        if (fFirstVisibleIndex > 0)
-            TFastLineSeries::DrawValue(fFirstVisibleIndex);
-        const bool minmax = !fDrawAllPoints && fDrawAllPointsStyle == daMinMax;
-        const bool firstOnly = !fDrawAllPoints && fDrawAllPointsStyle == daFirst;
-        const bool inverted = fGetVertAxis->Inverted();
-        const bool stairs = fStairs, invertedStairs = fInvertedStairs;
-        TCanvas3D* c = fCanvas;
-        int ox = OldX, oy = OldY, mn = MinY, mx = MaxY;
-        bool has = HasMinMax;
-        auto line = [&](int x, int y) {
-            if (stairs)
-                invertedStairs ? c->LineTo(ox, y) : c->LineTo(x, oy);
-            c->LineTo(x, y);
-            ox = x;
-            oy = y;
-        };
-        constexpr int kRun = 2048;
-        int xs[kRun], ys[kRun];
-        const int last = fLastVisibleIndex;
-        for (int from = fFirstVisibleIndex + 1; from <= last; from += kRun) {
-            const int n = std::min(kRun, last - from + 1);
-            fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
-            fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
-            for (int j = 0; j < n; ++j) {
-                const int x = xs[j], y = ys[j];
-                if (x == ox) {
-                    if (firstOnly || y == oy)
-                        continue;
-                    if (!minmax) {
-                        line(x, y);
-                        continue;
-                    }
-                    mn = std::min(mn, y);
-                    mx = std::max(mx, y);
-                    has = true;
-                    if (from + j == last) {
-                        const int cx = ox;
-                        line(cx, inverted ? mx : mn);
-                        line(cx, inverted ? mn : mx);
-                        if (inverted)
-                            line(cx, mx);
-                    }
-                    continue;
-                }
-                if (minmax) {
-                    if (has) {
-                        const int cx = ox;
-                        line(cx, inverted ? mx : mn);
-                        line(cx, inverted ? mn : mx);
-                    }
-                    line(x, y);
-                    has = false;
-                    mn = INT_MAX;
-                    mx = INT_MIN;
-                } else {
-                    line(x, y);
-                }
-            }
-        }
-        OldX = ox;
-        OldY = oy;
-        MinY = mn;
-        MaxY = mx;
-        HasMinMax = has;
+        DrawRowsWithoutNulls();
     } else {
         if (fFirstVisibleIndex > 0)
             TFastLineSeries::DrawValue(fFirstVisibleIndex);
-        // Rows mapped a run at a time; each row then takes the one-value steps.
-        constexpr int kRun = 2048;
-        int xs[kRun], ys[kRun];
-        for (int from = fFirstVisibleIndex + 1; from <= fLastVisibleIndex; from += kRun) {
-            const int n = std::min(kRun, fLastVisibleIndex - from + 1);
-            fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
-            fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
+        // Each row takes the one-value steps.
+        MapRows(fFirstVisibleIndex + 1, fLastVisibleIndex, [&](int from, const int* xs, const int* ys, int n) {
             for (int j = 0; j < n; ++j) {
                 if (fColorEachPoint) {
                     TTeePen p;
@@ -284,100 +193,123 @@ void TFastLineSeries::DrawAllValues()
                 }
                 DrawValueAt(from + j, xs[j], ys[j]);
             }
-        }
+        });
     }
     if (fFastPen)
         fCanvas->FastLineMode(false);
     Drawing = false;
 }
 
-bool TFastLineSeries::CanFoldByIndex(int from) const
+void TFastLineSeries::DrawEveryRow()
+{
+    // Every row is an ordinary point here: each one is a plain DrawLine. Draw takes
+    // the points a run at a time, adds the stair steps and hands them to the canvas
+    // in one call, so nothing is allocated and nothing dispatched per row.
+    const bool stairs = fStairs, inverted = fInvertedStairs;
+    int ox = OldX, oy = OldY;
+    TPoint pts[2 * 2048];
+    auto draw = [&](const int* xs, const int* ys, int n) {
+        int k = 0;
+        for (int j = 0; j < n; ++j) {
+            if (stairs)
+                pts[k++] = inverted ? TPoint{ox, ys[j]} : TPoint{xs[j], oy};
+            pts[k++] = TPoint{xs[j], ys[j]};
+            ox = xs[j];
+            oy = ys[j];
+        }
+        fCanvas->LineToPoints(pts, k);
+    };
+    const int from = fFirstVisibleIndex > 0 ? fFirstVisibleIndex : fFirstVisibleIndex + 1;
+    TLinearPixelMap mapX, mapY;
+    if (CanFoldByIndex(from, mapX, mapY)) {
+        // Reduce and map: at most four points per pixel column.
+        ReduceRowsByIndex(fX->Data(), fY->Data(), from, fLastVisibleIndex, mapX, mapY, fY->RangeIndex(), draw);
+    } else {
+        // Map every row; the canvas reduces the columns.
+        MapRows(from, fLastVisibleIndex, [&](int, const int* xs, const int* ys, int n) { draw(xs, ys, n); });
+    }
+    OldX = ox;
+    OldY = oy;
+}
+
+namespace {
+// One row of the daMinMax style that differs from the point before (ox): a row on
+// the same pixel column widens the column; the first row of a new column draws the
+// column before as its lowest and highest point, then the line to itself.
+template <class Line>
+void MinMaxRow(TColumnFold& column, bool& has, int ox, int x, int y, bool lastRow, bool inverted, Line&& line)
+{
+    if (x != ox) {
+        if (has) {
+            line(ox, inverted ? column.Max : column.Min);
+            line(ox, inverted ? column.Min : column.Max);
+        }
+        line(x, y);
+        has = false;
+        column.ClearExtremes();
+        return;
+    }
+    column.Add(y);
+    has = true;
+    if (lastRow) {
+        // Three segments on an inverted axis, so the column ends where it started.
+        line(ox, inverted ? column.Max : column.Min);
+        line(ox, inverted ? column.Min : column.Max);
+        if (inverted)
+            line(ox, column.Max);
+    }
+}
+}
+
+void TFastLineSeries::DrawRowsWithoutNulls()
+{
+    // No row is null here, so the null test is the different-pixel test alone; the
+    // steps of DrawValue run inline over the mapped rows.
+    if (fFirstVisibleIndex > 0)
+        TFastLineSeries::DrawValue(fFirstVisibleIndex);
+    const bool minmax = !fDrawAllPoints && fDrawAllPointsStyle == daMinMax;
+    const bool firstOnly = !fDrawAllPoints && fDrawAllPointsStyle == daFirst;
+    const bool inverted = fGetVertAxis->Inverted();
+    const bool stairs = fStairs, invertedStairs = fInvertedStairs;
+    TCanvas3D* c = fCanvas;
+    int ox = OldX, oy = OldY;
+    TColumnFold column = Column;
+    bool has = HasMinMax;
+    auto line = [&](int x, int y) {
+        if (stairs)
+            invertedStairs ? c->LineTo(ox, y) : c->LineTo(x, oy);
+        c->LineTo(x, y);
+        ox = x;
+        oy = y;
+    };
+    const int last = fLastVisibleIndex;
+    MapRows(fFirstVisibleIndex + 1, last, [&](int from, const int* xs, const int* ys, int n) {
+        for (int j = 0; j < n; ++j) {
+            const int x = xs[j], y = ys[j];
+            if (x == ox && (firstOnly || y == oy))
+                continue;
+            if (minmax)
+                MinMaxRow(column, has, ox, x, y, from + j == last, inverted, line);
+            else
+                line(x, y);
+        }
+    });
+    OldX = ox;
+    OldY = oy;
+    Column = column;
+    HasMinMax = has;
+}
+
+bool TFastLineSeries::CanFoldByIndex(int from, TLinearPixelMap& mapX, TLinearPixelMap& mapY) const
 {
     // The canvas must fold a pixel column to its first, extreme and last points, and
     // both mappings must be linear, which keeps the order of the values: a block's
     // extremes are its pixels' extremes, and the rows of a column stand together.
-    TLinearPixelMap map;
-    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || !fGetHorizAxis->LinearMapping(map) ||
-        !fGetVertAxis->LinearMapping(map))
+    if (!FoldByIndex || !fCanvas || !fCanvas->FoldsColumns() || !fGetHorizAxis->LinearMapping(mapX) ||
+        !fGetVertAxis->LinearMapping(mapY))
         return false;
     const int rows = fLastVisibleIndex - from + 1;
     return rows > 4 * std::max(1, std::abs(fGetHorizAxis->IAxisSize)) && fX->InAscendingOrder();
-}
-
-void TFastLineSeries::FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const
-{
-    TLinearPixelMap mapX, mapY;
-    fGetHorizAxis->LinearMapping(mapX);
-    fGetVertAxis->LinearMapping(mapY);
-    const TChartValue* xv = fX->Data();
-    const TChartValue* yv = fY->Data();
-    const TValueRangeIndex& index = fY->RangeIndex();
-    const int last = fLastVisibleIndex;
-    constexpr int kRun = 512;
-    int xs[kRun], ys[kRun];
-    int k = 0;
-    int width = 1;   // rows of the column before: the guess for the next one
-    for (int r = from; r <= last;) {
-        const int x = mapX(xv[r]);
-        // The column's last row, searched from the guess in doubling steps and then
-        // halved back: with evenly spaced rows the guess hits, and the rows read lie
-        // next to each other rather than all over the array.
-        int inside = r, outside = last + 1;
-        const int guess = int(std::min<long long>(last, (long long)r + width - 1));
-        if (mapX(xv[guess]) == x) {
-            inside = guess;
-            for (int step = 1; inside < last; step *= 2) {
-                const int probe = int(std::min<long long>(last, (long long)inside + step));
-                if (mapX(xv[probe]) != x) {
-                    outside = probe;
-                    break;
-                }
-                inside = probe;
-            }
-        } else {
-            outside = guess;
-            for (int step = 1;; step *= 2) {
-                const int probe = outside - step;
-                if (probe <= r)
-                    break;
-                if (mapX(xv[probe]) == x) {
-                    inside = probe;
-                    break;
-                }
-                outside = probe;
-            }
-        }
-        while (outside - inside > 1) {
-            const int mid = inside + (outside - inside) / 2;
-            (mapX(xv[mid]) == x ? inside : outside) = mid;
-        }
-        const int e = inside;
-        if (k + 4 > kRun) {
-            put(xs, ys, k);
-            k = 0;
-        }
-        if (e - r < 4) {
-            for (int i = r; i <= e; ++i) {
-                xs[k] = x;
-                ys[k++] = mapY(yv[i]);
-            }
-        } else {
-            // First row, the extreme met first, the other extreme, last row: the
-            // canvas keeps the same column from these as from every row.
-            int lo = 0, hi = 0;
-            bool lowFirst = false;
-            index.ColumnExtremes(yv, r, e, mapY, lo, hi, lowFirst);
-            const int column[4] = {mapY(yv[r]), lowFirst ? lo : hi, lowFirst ? hi : lo, mapY(yv[e])};
-            for (int y : column) {
-                xs[k] = x;
-                ys[k++] = y;
-            }
-        }
-        width = e - r + 1;
-        r = e + 1;
-    }
-    if (k > 0)
-        put(xs, ys, k);
 }
 
 void TFastLineSeries::DrawLine(int x, int y)
@@ -458,34 +390,8 @@ void TFastLineSeries::DrawValueAt(int valueIndex, int x, int y)
     if (!CheckNull(valueIndex, x, y))
         return;
     if (!fDrawAllPoints && fDrawAllPointsStyle == daMinMax) {
-        const bool inverted = fGetVertAxis->Inverted();
-        if (x != OldX) {
-            if (HasMinMax) {
-                const int colX = OldX;
-                DrawLine(colX, inverted ? MaxY : MinY);
-                DrawLine(colX, inverted ? MinY : MaxY);
-            }
-            DrawLine(x, y);
-            HasMinMax = false;
-            MinY = INT_MAX;
-            MaxY = INT_MIN;
-            return;
-        }
-        MinY = std::min(MinY, y);
-        MaxY = std::max(MaxY, y);
-        HasMinMax = true;
-        if (valueIndex == fLastVisibleIndex) {
-            const int colX = OldX;
-            if (!inverted) {
-                DrawLine(colX, MinY);
-                DrawLine(colX, MaxY);
-            } else {
-                // Three segments on an inverted axis, so the column ends where it started.
-                DrawLine(colX, MaxY);
-                DrawLine(colX, MinY);
-                DrawLine(colX, MaxY);
-            }
-        }
+        MinMaxRow(Column, HasMinMax, OldX, x, y, valueIndex == fLastVisibleIndex, fGetVertAxis->Inverted(),
+                  [this](int px, int py) { DrawLine(px, py); });
         return;
     }
     DrawLine(x, y);

@@ -2,6 +2,7 @@
 // The line series of the evaluation charts: a polyline over many thousand
 // points with as few canvas calls as the settings allow, in plain or stair form.
 
+#include "chart/ColumnFold.h"
 #include "chart/TeEngine.h"
 
 #include <climits>
@@ -49,7 +50,7 @@ public:
 
     // Pixels of the previous point and of the pending column; valid from prepare to the end of a paint.
     int OldX = 0, OldY = 0;
-    int MinY = INT_MAX, MaxY = INT_MIN;
+    TColumnFold Column;
     bool HasMinMax = false;
     // Pixels of the single-polyline path; kept between paints.
     std::vector<TPoint> Points;
@@ -85,11 +86,15 @@ private:
     void DrawLine(int x, int y);
     bool DifferentPixel(int x, int y) const;
     bool CheckNull(int row, int& x, int& y);
-    void FlushColumn();
-    // For the every-row path: whether the index may stand in for the rows, and the
-    // rows of [from, last] reduced to at most four per pixel column, handed to put.
-    bool CanFoldByIndex(int from) const;
-    void FoldedRows(int from, const std::function<void(const int*, const int*, int)>& put) const;
+    // The paths of DrawAllValues: every row an ordinary point (reduced by the range
+    // index where it may stand in for the rows), and rows without nulls.
+    void DrawEveryRow();
+    void DrawRowsWithoutNulls();
+    template <class F>
+    void MapRows(int from, int last, F&& f) const;
+    // Whether the range index may stand in for the rows of [from, last], with the
+    // linear mappings of both axes.
+    bool CanFoldByIndex(int from, TLinearPixelMap& mapX, TLinearPixelMap& mapY) const;
 
     bool fAutoRepaint = true;
     int fClickTolerance = 0;

@@ -293,19 +293,10 @@ void TTeeCanvas3D::CloseColumn()
     if (!fColOpen)
         return;
     fColOpen = false;
-    auto put = [this](int y) {
-        if (fPending.empty() || fPending.back().x() != fColX || fPending.back().y() != y)
-            fPending.emplace_back(fColX, y);
-    };
-    put(fColFirstY);
-    if (fColMinLater) {
-        put(fColMaxY);
-        put(fColMinY);
-    } else {
-        put(fColMinY);
-        put(fColMaxY);
-    }
-    put(fColLastY);
+    fCol.ForEachPoint([this](int y) {
+        if (fPending.empty() || fPending.back().x() != fCol.X || fPending.back().y() != y)
+            fPending.emplace_back(fCol.X, y);
+    });
 }
 
 void TTeeCanvas3D::Flush()
@@ -336,40 +327,15 @@ void TTeeCanvas3D::LineToPoints(const TPoint* points, int count)
     const unsigned stamp = fPen.ChangeStamp();
     for (int i = 0; i < count; ++i) {
         const int x = points[i].X, y = points[i].Y;
-        if (fColOpen && x == fColX && fPendingPen == stamp) {
-            if (y < fColMinY) {
-                fColMinY = y;
-                fColMinLater = true;
-            } else if (y > fColMaxY) {
-                fColMaxY = y;
-                fColMinLater = false;
-            }
-            fColLastY = y;
-            fX = x;
-            fY = y;
-        } else {
+        if (!WidenColumn(x, y, stamp))
             LineTo(x, y);
-        }
     }
 }
 
 void TTeeCanvas3D::LineTo(int x, int y)
 {
-    if (fColOpen && x == fColX && fPendingPen == fPen.ChangeStamp()) {
-        // Same pixel column as the point before: only the column's extremes and
-        // its last point can show, so the point only widens the column.
-        if (y < fColMinY) {
-            fColMinY = y;
-            fColMinLater = true;
-        } else if (y > fColMaxY) {
-            fColMaxY = y;
-            fColMinLater = false;
-        }
-        fColLastY = y;
-        fX = x;
-        fY = y;
+    if (WidenColumn(x, y, fPen.ChangeStamp()))
         return;
-    }
     if (!fPainter || !fPen.Visible() || fPen.Style() == psClear) {
         // A clear pen draws nothing, but the position moves all the same.
         Flush();
@@ -390,11 +356,8 @@ void TTeeCanvas3D::LineTo(int x, int y)
             fPending.emplace_back(fX, fY);
     }
     // Exclusive-or lines must keep every segment: a folded column would not erase itself.
-    if (fPendingMode == pmCopy && fColOpen && x == fColX) {
-        fColMinLater = y < fColMinY ? true : (y > fColMaxY ? false : fColMinLater);
-        fColMinY = std::min(fColMinY, y);
-        fColMaxY = std::max(fColMaxY, y);
-        fColLastY = y;
+    if (fPendingMode == pmCopy && fColOpen && x == fCol.X) {
+        fCol.Add(y);
     } else {
         CloseColumn();
         if (fPendingMode == pmCopy)

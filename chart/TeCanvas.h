@@ -3,6 +3,7 @@
 // canvas every chart element paints through, plus the plain QPainter canvas.
 // The same drawing code serves the screen, an image and a printer.
 
+#include "chart/ColumnFold.h"
 #include "frame/ZELBase.h"
 
 #include <QFont>
@@ -367,9 +368,18 @@ protected:
     void OpenColumn(int x, int y)
     {
         fColOpen = true;
-        fColX = x;
-        fColFirstY = fColMinY = fColMaxY = fColLastY = y;
-        fColMinLater = false;
+        fCol.Open(x, y);
+    }
+    // A point on the open column with the pen it was started with only widens the
+    // column: only its extremes and its last point can show.
+    bool WidenColumn(int x, int y, unsigned penStamp)
+    {
+        if (!fColOpen || x != fCol.X || fPendingPen != penStamp)
+            return false;
+        fCol.Add(y);
+        fX = x;
+        fY = y;
+        return true;
     }
     void CloseColumn();
     bool ApplyPen();              // false when the pen draws nothing
@@ -391,8 +401,8 @@ protected:
     std::vector<QPoint> fPending; // polyline collected from LineTo calls
     // The pixel column being collected: a run of points on one X folds into its
     // first, lowest, highest and last point, which paint the same pixels.
-    bool fColOpen = false, fColMinLater = false;
-    int fColX = 0, fColFirstY = 0, fColMinY = 0, fColMaxY = 0, fColLastY = 0;
+    bool fColOpen = false;
+    TColumnFold fCol;
     unsigned fPendingPen = 0;
     QPen fPendingQPen;            // the pen the collected polyline was started with
     TPenMode fPendingMode = pmCopy;
