@@ -243,23 +243,23 @@ void TCustomChart::DrawWalls()
 
 // ------------------------------------------------------------------ hit test
 
-TChartClickedPart TCustomChart::CalcClickedPart(QPoint pos, bool checkSeries)
+TChartClickResult TCustomChart::CalcClickResult(QPoint pos, bool checkSeries)
 {
-    TChartClickedPart part;
+    TChartClickResult click;
     const int x = pos.x(), y = pos.y();
     auto legendHit = [&] {
         if (!fLegend->ShouldDraw())
             return false;
         const TRect& r = fLegend->RectLegend;
         if (x >= r.Left && x < r.Right && y >= r.Top && y < r.Bottom) {
-            part.Part = cpLegend;
-            part.PointIndex = fLegend->Clicked(x, y);
+            click.ClickedArea = caLegend;
+            click.PointIndex = fLegend->Clicked(x, y);
             return true;
         }
         return false;
     };
     if (fLegend->DrawBehind && legendHit())
-        return part;
+        return click;
     for (int i = SeriesCount() - 1; i >= 0; --i) {
         TChartSeries* s = Series(i);
         if (!s->Active())
@@ -268,44 +268,44 @@ TChartClickedPart TCustomChart::CalcClickedPart(QPoint pos, bool checkSeries)
             continue;
         const int row = s->Clicked(x, y);
         if (row != -1) {
-            part.Part = cpSeries;
-            part.PointIndex = row;
-            part.ASeries = s;
-            return part;
+            click.ClickedArea = caSeries;
+            click.PointIndex = row;
+            click.ASeries = s;
+            return click;
         }
     }
     for (TChartAxis* a : Axes()) {
         if (!IsAxisShown(a))
             continue;
         if (a->AxisClicked(x, y)) {
-            part.Part = cpAxis;
-            part.AAxis = a;
-            return part;
+            click.ClickedArea = caAxis;
+            click.AAxis = a;
+            return click;
         }
         const TRect t = a->TitleRect();
         if (t.Width() > 0 && x >= t.Left && x < t.Right && y >= t.Top && y < t.Bottom) {
-            part.Part = cpAxisTitle;
-            part.AAxis = a;
-            return part;
+            click.ClickedArea = caAxisTitle;
+            click.AAxis = a;
+            return click;
         }
     }
     if (!fLegend->DrawBehind && legendHit())
-        return part;
-    const std::pair<TChartTitle*, TChartClickedPartStyle> titles[] = {
-        {fTitle.get(), cpTitle}, {fSubTitle.get(), cpSubTitle}, {fFoot.get(), cpFoot}, {fSubFoot.get(), cpSubFoot}};
+        return click;
+    const std::pair<TChartTitle*, TChartClickedArea> titles[] = {
+        {fTitle.get(), caTitle}, {fSubTitle.get(), caSubTitle}, {fFoot.get(), caFoot}, {fSubFoot.get(), caSubFoot}};
     for (const auto& [t, style] : titles) {
         if (!t || !t->ShouldDraw())
             continue;
         const TRect& r = t->ShapeBounds;
         if (x >= r.Left && x < r.Right && y >= r.Top && y < r.Bottom) {
-            part.Part = style;
-            return part;
+            click.ClickedArea = style;
+            return click;
         }
     }
     const TRect& r = fChartRect;
     if (CountActiveSeries() > 0 && x >= r.Left && x < r.Right && y >= r.Top && y < r.Bottom)
-        part.Part = cpChartRect;
-    return part;
+        click.ClickedArea = caChartRect;
+    return click;
 }
 
 // ------------------------------------------------------------------ the mouse
@@ -321,12 +321,12 @@ void TCustomChart::MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers shift
     if (CancelMouse || fZoom.Active || fPanning.Active)
         return;
     CancelMouse = false;
-    const TChartClickedPart part = CalcClickedPart(QPoint(x, y), true);
+    const TChartClickResult click = CalcClickResult(QPoint(x, y), true);
     auto cancelled = [this] { return CancelMouse; };
-    switch (part.Part) {
-    case cpLegend:
-        if (part.PointIndex != -1 && fLegend->CheckBoxes()) {
-            fLegend->DoClick(part.PointIndex);
+    switch (click.ClickedArea) {
+    case caLegend:
+        if (click.PointIndex != -1 && fLegend->CheckBoxes()) {
+            fLegend->DoClick(click.PointIndex);
             CancelMouse = true;   // the click is handled: no zoom starts from it
         }
         if (OnClickLegend) {
@@ -334,44 +334,44 @@ void TCustomChart::MouseDown(Qt::MouseButton button, Qt::KeyboardModifiers shift
             OnClickLegend(this, button, shift, x, y);
         }
         break;
-    case cpSeries:
-    case cpSeriesPointer:
-        if (part.ASeries->OnClick)
-            part.ASeries->OnClick(part.ASeries, part.PointIndex, button, shift, x, y);
+    case caSeries:
+    case caSeriesPointer:
+        if (click.ASeries->OnClick)
+            click.ASeries->OnClick(click.ASeries, click.PointIndex, button, shift, x, y);
         if (OnClickSeries)
-            OnClickSeries(this, part.ASeries, part.PointIndex, button, shift, x, y);
+            OnClickSeries(this, click.ASeries, click.PointIndex, button, shift, x, y);
         if (!cancelled())
             PanAndZoomStart(button, shift, x, y);
         break;
-    case cpAxis:
-    case cpAxisTitle:
+    case caAxis:
+    case caAxisTitle:
         if (OnClickAxis)
-            OnClickAxis(this, part.AAxis, button, shift, x, y);
+            OnClickAxis(this, click.AAxis, button, shift, x, y);
         if (!cancelled())
             PanAndZoomStart(button, shift, x, y);
         break;
-    case cpTitle:
-    case cpFoot:
-    case cpSubTitle:
-    case cpSubFoot:
+    case caTitle:
+    case caFoot:
+    case caSubTitle:
+    case caSubFoot:
         if (OnClickTitle) {
-            TChartTitle* t = part.Part == cpTitle ? fTitle.get()
-                             : part.Part == cpSubTitle ? fSubTitle.get()
-                             : part.Part == cpFoot ? static_cast<TChartTitle*>(fFoot.get())
+            TChartTitle* t = click.ClickedArea == caTitle ? fTitle.get()
+                             : click.ClickedArea == caSubTitle ? fSubTitle.get()
+                             : click.ClickedArea == caFoot ? static_cast<TChartTitle*>(fFoot.get())
                                                    : static_cast<TChartTitle*>(fSubFoot.get());
             OnClickTitle(this, t, button, shift, x, y);
         }
         if (!cancelled())
             PanAndZoomStart(button, shift, x, y);
         break;
-    case cpChartRect:
+    case caChartRect:
         if (OnClickBackground)
             OnClickBackground(this, button, shift, x, y);
         if (!cancelled())
             PanAndZoomStart(button, shift, x, y);
         break;
-    case cpSeriesMarks:
-    case cpNone: break;
+    case caSeriesMarks:
+    case caNone: break;
     }
     if (!CancelMouse) {
         if (OnClickBackground)

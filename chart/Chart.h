@@ -11,13 +11,13 @@
 
 class TCustomChart;
 
-enum TChartClickedPartStyle {
-    cpNone, cpLegend, cpAxis, cpSeries, cpTitle, cpFoot, cpChartRect, cpSeriesMarks, cpSeriesPointer,
-    cpSubTitle, cpSubFoot, cpAxisTitle
+enum TChartClickedArea {
+    caNone, caLegend, caAxis, caSeries, caTitle, caFoot, caChartRect, caSeriesMarks, caSeriesPointer,
+    caSubTitle, caSubFoot, caAxisTitle
 };
 
-struct TChartClickedPart {
-    TChartClickedPartStyle Part = cpNone;
+struct TChartClickResult {
+    TChartClickedArea ClickedArea = caNone;
     int PointIndex = -1;
     TChartSeries* ASeries = nullptr;
     TChartAxis* AAxis = nullptr;
@@ -309,7 +309,7 @@ public:
     bool HasTitle() const { return fTitle != nullptr; }
     TChartWalls& Walls() { return fWalls; }
 
-    TChartClickedPart CalcClickedPart(QPoint pos, bool checkSeries);
+    TChartClickResult CalcClickResult(QPoint pos, bool checkSeries);
 
     // ---- zoom and scroll
     void ZoomRect(const TRect& rect);

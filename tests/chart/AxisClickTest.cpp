@@ -80,7 +80,7 @@ TEST_F(AxisClickFixture, TheCustomScaleOnEachSideIsHitNotTheFixedAxisThere)
     spannung.SetActive(false);
     chart.RenderImage();
     EXPECT_FALSE(chart.IsAxisShown(rechts));
-    EXPECT_NE(chart.CalcClickedPart(AufAchse(rechts), false).AAxis, rechts);
+    EXPECT_NE(chart.CalcClickResult(AufAchse(rechts), false).AAxis, rechts);
     // A chart whose curves are all off shows every visible axis.
     strom.SetActive(false);
     EXPECT_TRUE(chart.IsAxisShown(rechts));

@@ -178,8 +178,8 @@ TEST_F(ChartFixture, StackedAxesOnOneSideKeepEachTitleBesideItsLabels)
     EXPECT_LE(labelsLeft - titleRight, 12);
     // The title's hit area moved with it.
     const int y = (outer->IStartPos + outer->IEndPos) / 2;
-    const TChartClickedPart p = chart.CalcClickedPart(QPoint((titleLeft + titleRight) / 2, y), false);
-    EXPECT_EQ(p.Part, cpAxisTitle);
+    const TChartClickResult p = chart.CalcClickResult(QPoint((titleLeft + titleRight) / 2, y), false);
+    EXPECT_EQ(p.ClickedArea, caAxisTitle);
     EXPECT_EQ(p.AAxis, outer);
 }
 
@@ -665,7 +665,7 @@ TEST_F(ChartFixture, PanelBevelsShadowGradientAndPictureArePaintedAndCounted)
     EXPECT_EQ(img.pixelColor(1, 3), QColor(Qt::green));
 }
 
-TEST_F(ChartFixture, ClickedPartOrder)
+TEST_F(ChartFixture, ClickedAreaOrder)
 {
     TFastLineSeries& s = AddSeries(10, [](int) { return 5; }, clRed);
     chart.LeftAxis()->SetMinMax(0, 10);
@@ -674,19 +674,19 @@ TEST_F(ChartFixture, ClickedPartOrder)
     chart.RenderImage();
     const int y = chart.LeftAxis()->CalcPosValue(5);
     const int x = chart.BottomAxis()->CalcPosValue(4.5);
-    TChartClickedPart p = chart.CalcClickedPart(QPoint(x, y), false);
-    EXPECT_EQ(p.Part, cpSeries);
+    TChartClickResult p = chart.CalcClickResult(QPoint(x, y), false);
+    EXPECT_EQ(p.ClickedArea, caSeries);
     EXPECT_EQ(p.ASeries, &s);
     EXPECT_EQ(p.PointIndex, 4);
     // With series checking, a series that does not answer clicks is passed over.
-    EXPECT_EQ(chart.CalcClickedPart(QPoint(x, y), true).Part, cpChartRect);
-    p = chart.CalcClickedPart(QPoint(chart.LeftAxis()->PosAxis - 5, y), false);
-    EXPECT_EQ(p.Part, cpAxis);
+    EXPECT_EQ(chart.CalcClickResult(QPoint(x, y), true).ClickedArea, caChartRect);
+    p = chart.CalcClickResult(QPoint(chart.LeftAxis()->PosAxis - 5, y), false);
+    EXPECT_EQ(p.ClickedArea, caAxis);
     EXPECT_EQ(p.AAxis, chart.LeftAxis());
     const TRect& t = chart.Title().ShapeBounds;
-    EXPECT_EQ(chart.CalcClickedPart(QPoint((t.Left + t.Right) / 2, (t.Top + t.Bottom) / 2), false).Part, cpTitle);
+    EXPECT_EQ(chart.CalcClickResult(QPoint((t.Left + t.Right) / 2, (t.Top + t.Bottom) / 2), false).ClickedArea, caTitle);
     s.SetActive(false);
-    EXPECT_EQ(chart.CalcClickedPart(QPoint(x, y), false).Part, cpNone);
+    EXPECT_EQ(chart.CalcClickResult(QPoint(x, y), false).ClickedArea, caNone);
 }
 
 } // namespace

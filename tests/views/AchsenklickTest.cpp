@@ -169,12 +169,12 @@ TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRight
     TChartAxis* rechts = w->fAchsen[2];
     const QPoint pl = AufAchse(links), pr = AufAchse(rechts);
     // The chart finds its own vertical scales, not the fixed axes on the same sides.
-    TChartClickedPart part = chart->CalcClickedPart(pl, true);
-    EXPECT_EQ(part.Part, cpAxis);
-    EXPECT_EQ(part.AAxis, links);
-    part = chart->CalcClickedPart(pr, true);
-    EXPECT_EQ(part.Part, cpAxis);
-    EXPECT_EQ(part.AAxis, rechts);
+    TChartClickResult click = chart->CalcClickResult(pl, true);
+    EXPECT_EQ(click.ClickedArea, caAxis);
+    EXPECT_EQ(click.AAxis, links);
+    click = chart->CalcClickResult(pr, true);
+    EXPECT_EQ(click.ClickedArea, caAxis);
+    EXPECT_EQ(click.AAxis, rechts);
 
     // Right: remembered, nothing opens.
     w->fKlickAchse = nullptr;
