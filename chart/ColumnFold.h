@@ -25,21 +25,23 @@ struct TColumnFold {
         First = Min = Max = Last = y;
         MinLater = false;
     }
-    // Min and Max empty: the next point sets both.
+    // No extremes: Empty() until Open.
     void ClearExtremes()
     {
         Min = INT_MAX;
         Max = INT_MIN;
     }
-    // A further point of the column.
+    bool Empty() const { return Min > Max; }
+    // A further point of an open column: at most one extreme moves.
     void Add(int y)
     {
-        if (y < Min)
+        if (y < Min) {
+            Min = y;
             MinLater = true;
-        else if (y > Max)
+        } else if (y > Max) {
+            Max = y;
             MinLater = false;
-        Min = std::min(Min, y);
-        Max = std::max(Max, y);
+        }
         Last = y;
     }
     // The four points in the order met; put(y) is called for each.

@@ -141,19 +141,15 @@ void TFastLineSeries::SetupPen()
     fCanvas->SetBackMode(cbmTransparent);
 }
 
-// Map: the rows [from, last] mapped to pixels a run at a time into buffers on the
-// stack, handed to f(first row of the run, xs, ys, n).
-template <class F>
-void TFastLineSeries::MapRows(int from, int last, F&& f) const
+// Map: the rows from row from on, at most kMapRun of them and none past last, into
+// pixels; returns how many. The callers' loops over the runs keep their state in
+// registers, which a callback taking the runs would not.
+int TFastLineSeries::MapRun(int from, int last, int* xs, int* ys) const
 {
-    constexpr int kRun = 2048;
-    int xs[kRun], ys[kRun];
-    for (; from <= last; from += kRun) {
-        const int n = std::min(kRun, last - from + 1);
-        fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
-        fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
-        f(from, xs, ys, n);
-    }
+    const int n = std::min(kMapRun, last - from + 1);
+    fGetHorizAxis->CalcPosValues(fX->Data() + from, xs, n);
+    fGetVertAxis->CalcPosValues(fY->Data() + from, ys, n);
+    return n;
 }
 
 void TFastLineSeries::DrawAllValues()
@@ -183,7 +179,9 @@ void TFastLineSeries::DrawAllValues()
         if (fFirstVisibleIndex > 0)
             TFastLineSeries::DrawValue(fFirstVisibleIndex);
         // Each row takes the one-value steps.
-        MapRows(fFirstVisibleIndex + 1, fLastVisibleIndex, [&](int from, const int* xs, const int* ys, int n) {
+        int xs[kMapRun], ys[kMapRun];
+        for (int from = fFirstVisibleIndex + 1; from <= fLastVisibleIndex; from += kMapRun) {
+            const int n = MapRun(from, fLastVisibleIndex, xs, ys);
             for (int j = 0; j < n; ++j) {
                 if (fColorEachPoint) {
                     TTeePen p;
@@ -193,7 +191,7 @@ void TFastLineSeries::DrawAllValues()
                 }
                 DrawValueAt(from + j, xs[j], ys[j]);
             }
-        });
+        }
     }
     if (fFastPen)
         fCanvas->FastLineMode(false);
@@ -207,7 +205,7 @@ void TFastLineSeries::DrawEveryRow()
     // in one call, so nothing is allocated and nothing dispatched per row.
     const bool stairs = fStairs, inverted = fInvertedStairs;
     int ox = OldX, oy = OldY;
-    TPoint pts[2 * 2048];
+    TPoint pts[2 * kMapRun];
     auto draw = [&](const int* xs, const int* ys, int n) {
         int k = 0;
         for (int j = 0; j < n; ++j) {
@@ -226,7 +224,9 @@ void TFastLineSeries::DrawEveryRow()
         ReduceRowsByIndex(fX->Data(), fY->Data(), from, fLastVisibleIndex, mapX, mapY, fY->RangeIndex(), draw);
     } else {
         // Map every row; the canvas reduces the columns.
-        MapRows(from, fLastVisibleIndex, [&](int, const int* xs, const int* ys, int n) { draw(xs, ys, n); });
+        int xs[kMapRun], ys[kMapRun];
+        for (int r = from; r <= fLastVisibleIndex; r += kMapRun)
+            draw(xs, ys, MapRun(r, fLastVisibleIndex, xs, ys));
     }
     OldX = ox;
     OldY = oy;
@@ -249,7 +249,10 @@ void MinMaxRow(TColumnFold& column, bool& has, int ox, int x, int y, bool lastRo
         column.ClearExtremes();
         return;
     }
-    column.Add(y);
+    if (column.Empty())
+        column.Open(ox, y);
+    else
+        column.Add(y);
     has = true;
     if (lastRow) {
         // Three segments on an inverted axis, so the column ends where it started.
@@ -283,7 +286,9 @@ void TFastLineSeries::DrawRowsWithoutNulls()
         oy = y;
     };
     const int last = fLastVisibleIndex;
-    MapRows(fFirstVisibleIndex + 1, last, [&](int from, const int* xs, const int* ys, int n) {
+    int xs[kMapRun], ys[kMapRun];
+    for (int from = fFirstVisibleIndex + 1; from <= last; from += kMapRun) {
+        const int n = MapRun(from, last, xs, ys);
         for (int j = 0; j < n; ++j) {
             const int x = xs[j], y = ys[j];
             if (x == ox && (firstOnly || y == oy))
@@ -293,7 +298,7 @@ void TFastLineSeries::DrawRowsWithoutNulls()
             else
                 line(x, y);
         }
-    });
+    }
     OldX = ox;
     OldY = oy;
     Column = column;

@@ -90,8 +90,8 @@ private:
     // index where it may stand in for the rows), and rows without nulls.
     void DrawEveryRow();
     void DrawRowsWithoutNulls();
-    template <class F>
-    void MapRows(int from, int last, F&& f) const;
+    static constexpr int kMapRun = 2048;
+    int MapRun(int from, int last, int* xs, int* ys) const;
     // Whether the range index may stand in for the rows of [from, last], with the
     // linear mappings of both axes.
     bool CanFoldByIndex(int from, TLinearPixelMap& mapX, TLinearPixelMap& mapY) const;
