@@ -205,15 +205,16 @@ void TFastLineSeries::DrawEveryRow()
     // in one call, so nothing is allocated and nothing dispatched per row.
     const bool stairs = fStairs, inverted = fInvertedStairs;
     int ox = OldX, oy = OldY;
+    int xs[kMapRun], ys[kMapRun];
     TPoint pts[2 * kMapRun];
-    auto draw = [&](const int* xs, const int* ys, int n) {
+    auto draw = [&](const int* px, const int* py, int n) {
         int k = 0;
         for (int j = 0; j < n; ++j) {
             if (stairs)
-                pts[k++] = inverted ? TPoint{ox, ys[j]} : TPoint{xs[j], oy};
-            pts[k++] = TPoint{xs[j], ys[j]};
-            ox = xs[j];
-            oy = ys[j];
+                pts[k++] = inverted ? TPoint{ox, py[j]} : TPoint{px[j], oy};
+            pts[k++] = TPoint{px[j], py[j]};
+            ox = px[j];
+            oy = py[j];
         }
         fCanvas->LineToPoints(pts, k);
     };
@@ -224,7 +225,6 @@ void TFastLineSeries::DrawEveryRow()
         ReduceRowsByIndex(fX->Data(), fY->Data(), from, fLastVisibleIndex, mapX, mapY, fY->RangeIndex(), draw);
     } else {
         // Map every row; the canvas reduces the columns.
-        int xs[kMapRun], ys[kMapRun];
         for (int r = from; r <= fLastVisibleIndex; r += kMapRun)
             draw(xs, ys, MapRun(r, fLastVisibleIndex, xs, ys));
     }

@@ -329,7 +329,8 @@ void TTeeCanvas3D::LineToPoints(const TPoint* points, int count)
     const unsigned stamp = fPen.ChangeStamp();
     for (int i = 0; i < count; ++i) {
         const int x = points[i].X, y = points[i].Y;
-        if (!WidenColumn(x, y, stamp))
+        // Most points of a dense line fall on the open column.
+        if (!WidenColumn(x, y, stamp)) [[unlikely]]
             LineTo(x, y);
     }
 }
