@@ -165,7 +165,7 @@ struct TFIBFieldDescr {
     bool IsBlob = false;    // a binary blob
     int BlobIndex = -1;     // of a text or binary blob: its slot among the record's blob slots
     double Divisor = 1;     // 10^-scale for scaled integers
-    std::uint8_t Coding = 2;  // 0 latin-1, 1 UTF-8, 2 windows-1252
+    TTextCoding Coding = TTextCoding::Win1252;
     QString RelationName;
     QString FieldName;
     QString TableAlias;

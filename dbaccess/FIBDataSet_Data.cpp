@@ -340,18 +340,18 @@ QString TFIBCustomDataSet::TextOf(const TFIBFieldDescr& d, const std::byte* rec,
     if (d.IsLongString) {
         if (longs) {
             const QByteArray& bytes = (*longs)[static_cast<std::size_t>(d.LongStringIndex)];
-            return Decode(bytes.constData(), static_cast<int>(bytes.size()), d.Coding);
+            return DecodeText(bytes.constData(), static_cast<int>(bytes.size()), d.Coding);
         }
         int length = 0;
         const char* p = fCache->Strings(d.LongStringIndex).Data(row, length);
-        return p ? Decode(p, length, d.Coding) : QString();
+        return p ? DecodeText(p, length, d.Coding) : QString();
     }
     const std::byte* p = rec + d.Offset;
     int length = std::min<int>(Load<quint16>(p), d.ServerLength);
     const char* text = reinterpret_cast<const char*>(p + 2);
     if (fOptions & poTrimCharFields)
         length = TrimmedLength(text, length);
-    return Decode(text, length, d.Coding);
+    return DecodeText(text, length, d.Coding);
 }
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
@@ -506,7 +506,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
         SetFieldData(field, &v);
         return;
     }
-    QByteArray bytes = Encode(*value, d.Coding);
+    QByteArray bytes = EncodeText(*value, d.Coding);
     if (d.BlobIndex >= 0) {
         SetBlobData(b, d, col, bytes);
         return;
@@ -542,7 +542,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
         SetBlobData(b, d, col, *value);
         return;
     }
-    const QString text = Decode(value->constData(), static_cast<int>(value->size()), d.Coding);
+    const QString text = DecodeText(value->constData(), static_cast<int>(value->size()), d.Coding);
     SetFieldData(field, &text);
 }
 
@@ -580,7 +580,7 @@ void TFIBCustomDataSet::InternalInitRecord(TRecordBuffer buffer)
 void TFIBCustomDataSet::InternalInsert()
 {
     if (!CanInsert())
-        RaiseClientError(44, {Name()});
+        RaiseClientError(fibceCannotInsert, {Name()});
     if (Appending()) {
         while (FetchOne()) {
         }

@@ -370,7 +370,7 @@ void TFIBTransaction::EndTransaction(TTransactionAction action, bool force)
     fTransactionID = 0;
 }
 
-void TFIBTransaction::SQLExecuted(TComponent* query, int step)
+void TFIBTransaction::SQLExecuted(TComponent* query, TSQLExecutedStep step)
 {
     if (!WatchUncommitedUpdates || fHasUncommitedUpdates)
         return;
@@ -380,9 +380,9 @@ void TFIBTransaction::SQLExecuted(TComponent* query, int step)
     const bool select = statement->StatementSQLType() == isc_info_sql_stmt_select;
     // A select changes nothing by being executed; at its close it may have, through
     // the procedures it called.
-    if (step == 1 && select)
+    if (step == TSQLExecutedStep::AfterExecute && select)
         return;
-    if (step == 3 && !(select && statement->StatementClosing()))
+    if (step == TSQLExecutedStep::CursorClose && !(select && statement->StatementClosing()))
         return;
     if (statement->StatementChangedRows() >= 1)
         fHasUncommitedUpdates = true;

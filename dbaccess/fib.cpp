@@ -375,9 +375,9 @@ void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender)
         throw error;
 }
 
-void RaiseClientError(int index, const QList<QVariant>& arguments, const TComponent* raiser)
+void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments, const TComponent* raiser)
 {
-    throw EFIBClientError(index, FormatFIBText(FIBMessageText(index), arguments), raiser);
+    throw EFIBClientError(message, FormatFIBText(FIBMessageText(message), arguments), raiser);
 }
 
 void RaiseClientErrorText(const QString& format, const QList<QVariant>& arguments, const TComponent* raiser)

@@ -49,7 +49,8 @@ constexpr int FIBMessageCount = 79;
 // Row index of the message table (0 .. FIBMessageCount-1); empty text outside.
 QString FIBMessageText(int index);
 
-// Rows that the layer raises by number.
+// The rows of the message table by name; the layer raises its own errors only
+// through these, never by a bare row number.
 enum TFIBClientMessage : int {
     fibceUnknownError = 0,
     fibceNotSupported = 1,
@@ -74,12 +75,64 @@ enum TFIBClientMessage : int {
     fibceUpdateWrongTR = 20,
     fibceDatabaseNotAssigned = 21,
     fibceTransactionNotAssigned = 22,
+    fibceXSQLDAIndexOutOfRange = 23,
+    fibceXSQLDANameDoesNotExist = 24,
+    fibceEOF = 25,
+    fibceBOF = 26,
     fibceInvalidStatementHandle = 27,
+    fibceDatasetOpen = 28,
+    fibceDatasetClosed = 29,
+    fibceUnknownSQLDataType = 30,
+    fibceInvalidColumnIndex = 31,
+    fibceInvalidParamColumnIndex = 32,
+    fibceInvalidDataConversion = 33,
+    fibceColumnIsNotNullable = 34,
+    fibceBlobCannotBeRead = 35,
+    fibceBlobCannotBeWritten = 36,
+    fibceEmptyQuery = 37,
+    fibceCannotOpenNonSQLSelect = 38,
+    fibceNoFieldAccess = 39,
+    fibceFieldReadOnly = 40,
+    fibceFieldNotFound = 41,
+    fibceNotInEditOrInsert = 42,
+    fibceNotEditing = 43,
+    fibceCannotInsert = 44,
+    fibceCannotPost = 45,
+    fibceCannotUpdate = 46,
+    fibceCannotDelete = 47,
+    fibceCannotRefresh = 48,
+    fibceBufferNotSet = 49,
+    fibceCircularReference = 50,
+    fibceSQLParseError = 51,
+    fibceUserAbort = 52,
+    fibceDataSetUniDirectional = 53,
+    fibceCannotCreateSharedResource = 54,
+    fibceWindowsAPIError = 55,
+    fibceColumnListsDontMatch = 56,
+    fibceColumnTypesDontMatch = 57,
     fibceCantEndSharedTransaction = 58,
+    fibceFieldIsNotArray = 59,
+    fibceArrayDimensionMissing = 60,
     fibceSQLDialectInvalid = 61,
+    fibceGDS32NotFound = 62,
     fibceIB60feature = 63,
+    fibceIBInstallMissing = 64,
+    fibceServiceNotAttached = 65,
+    fibceServiceAttached = 66,
+    fibceServerNameMissing = 67,
+    fibceQueryParamsError = 68,
+    fibceStartParamsError = 69,
+    fibceOutputParsingError = 70,
+    fibceUseSpecificProcedures = 71,
+    fibceSPBConstantNotSupported = 72,
+    fibceSPBConstantUnknown = 73,
+    fibceFieldSizeError = 74,
+    fibceCantUseLimitedCache = 75,
+    fibceFieldListEmpty = 76,
+    fibceCantUseField = 77,
     fibceFB2feature = 78,
 };
+static_assert(fibceFB2feature == FIBMessageCount - 1, "every row of the message table has a name");
 
 // Texts looked up by name rather than by row.
 namespace FIBTexts {
@@ -166,8 +219,9 @@ public:
 // Raises EFIBInterBaseError built from the current thread's status vector, unless
 // the lost-connection target takes the error over (then it returns).
 void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender);
-// Raises EFIBClientError with the text of row index, filled with the arguments.
-[[noreturn]] void RaiseClientError(int index, const QList<QVariant>& arguments = {},
+// Raises EFIBClientError with the text of that row, filled with the arguments;
+// SQLCode is the row number.
+[[noreturn]] void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments = {},
                                    const TComponent* raiser = nullptr);
 // Raises EFIBClientError with a given format; SQLCode is -1.
 [[noreturn]] void RaiseClientErrorText(const QString& format, const QList<QVariant>& arguments = {},
