@@ -1,5 +1,6 @@
 #include "dbaccess/FIBDataSet_Internal.h"
 
+#include <QScopeGuard>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -162,14 +163,9 @@ void TFIBCustomDataSet::SetMasterParams()
 void TFIBCustomDataSet::ReopenDetail()
 {
     DisableControls();
-    try {
-        Close();
-        Open();
-    } catch (...) {
-        EnableControls();
-        throw;
-    }
-    EnableControls();
+    const auto enable = qScopeGuard([this] { EnableControls(); });
+    Close();
+    Open();
 }
 
 void TFIBCustomDataSet::CheckDatasetClosed(const QString& verb) const
@@ -573,20 +569,15 @@ void TFIBCustomDataSet::CloseOpen(bool fetchAll)
     auto afterScroll = std::move(AfterScroll);
     BeforeScroll = nullptr;
     AfterScroll = nullptr;
-    try {
-        Close();
-        Open();
-        if (fetchAll)
-            FetchAll();
-    } catch (...) {
+    const auto restore = qScopeGuard([&] {
         BeforeScroll = std::move(beforeScroll);
         AfterScroll = std::move(afterScroll);
         EnableControls();
-        throw;
-    }
-    BeforeScroll = std::move(beforeScroll);
-    AfterScroll = std::move(afterScroll);
-    EnableControls();
+    });
+    Close();
+    Open();
+    if (fetchAll)
+        FetchAll();
 }
 
 void TFIBCustomDataSet::FullRefresh()

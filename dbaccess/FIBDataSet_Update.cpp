@@ -7,6 +7,7 @@
 #include "dbaccess/pFIBDataSet.h"
 
 #include <QDateTime>
+#include <QScopeGuard>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -511,17 +512,12 @@ void TFIBCustomDataSet::RefreshMasterAfterPost()
     if (visibleRecno)
         fibMaster->fOptions &= ~poVisibleRecno;
     fRefreshingMaster = true;
-    try {
-        master->Refresh();
-    } catch (...) {
+    const auto restore = qScopeGuard([&] {
         fRefreshingMaster = false;
         if (visibleRecno)
             fibMaster->fOptions |= poVisibleRecno;
-        throw;
-    }
-    fRefreshingMaster = false;
-    if (visibleRecno)
-        fibMaster->fOptions |= poVisibleRecno;
+    });
+    master->Refresh();
 }
 
 void TFIBCustomDataSet::InternalEdit()

@@ -194,16 +194,16 @@ void TFIBTransaction::CheckNotInTransaction()
 
 ISC_STATUS TFIBTransaction::Call(ISC_STATUS errorCode, bool raiseError)
 {
-    RestoreFPUControlWord();
     fActivity = false;
     for (TFIBDatabase* db : fDatabases)
         db->RestartIdleTimer();
-    if (errorCode > 0 && raiseError) {
-        if (fDatabases.empty())
-            RaiseClientError(fibceNoDatabasesInTransaction, {Name()}, this);
-        RaiseStatusError(fDatabases.front()->ClientLibrary(), this);
+    if (!raiseError || errorCode <= 0)
+        return SettleClientCall(errorCode);
+    if (fDatabases.empty()) {
+        SettleClientCall(errorCode);
+        RaiseClientError(fibceNoDatabasesInTransaction, {Name()}, this);
     }
-    return errorCode;
+    return CheckClientCall(errorCode, fDatabases.front()->ClientLibrary(), this);
 }
 
 QString TFIBTransaction::LogParams() const

@@ -230,6 +230,7 @@ TFIBQuery::~TFIBQuery()
         if (fHandle && Database() && Database()->Connected())
             FreeHandle();
     } catch (...) {
+        // A destructor cannot report; the server drops the statement with the connection.
     }
 }
 
@@ -595,13 +596,8 @@ void TFIBQuery::DoPrepare()
             break;
         }
     } catch (const Exception& e) {
-        if (fHandle) {
-            ISC_STATUS saved[StatusVectorLength];
-            std::memcpy(saved, StatusVector(), sizeof saved);
-            lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop);
-            RestoreFPUControlWord();
-            std::memcpy(StatusVector(), saved, sizeof saved);
-        }
+        if (fHandle)
+            CallKeepingStatus([&] { lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop); });
         fHandle = 0;
         fLifecycle = TLifecycle::Unprepared;
         fSQLType = SQLUnknown;
@@ -777,10 +773,7 @@ void TFIBQuery::WriteBlobParams()
             const auto length = static_cast<unsigned short>(std::min(Segment, data.size() - at));
             const ISC_STATUS rc = lib->isc_put_segment(StatusVector(), &blob, length, data.constData() + at);
             if (rc) {
-                ISC_STATUS saved[StatusVectorLength];
-                std::memcpy(saved, StatusVector(), sizeof saved);
-                lib->isc_close_blob(StatusVector(), &blob);
-                std::memcpy(StatusVector(), saved, sizeof saved);
+                CallKeepingStatus([&] { lib->isc_close_blob(StatusVector(), &blob); });
                 tr->Call(rc, true);
             }
         }
@@ -1003,11 +996,8 @@ void TFIBQuery::Close()
         TFIBDatabase* db = Database();
         if (db && db->Connected()) {
             IIBClientLibrary* lib = db->ClientLibrary();
-            const ISC_STATUS rc = lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_close);
-            RestoreFPUControlWord();
-            if (StatusVector()[0] == 1 && rc >= 1 &&
-                !CheckStatusVector({isc_bad_stmt_handle, isc_dsql_cursor_close_err}))
-                RaiseStatusError(lib, this);
+            CheckClientCall(lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_close), lib, this,
+                            {isc_bad_stmt_handle, isc_dsql_cursor_close_err});
         }
     }
     fFetchFailure = nullptr;
@@ -1029,11 +1019,9 @@ void TFIBQuery::FreeHandle()
         if (db && db->Connected()) {
             IIBClientLibrary* lib = db->ClientLibrary();
             const ISC_STATUS rc = lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop);
-            RestoreFPUControlWord();
-            if (rc && StatusVector()[0] == 1 && !CheckStatusVector({isc_bad_stmt_handle})) {
-                fHandle = 0;
-                RaiseStatusError(lib, this);
-            }
+            // Freed or not, the handle is not used again.
+            fHandle = 0;
+            CheckClientCall(rc, lib, this, {isc_bad_stmt_handle});
         }
     }
     fHandle = 0;

@@ -222,10 +222,7 @@ QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& 
         }
         if (rc == isc_segstr_eof)
             break;
-        ISC_STATUS saved[StatusVectorLength];
-        std::memcpy(saved, StatusVector(), sizeof saved);
-        lib->isc_close_blob(StatusVector(), &blob);
-        std::memcpy(StatusVector(), saved, sizeof saved);
+        CallKeepingStatus([&] { lib->isc_close_blob(StatusVector(), &blob); });
         tr->Call(rc, true);
     }
     tr->Call(lib->isc_close_blob(StatusVector(), &blob), true);

@@ -375,6 +375,15 @@ void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender)
         throw error;
 }
 
+ISC_STATUS CheckClientCall(ISC_STATUS status, IIBClientLibrary* client, const TComponent* sender,
+                           std::initializer_list<ISC_STATUS> tolerated)
+{
+    RestoreFPUControlWord();
+    if (status > 0 && !CheckStatusVector(tolerated))
+        RaiseStatusError(client, sender);
+    return status;
+}
+
 void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments, const TComponent* raiser)
 {
     throw EFIBClientError(message, FormatFIBText(FIBMessageText(message), arguments), raiser);

@@ -9,6 +9,7 @@
 
 #include <QString>
 #include <QVariant>
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -219,6 +220,30 @@ public:
 // Raises EFIBInterBaseError built from the current thread's status vector, unless
 // the lost-connection target takes the error over (then it returns).
 void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender);
+// ---- The way back from every client call ----
+// The client library changes the FPU control word; these put the process's own
+// value back and answer the call's status. The checked form raises the layer's
+// error for a failed call (status > 0) unless the status vector names one of the
+// tolerated codes:  CheckClientCall(lib->isc_...(StatusVector(), ...), lib, this);
+inline ISC_STATUS SettleClientCall(ISC_STATUS status)
+{
+    RestoreFPUControlWord();
+    return status;
+}
+ISC_STATUS CheckClientCall(ISC_STATUS status, IIBClientLibrary* client, const TComponent* sender,
+                           std::initializer_list<ISC_STATUS> tolerated = {});
+// A cleanup call made while a failure is being reported (closing a blob, dropping a
+// half-prepared statement): its own status does not replace the one reported.
+template <class Fn>
+void CallKeepingStatus(Fn&& cleanup)
+{
+    ISC_STATUS saved[StatusVectorLength];
+    std::copy(StatusVector(), StatusVector() + StatusVectorLength, saved);
+    cleanup();
+    RestoreFPUControlWord();
+    std::copy(saved, saved + StatusVectorLength, StatusVector());
+}
+
 // Raises EFIBClientError with the text of that row, filled with the arguments;
 // SQLCode is the row number.
 [[noreturn]] void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments = {},
