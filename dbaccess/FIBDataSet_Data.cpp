@@ -84,15 +84,25 @@ QByteArray TFIBCustomDataSet::RowBlob(const TFIBFieldDescr& d, const std::byte* 
     return ServerBlob(Load<ISC_QUAD>(rec + d.Offset));
 }
 
-bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
+// Inline: every field read of the walk starts here.
+inline TFIBCustomDataSet::TFieldSource TFIBCustomDataSet::FieldSource(TField* field) const
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
+    TFieldSource source;
+    const std::byte* rec = ReadSource(field, source.Row, source.Longs);
     const int col = field->FieldNo() - 1;
     if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+        return source;
+    source.Rec = rec;
+    source.Descr = &fDescr[static_cast<std::size_t>(col)];
+    return source;
+}
+
+bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
+{
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     const ISC_QUAD id = Load<ISC_QUAD>(rec + d.Offset);
     if (State() == dsOldValue && row >= 0 && fCache->OldRecord(row)) {
         // The row before its first edit: the client's value then, or the server's.
@@ -288,13 +298,10 @@ qint64 TFIBCustomDataSet::IntegerOf(const TFIBFieldDescr& d, const std::byte* p)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0) {
         QString text;
         if (value && GetFieldData(field, &text))
@@ -312,13 +319,10 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, qint64* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (!value)
         return true;
     if (d.BlobIndex >= 0) {
@@ -356,13 +360,10 @@ QString TFIBCustomDataSet::TextOf(const TFIBFieldDescr& d, const std::byte* rec,
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0) {
         // A null test asks for no value: the blob is not read for it.
         QByteArray bytes;
@@ -386,13 +387,10 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, QByteArray* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0)
         return !value || BlobFieldData(field, *value);
     if (!value)

@@ -6,8 +6,6 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QScopeGuard>
-#include <QStringDecoder>
-#include <QStringEncoder>
 #include <cstring>
 
 namespace {
@@ -278,6 +276,17 @@ IIBClientLibrary* TFIBQuery::Client()
     return db->ClientLibrary();
 }
 
+std::pair<TFIBDatabase*, TFIBTransaction*> TFIBQuery::Connection()
+{
+    TFIBDatabase* db = Database();
+    if (!db)
+        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
+    TFIBTransaction* tr = Transaction();
+    if (!tr)
+        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    return {db, tr};
+}
+
 int TFIBQuery::Dialect() const { return Database() ? Database()->SQLDialect() : 3; }
 
 void TFIBQuery::Log(const QString& operation, const QString& value, TLogFlag flag)
@@ -287,22 +296,17 @@ void TFIBQuery::Log(const QString& operation, const QString& value, TLogFlag fla
         db->SQLLogger->WriteData(Name(), operation, value, flag);
 }
 
-QByteArray TFIBQuery::Encode(const QString& text) const
+TTextCoding TFIBQuery::StatementCoding() const
 {
     const TFIBDatabase* db = Database();
-    if (db && db->IsUnicodeConnect())
-        return text.toUtf8();
-    QStringEncoder encoder("windows-1252");
-    return encoder.encode(text);
+    return db && db->IsUnicodeConnect() ? TTextCoding::Utf8 : TTextCoding::Win1252;
 }
+
+QByteArray TFIBQuery::Encode(const QString& text) const { return EncodeText(text, StatementCoding()); }
 
 QString TFIBQuery::Decode(const QByteArray& bytes) const
 {
-    const TFIBDatabase* db = Database();
-    if (db && db->IsUnicodeConnect())
-        return QString::fromUtf8(bytes);
-    QStringDecoder decoder("windows-1252");
-    return decoder.decode(bytes);
+    return DecodeText(bytes.constData(), static_cast<int>(bytes.size()), StatementCoding());
 }
 
 void TFIBQuery::CheckClosed(const QString& operation)
@@ -545,12 +549,7 @@ void TFIBQuery::Prepare()
 
 void TFIBQuery::DoPrepare()
 {
-    TFIBDatabase* db = Database();
-    if (!db)
-        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
-    TFIBTransaction* tr = Transaction();
-    if (!tr)
-        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    const auto [db, tr] = Connection();
     IIBClientLibrary* lib = Client();
     fOrigins.clear();
     fOriginsFilled = false;
@@ -809,12 +808,7 @@ void TFIBQuery::CallSQLExecuted(TSQLExecutedStep step)
 
 void TFIBQuery::ExecuteImmediate()
 {
-    TFIBDatabase* db = Database();
-    if (!db)
-        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
-    TFIBTransaction* tr = Transaction();
-    if (!tr)
-        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    const auto [db, tr] = Connection();
     if (HasOption(qoStartTransaction) && !tr->Active())
         tr->StartTransaction();
     if (!tr->Active())

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 class TFIBQuery;
@@ -428,6 +429,8 @@ protected:
     TFIBBase fBase;
     void Log(const QString& operation, const QString& value, TLogFlag flag);
     IIBClientLibrary* Client();
+    // The database and transaction a server call needs; raises for a missing one.
+    std::pair<TFIBDatabase*, TFIBTransaction*> Connection();
     int Dialect() const;
     bool ParamCheckActive() const { return fParamCheck; }
 
@@ -447,6 +450,8 @@ private:
     void WriteBlobParams();
     QString ParamsLogText() const;
     void ResetOutput();
+    // Statement texts, plans and aliases travel in the connection's character set.
+    TTextCoding StatementCoding() const;
     QByteArray Encode(const QString& text) const;
     QString Decode(const QByteArray& bytes) const;
     void CallSQLExecuted(TSQLExecutedStep step);
