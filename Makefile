@@ -4,12 +4,16 @@ BUILD_ASAN ?= build-asan
 CMAKE_GEN  := -G Ninja
 JOBS       ?= $(shell nproc)
 
-.PHONY: all deps build run demo-live test test-asan clean
+.PHONY: all deps deps-test build run demo-live test test-asan clean
 
 all: build
 
+# What the program needs; the tests, the benchmarks and the private server add theirs.
 deps:
-	@tools/install-deps.sh
+	@tools/install-deps.sh run
+
+deps-test:
+	@tools/install-deps.sh test
 
 build: deps
 	@cmake -S . -B $(BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
@@ -19,14 +23,14 @@ run: build
 	@tools/run-demo.sh $(BUILD)
 
 # The demo with a private server and the acquisition simulator writing while the program reads.
-demo-live: build
+demo-live: deps-test build
 	@tools/demo-live.sh $(BUILD)
 
-test: build
+test: deps-test build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The same tests under AddressSanitizer and UndefinedBehaviorSanitizer (CI runs this too).
-test-asan: deps
+test-asan: deps-test
 	@cmake -S . -B $(BUILD_ASAN) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DORVEX_SANITIZE=ON >/dev/null
 	@cmake --build $(BUILD_ASAN) -j $(JOBS)
 	@cd $(BUILD_ASAN) && ASAN_OPTIONS=detect_leaks=0:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \

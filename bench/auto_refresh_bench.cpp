@@ -5,6 +5,7 @@
 // DATABASE: tools/orvexDemo create FILE --rows 1000000; the run defaults to 'BENCH-GROSS'.
 // The rows the bench appends stay in the database.
 
+#include "bench/BenchWindow.h"
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"
 #include "frame/ZELInit.h"
@@ -16,7 +17,6 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
@@ -48,35 +48,19 @@ void ZehnZeilen(TpFIBDatabase* db, int key)
 
 int main(int argc, char** argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    OffscreenWithoutScreen();
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: auto_refresh_bench DATABASE [VERSUCHSNR [PASSWORD]]\n");
+    const QString run = BenchRun(argc, argv, "auto_refresh_bench");
+    if (run.isEmpty())
         return 2;
-    }
-    const QString run = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("BENCH-GROSS");
     const QString password = argc > 3 ? QString::fromLocal8Bit(argv[3]) : QStringLiteral("kestrel42");
     QTemporaryDir ini;
-    IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
-    QFile f(IniFileName);
-    if (!f.open(QIODevice::WriteOnly))
+    if (!UseBenchIni(ini, argv[1], "[Auswertung]\r\nAutoRefresh_s=10\r\n"))
         return 1;
-    f.write("[Path]\r\nServer name=" + QByteArray(argv[1]) + "\r\n[Auswertung]\r\nAutoRefresh_s=10\r\n");
-    f.close();
     uDMorvex_Initialize();
     AktVersuch = std::make_unique<TVersuchDaten>();
 
-    FOOrvexAuswertung = new TFOOrvexAuswertung;
-    DMorvex = std::make_unique<TDMorvex>();
-    DMorvex->orvexDB->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") + password +
-                                         QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
-    FOOrvexAuswertung->DatenquellenZuordnen();
-    DMorvex->DataModuleCreate();
-    FOOrvexAuswertung->setWindowState(Qt::WindowNoState);
-    FOOrvexAuswertung->resize(1600, 1000);
-    FOOrvexAuswertung->show();
-    QApplication::processEvents();
+    OpenBenchWindow(password);
 
     // The run as the acquisition program leaves it while it writes.
     TDemoDbLogin login;

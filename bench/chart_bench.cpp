@@ -19,6 +19,15 @@ TChartValuesPtr Ramp(int n, double scale)
     return v;
 }
 
+// A series of kPoints rows whose x and y rise, with a wave on both.
+void RampSeries(TChartSeries& s)
+{
+    s.XValues()->Value = Ramp(kPoints, 1);
+    s.XValues()->SetCount(kPoints);
+    s.YValues()->Value = Ramp(kPoints, 0.001);
+    s.YValues()->SetCount(kPoints);
+}
+
 void BM_AddXYInOrder(benchmark::State& state)
 {
     for (auto _ : state) {
@@ -74,10 +83,7 @@ void BM_VisibleRangeOfAZoomedSeries(benchmark::State& state)
     TCustomAxisPanel chart;
     chart.SetChartRect({0, 0, 1900, 800});
     TChartSeries s;
-    s.XValues()->Value = Ramp(kPoints, 1);
-    s.XValues()->SetCount(kPoints);
-    s.YValues()->Value = Ramp(kPoints, 0.001);
-    s.YValues()->SetCount(kPoints);
+    RampSeries(s);
     chart.AddSeries(&s);
     chart.BottomAxis()->SetMinMax(kPoints * 0.9, kPoints * 0.95);
     chart.BottomAxis()->AdjustMaxMin();
@@ -113,10 +119,7 @@ void BM_AxisLayoutAndDraw(benchmark::State& state)
 {
     TCustomAxisPanel chart;
     TChartSeries s;
-    s.XValues()->Value = Ramp(kPoints, 1);
-    s.XValues()->SetCount(kPoints);
-    s.YValues()->Value = Ramp(kPoints, 0.001);
-    s.YValues()->SetCount(kPoints);
+    RampSeries(s);
     chart.AddSeries(&s);
     QImage target(1900, 800, QImage::Format_RGB32);
     for (auto _ : state) {

@@ -7,6 +7,7 @@
 // DATABASE: tools/orvexDemo create FILE --rows 1000000; the run defaults to 'BENCH-GROSS'.
 
 #include "bench/BenchSupport.h"
+#include "bench/BenchWindow.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "testdata/uDMorvex.h"
@@ -14,45 +15,26 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTemporaryDir>
 #include <cstdio>
 #include <vector>
 
 int main(int argc, char** argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && !qEnvironmentVariableIsSet("DISPLAY"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    OffscreenWithoutScreen();
     QApplication app(argc, argv);
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: evaluation_bench DATABASE [VERSUCHSNR [PASSWORD]]\n");
+    const QString run = BenchRun(argc, argv, "evaluation_bench");
+    if (run.isEmpty())
         return 2;
-    }
-    const QString run = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("BENCH-GROSS");
     QTemporaryDir ini;
-    IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
-    QFile f(IniFileName);
-    if (!f.open(QIODevice::WriteOnly))
+    if (!UseBenchIni(ini, argv[1]))
         return 1;
-    f.write("[Path]\r\nServer name=" + QByteArray(argv[1]) + "\r\n");
-    f.close();
     uDMorvex_Initialize();
 
     // The start: window, data module, connection, list of runs, shown.
     QElapsedTimer t;
     t.start();
-    FOOrvexAuswertung = new TFOOrvexAuswertung;
-    DMorvex = std::make_unique<TDMorvex>();
-    if (argc > 3)
-        DMorvex->orvexDB->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") +
-                                             QString::fromLocal8Bit(argv[3]) +
-                                             QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
-    FOOrvexAuswertung->DatenquellenZuordnen();
-    DMorvex->DataModuleCreate();
-    FOOrvexAuswertung->setWindowState(Qt::WindowNoState);
-    FOOrvexAuswertung->resize(1600, 1000);
-    FOOrvexAuswertung->show();
-    QApplication::processEvents();
+    OpenBenchWindow(argc > 3 ? QString::fromLocal8Bit(argv[3]) : QString());
     const double startSec = t.nsecsElapsed() / 1e9;
 
     TVersuchDaten probe;

@@ -139,26 +139,6 @@ void TAdvRangeSlider::SetPositionRight(int value)
     Changed();
 }
 
-void TAdvRangeSlider::SetMax(int value)
-{
-    if (value == fMax)
-        return;
-    fMax = value;
-    if (fPosition > fMax)
-        fPosition = fMax;
-    update();
-}
-
-void TAdvRangeSlider::SetMin(int value)
-{
-    if (value == fMin)
-        return;
-    fMin = value;
-    if (fPosition < fMin)
-        fPosition = fMin;
-    update();
-}
-
 int TAdvRangeSlider::ThumbPixel(bool right) const
 {
     return ValueToPixel(right ? fPositionRight : fPosition);

@@ -88,10 +88,8 @@ public:
     int PositionRight() const { return fPositionRight; }
     // A value below PositionLeft is dropped; others are limited to Min and Max.
     void SetPositionRight(int value);
-    // Only PositionLeft follows a new limit; PositionRight keeps its value until it
-    // is set again.
-    void SetMin(int value) override;
-    void SetMax(int value) override;
+    // The inherited SetMin and SetMax move only PositionLeft (the base position);
+    // PositionRight keeps its value until it is set again.
 
     TRangeThumb ThumbLeft;
     TRangeThumb ThumbRight;

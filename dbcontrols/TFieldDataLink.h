@@ -46,3 +46,17 @@ private:
     TField* fField = nullptr;
     bool fModified = false;
 };
+
+// What a control bound to one field offers its users: the source, the field's name
+// and the field; the control wires the link's callbacks itself.
+class TFieldBound {
+public:
+    TDataSource* DataSource() const { return fLink.DataSource(); }
+    void SetDataSource(TDataSource* value) { fLink.SetDataSource(value); }
+    QString DataField() const { return fLink.FieldName(); }
+    void SetDataField(const QString& value) { fLink.SetFieldName(value); }
+    TField* Field() const { return fLink.Field(); }
+
+protected:
+    TFieldDataLink fLink;
+};

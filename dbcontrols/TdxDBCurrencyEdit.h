@@ -82,16 +82,11 @@ private:
     QString fDisplayFormat = QStringLiteral(",0.00;-,0.00");
 };
 
-class TdxDBCurrencyEdit : public TdxCurrencyEdit {
+class TdxDBCurrencyEdit : public TdxCurrencyEdit, public TFieldBound {
     Q_OBJECT
 public:
     explicit TdxDBCurrencyEdit(QWidget* parent = nullptr);
 
-    TDataSource* DataSource() const { return fLink.DataSource(); }
-    void SetDataSource(TDataSource* value) { fLink.SetDataSource(value); }
-    QString DataField() const { return fLink.FieldName(); }
-    void SetDataField(const QString& value) { fLink.SetFieldName(value); }
-    TField* Field() const { return fLink.Field(); }
     // An empty DisplayFormat leaves the text to the field.
     QString FormatValue(double value) const override;
 
@@ -101,7 +96,6 @@ protected:
 
 private:
     void ShowField();
-    TFieldDataLink fLink;
     bool fPendingNull = true;
     double fPendingValue = 0;
 };

@@ -7,16 +7,11 @@
 
 #include <QLineEdit>
 
-class TdxDBEdit : public QLineEdit {
+class TdxDBEdit : public QLineEdit, public TFieldBound {
     Q_OBJECT
 public:
     explicit TdxDBEdit(QWidget* parent = nullptr);
 
-    TDataSource* DataSource() const { return fLink.DataSource(); }
-    void SetDataSource(TDataSource* value) { fLink.SetDataSource(value); }
-    QString DataField() const { return fLink.FieldName(); }
-    void SetDataField(const QString& value) { fLink.SetFieldName(value); }
-    TField* Field() const { return fLink.Field(); }
     bool ReadOnly() const { return fLink.ReadOnly(); }
     void SetReadOnly(bool value);
     bool Enabled() const { return isEnabled(); }
@@ -31,7 +26,6 @@ protected:
 private:
     void ShowField();
     void UpdateEditable();
-    TFieldDataLink fLink;
 };
 
 // True for a key press that would change an edit's text.

@@ -7,16 +7,11 @@
 
 #include <QPlainTextEdit>
 
-class TdxDBMemo : public QPlainTextEdit {
+class TdxDBMemo : public QPlainTextEdit, public TFieldBound {
     Q_OBJECT
 public:
     explicit TdxDBMemo(QWidget* parent = nullptr);
 
-    TDataSource* DataSource() const { return fLink.DataSource(); }
-    void SetDataSource(TDataSource* value) { fLink.SetDataSource(value); }
-    QString DataField() const { return fLink.FieldName(); }
-    void SetDataField(const QString& value) { fLink.SetFieldName(value); }
-    TField* Field() const { return fLink.Field(); }
     bool ReadOnly() const { return fLink.ReadOnly(); }
     void SetReadOnly(bool value);
     QString Text() const { return toPlainText(); }
@@ -30,5 +25,4 @@ private:
     void ShowField();
     void UpdateEditable();
     bool fShowing = false;
-    TFieldDataLink fLink;
 };

@@ -488,54 +488,49 @@ private:
 };
 }
 
-std::unique_ptr<TFIBRowTexts> TdxDBGridExport::CachedRows(const std::vector<const TField*>& columns,
-                                                         std::vector<int>& place) const
+bool TdxDBGridExport::WriteCachedRows(const std::vector<const TField*>& columns, const TChunkFormat& format)
 {
     auto* fib = dynamic_cast<const TFIBCustomDataSet*>(Grid->DataSet());
     if (!fib)
-        return nullptr;
+        return false;
     std::vector<const TField*> fields;
-    place.clear();
+    std::vector<int> place;
     for (const TField* f : columns) {
         place.push_back(f ? static_cast<int>(fields.size()) : -1);
         if (f)
             fields.push_back(f);
     }
-    return fib->RowTexts(fields);
-}
-
-void TdxDBGridExport::WriteChunks(int rows, const std::function<void(int, int, QByteArray&)>& format)
-{
+    const std::unique_ptr<TFIBRowTexts> texts = fib->RowTexts(fields);
+    if (!texts)
+        return false;
+    CacheTaken();
+    const int rows = texts->RowCount();
     const int chunks = (rows + ChunkRows - 1) / ChunkRows;
+    // Each thread has its own encoder; the dataset and fields are only read.
     const TChunkPipeline::TFormat chunk = [&](int k, QByteArray& out) {
-        format(k * ChunkRows, std::min(rows, (k + 1) * ChunkRows), out);
+        QStringEncoder encoder("windows-1252");
+        format(*texts, place, k * ChunkRows, std::min(rows, (k + 1) * ChunkRows), out, encoder);
     };
     const int threads = Threads > 0 ? Threads : std::clamp(QThread::idealThreadCount(), 1, 4);
     TChunkPipeline pipeline(chunks, chunk);
     pipeline.Run(std::min(threads, chunks) - 1, [this](QByteArray block) { WriteBlock(std::move(block)); });
     RowNumber = rows;
+    return true;
 }
 
 bool TdxDBGridExportText::WriteAllRows()
 {
     // Columns without a field stay empty, as WriteRow leaves them.
-    std::vector<int> place;
-    const std::unique_ptr<TFIBRowTexts> texts = CachedRows(fFields, place);
-    if (!texts)
-        return false;
-    CacheTaken();
-    // Each thread has its own encoder and row texts; the dataset and fields are only read.
-    WriteChunks(texts->RowCount(), [&](int first, int last, QByteArray& out) {
-        QStringEncoder encoder("windows-1252");
+    return WriteCachedRows(fFields, [this](const TFIBRowTexts& texts, const std::vector<int>& place, int first,
+                                           int last, QByteArray& out, QStringEncoder& encoder) {
         std::vector<QString> line(place.size());
         out.reserve(static_cast<qsizetype>(last - first) * 160);
         for (int pos = first; pos < last; ++pos) {
             for (std::size_t k = 0; k < place.size(); ++k)
-                line[k] = place[k] >= 0 ? texts->Text(pos, place[k]) : QString();
+                line[k] = place[k] >= 0 ? texts.Text(pos, place[k]) : QString();
             AppendLine(out, line, encoder);
         }
     });
-    return true;
 }
 
 // ---------------------------------------------------------------- worksheet
@@ -804,21 +799,15 @@ bool TdxDBGridExportExcel::WriteAllRows()
     for (const TField* f : fFields)
         if (const auto* number = dynamic_cast<const TFIBFloatField*>(f); number && number->RoundByScale)
             return false;
-    std::vector<int> place;
-    const std::unique_ptr<TFIBRowTexts> texts = CachedRows(fFields, place);
-    if (!texts)
-        return false;
-    CacheTaken();
-    WriteChunks(texts->RowCount(), [&](int first, int last, QByteArray& out) {
-        QStringEncoder encoder("windows-1252");
+    return WriteCachedRows(fFields, [this](const TFIBRowTexts& texts, const std::vector<int>& place, int first,
+                                           int last, QByteArray& out, QStringEncoder& encoder) {
         out.reserve(static_cast<qsizetype>(last - first) * 16 * VisibleCount);
         const auto index = [&place](int i) { return place[static_cast<std::size_t>(i)]; };
         for (int pos = first; pos < last; ++pos)
             PutCells(
-                out, pos, encoder, [&](int i, const TField*) { return texts->Value(pos, index(i)); },
-                [&](int i, const TField*) { return texts->Text(pos, index(i)); });
+                out, pos, encoder, [&](int i, const TField*) { return texts.Value(pos, index(i)); },
+                [&](int i, const TField*) { return texts.Text(pos, index(i)); });
     });
-    return true;
 }
 
 void TdxDBGridExportExcel::Finish()

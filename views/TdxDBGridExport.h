@@ -75,14 +75,14 @@ protected:
     // Once it knows it can, it says so by CacheTaken (also for a failure after).
     virtual bool WriteAllRows() { return false; }
     void CacheTaken() { fCacheUsed = true; }
-    // The cache's reader for the columns' fields (a column without a field reads
-    // nothing), and per column its place among the reader's fields or -1; null when
-    // the dataset cannot give its rows so.
-    std::unique_ptr<TFIBRowTexts> CachedRows(const std::vector<const TField*>& columns,
-                                             std::vector<int>& place) const;
-    // Formats rows in chunks of ChunkRows on this and further threads and writes the
-    // chunks in their order; format(first, last, out) appends rows [first, last).
-    void WriteChunks(int rows, const std::function<void(int, int, QByteArray&)>& format);
+    // Appends rows [first, last) of the cache to out, with the chunk's own encoder.
+    // place: per column its place among the reader's fields, -1 for a column without a field.
+    using TChunkFormat = std::function<void(const TFIBRowTexts& texts, const std::vector<int>& place, int first,
+                                            int last, QByteArray& out, QStringEncoder& encoder)>;
+    // Writes every row from the dataset's cache for the columns' fields: formatted in
+    // chunks of ChunkRows on this and further threads, written in their order. false
+    // when the dataset cannot give its rows so; nothing is written then.
+    bool WriteCachedRows(const std::vector<const TField*>& columns, const TChunkFormat& format);
     // The system's reason for a failed file operation, where the device only knows "Unknown error".
     static QString SystemReason(const QString& deviceText);
     void Write(const char* data, qsizetype size);
