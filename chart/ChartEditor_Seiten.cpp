@@ -9,6 +9,7 @@
 #include "chart/Series.h"
 #include "chart/SeriesDataModel.h"
 #include "chart/TeeTranslate.h"
+#include "frame/ZELColor.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,6 +1,7 @@
 #include "chart/ChartListBox.h"
 
 #include "chart/Chart.h"
+#include "frame/ZELColor.h"
 
 #include <QPixmap>
 

@@ -1,5 +1,7 @@
 #include "chart/TeCanvas.h"
 
+#include "frame/ZELColor.h"
+
 #include <QFontMetrics>
 #include <cmath>
 

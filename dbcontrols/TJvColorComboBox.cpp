@@ -1,5 +1,7 @@
 #include "dbcontrols/TJvColorComboBox.h"
 
+#include "frame/ZELColor.h"
+
 #include <QColorDialog>
 #include <QPainter>
 #include <QPixmap>

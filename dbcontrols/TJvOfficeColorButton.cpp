@@ -1,5 +1,7 @@
 #include "dbcontrols/TJvOfficeColorButton.h"
 
+#include "frame/ZELColor.h"
+
 #include <QColorDialog>
 #include <QGridLayout>
 #include <QMenu>

@@ -98,8 +98,6 @@ constexpr TColor clBtnFace = clSystemColor | 15, clWindow = clSystemColor | 5,
 QString ColorToString(TColor color);
 // Accepts a colour name or an integer text (decimal or "$" hex); raises EConvertError otherwise.
 TColor StringToColor(const QString& text);
-QColor ColorToQColor(TColor color);
-TColor QColorToColor(const QColor& color);
 
 // ---- Geometry: pixels grow to the right and downward ----
 struct TPoint {

@@ -1,5 +1,6 @@
 #include "frame/zellib_keyboard.h"
 
+#include "frame/ZELColor.h"
 #include "frame/ZELLIB_INI.h"
 
 #include <QAbstractButton>

@@ -1,6 +1,7 @@
 #include "frame/zellib_msg.h"
 
 #include "frame/MessageDlg.h"
+#include "frame/ZELColor.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_Eingabe.h"
 #include "frame/ZELLIB_INI.h"

@@ -2,6 +2,7 @@
 
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"
+#include "frame/ZELColor.h"
 #include "frame/ZELLIB_INI.h"
 
 #include <QColor>

@@ -4,6 +4,7 @@
 #include "chart/TeCanvas.h"
 #include "dbcontrols/TCheckListBox.h"
 #include "frame/MessageDlg.h"
+#include "frame/ZELColor.h"
 #include "frame/ZELFormat.h"
 #include "frame/ZELLIB_INI.h"
 #include "frame/ZELLIB_STR.h"

@@ -8,6 +8,7 @@
 #include "chart/SeriesDataModel.h"
 #include "chart/Series.h"
 #include "chart/TeeTranslate.h"
+#include "frame/ZELColor.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>

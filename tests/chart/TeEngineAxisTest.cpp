@@ -1,4 +1,5 @@
 #include "chart/TeEngine.h"
+#include "frame/ZELColor.h"
 
 #include <QDir>
 #include <gtest/gtest.h>

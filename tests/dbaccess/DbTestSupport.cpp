@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
+#include <stdexcept>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -52,6 +53,27 @@ std::unique_ptr<TpFIBTransaction> MakeTestTransaction(TpFIBDatabase& db, const Q
     if (asDefault)
         db.SetDefaultTransaction(tr.get());
     return tr;
+}
+
+TTestDatabaseFile::TTestDatabaseFile(const QString& fileName, const QStringList& schema, const QStringList& rows,
+                                     int dialect)
+{
+    if (!fDir.isValid())
+        throw std::runtime_error("no temporary folder for the test database");
+    fPath = fDir.filePath(fileName);
+    auto db = CreateTestDatabase(fPath, dialect);
+    if (schema.isEmpty() && rows.isEmpty())
+        return;
+    db->Open();
+    TFIBTransaction tr;
+    tr.AddDatabase(db.get());
+    for (const QStringList* batch : {&schema, &rows}) {
+        tr.StartTransaction();
+        for (const QString& sql : *batch)
+            tr.ExecSQLImmediate(sql);
+        tr.Commit();
+    }
+    db->Close();
 }
 
 bool WaitFor(const std::function<bool()>& condition, int timeoutMs)

@@ -5,10 +5,12 @@
 
 #include "dbaccess/pFIBDatabase.h"
 
+#include <QStringList>
 #include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 
 inline const QString ClientLibraryName = QStringLiteral("libfbclient.so.2");
@@ -26,6 +28,51 @@ std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QSt
 // A transaction on db, not started; made db's default when asked.
 std::unique_ptr<TpFIBTransaction> MakeTestTransaction(TpFIBDatabase& db, const QString& name = QStringLiteral("TR"),
                                                       bool asDefault = true);
+
+// A database file made for one suite in a temporary folder of its own; folder and
+// file go with the object. The schema's statements are committed before the rows'.
+class TTestDatabaseFile {
+public:
+    TTestDatabaseFile(const QString& fileName, const QStringList& schema = {}, const QStringList& rows = {},
+                      int dialect = 3);
+    const QString& Path() const { return fPath; }
+    // Another file in the same folder.
+    QString FilePath(const QString& name) const { return fDir.filePath(name); }
+
+private:
+    QTemporaryDir fDir;
+    QString fPath;
+};
+
+// A suite whose tests share one database file: Suite::MakeFile() before its first
+// test, gone after its last. A test connects with a transaction of its own, which is
+// rolled back and closed after it.
+template <class Suite>
+class TDatabaseSuite : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { sFile = Suite::MakeFile(); }
+    static void TearDownTestSuite() { sFile.reset(); }
+    static const QString& Path() { return sFile->Path(); }
+    void Connect(const QString& dbName = QStringLiteral("DB"), const QString& charset = QStringLiteral("WIN1252"),
+                 const QString& trName = QStringLiteral("TR"), bool trAsDefault = true)
+    {
+        db = OpenTestDatabase(Path(), dbName, charset);
+        tr = MakeTestTransaction(*db, trName, trAsDefault);
+    }
+    void TearDown() override
+    {
+        if (tr && tr->Active())
+            tr->Rollback();
+        tr.reset();
+        if (db)
+            db->Close();
+        db.reset();
+    }
+
+    static inline std::unique_ptr<TTestDatabaseFile> sFile;
+    std::unique_ptr<TpFIBDatabase> db;
+    std::unique_ptr<TpFIBTransaction> tr;
+};
 
 // Pumps the event loop until condition holds or timeoutMs passed; answers condition().
 bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 5000);

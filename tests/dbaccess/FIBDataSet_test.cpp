@@ -17,58 +17,42 @@
 #include <cstdint>
 #include <QTime>
 
-class DataSetTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
+class DataSetTest : public TDatabaseSuite<DataSetTest> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
     {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("DataSet.fdb");
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate(
-            "create table VALS (ID integer not null primary key, SI smallint, I integer, BI bigint, "
-            "N52 numeric(5,2), N182 numeric(18,2), N186 numeric(18,6), F float, DP double precision, "
-            "DT date, TM time, TS timestamp, CH char(10), VC varchar(10), KOMMENTAR varchar(2000), "
-            "BT blob sub_type text, BO boolean, VU varchar(10) character set UTF8)");
-        tr.ExecSQLImmediate("create table ROWS_ (ID integer not null primary key, NAME varchar(20), V double precision)");
-        tr.ExecSQLImmediate("create table DET (MID integer, X integer)");
-        tr.Commit();
-        tr.StartTransaction();
+        QStringList rows;
         for (int m = 1; m <= 3; ++m)
             for (int k = 1; k <= m; ++k)
-                tr.ExecSQLImmediate(QStringLiteral("insert into DET values (%1, %2)").arg(m).arg(m * 10 + k).toLatin1());
+                rows << QStringLiteral("insert into DET values (%1, %2)").arg(m).arg(m * 10 + k);
         for (int i = 1; i <= 25; ++i)
-            tr.ExecSQLImmediate(QStringLiteral("insert into ROWS_ values (%1, 'Name %2', %3)")
-                                    .arg(i)
-                                    .arg(i % 5)
-                                    .arg((i * 7) % 11)
-                                    .toLatin1());
-        tr.Commit();
-        db->Close();
+            rows << QStringLiteral("insert into ROWS_ values (%1, 'Name %2', %3)")
+                        .arg(i)
+                        .arg(i % 5)
+                        .arg((i * 7) % 11);
+        return std::make_unique<TTestDatabaseFile>(
+            "DataSet.fdb",
+            QStringList{
+                "create table VALS (ID integer not null primary key, SI smallint, I integer, BI bigint, "
+                "N52 numeric(5,2), N182 numeric(18,2), N186 numeric(18,6), F float, DP double precision, "
+                "DT date, TM time, TS timestamp, CH char(10), VC varchar(10), KOMMENTAR varchar(2000), "
+                "BT blob sub_type text, BO boolean, VU varchar(10) character set UTF8)",
+                "create table ROWS_ (ID integer not null primary key, NAME varchar(20), V double precision)",
+                "create table DET (MID integer, X integer)"},
+            rows);
     }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
+
+protected:
     void SetUp() override
     {
-        db = OpenTestDatabase(sPath);
-        tr = MakeTestTransaction(*db);
+        Connect();
         tr->StartTransaction();
         tr->ExecSQLImmediate("delete from VALS");
     }
     void TearDown() override
     {
         ds.reset();
-        if (tr->Active())
-            tr->Rollback();
-        tr.reset();
-        db->Close();
+        TDatabaseSuite::TearDown();
     }
     std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
     {
@@ -81,10 +65,6 @@ protected:
     }
     void Exec(const QString& sql) { tr->ExecSQLImmediate(sql.toUtf8()); }
 
-    static inline QTemporaryDir* sDir = nullptr;
-    static inline QString sPath;
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
     std::unique_ptr<TpFIBDataSet> ds;
 };
 

@@ -121,23 +121,18 @@ TEST(DatabaseParams, ServerVersionText)
 
 // ---------------------------------------------------------------- embedded
 
-class EmbeddedDatabase : public ::testing::Test {
+class EmbeddedDatabase : public TDatabaseSuite<EmbeddedDatabase> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
+    {
+        auto file = std::make_unique<TTestDatabaseFile>("Conn.fdb");
+        CreateTestDatabase(file->FilePath("Dialect1.fdb"), 1);
+        return file;
+    }
+
 protected:
-    static void SetUpTestSuite()
-    {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("Conn.fdb");
-        CreateTestDatabase(sPath);
-        sPath1 = sDir->filePath("Dialect1.fdb");
-        CreateTestDatabase(sPath1, 1);
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
-    std::unique_ptr<TpFIBDatabase> MakeDb(const QString& path = sPath)
+    static QString Dialect1Path() { return sFile->FilePath("Dialect1.fdb"); }
+    std::unique_ptr<TpFIBDatabase> MakeDb(const QString& path = Path())
     {
         auto db = std::make_unique<TpFIBDatabase>();
         db->SetName("DB1");
@@ -147,12 +142,7 @@ protected:
         SetLoginParams(*db);
         return db;
     }
-    static QTemporaryDir* sDir;
-    static QString sPath, sPath1;
 };
-QTemporaryDir* EmbeddedDatabase::sDir = nullptr;
-QString EmbeddedDatabase::sPath;
-QString EmbeddedDatabase::sPath1;
 
 TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
 {
@@ -189,7 +179,7 @@ TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
     TFIBDatabase plain;
     plain.SetName("DB2");
     plain.SetLibraryName(ClientLibraryName);
-    plain.SetDBName(sPath);
+    plain.SetDBName(Path());
     SetLoginParams(plain);
     plain.Open();
     EXPECT_EQ(ThrownMessage([&] { plain.Open(); }), "DB2:" + CRLF + "Cannot perform operation -- DB is currently open.");
@@ -218,7 +208,7 @@ TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
 
 TEST_F(EmbeddedDatabase, FailedConnectsLeaveNoHandle)
 {
-    auto db = MakeDb(sDir->filePath("does-not-exist.fdb"));
+    auto db = MakeDb(sFile->FilePath("does-not-exist.fdb"));
     try {
         db->Open();
         FAIL() << "connected to a missing file";
@@ -248,7 +238,7 @@ TEST_F(EmbeddedDatabase, FailedConnectsLeaveNoHandle)
 
 TEST_F(EmbeddedDatabase, DialectIsLoweredToTheDatabases)
 {
-    auto db = MakeDb(sPath1);
+    auto db = MakeDb(Dialect1Path());
     db->SetSQLDialect(3);
     db->Open();
     EXPECT_EQ(db->SQLDialect(), 1);
@@ -278,7 +268,7 @@ TEST_F(EmbeddedDatabase, LoginRoutine)
         return true;
     };
     db->Open();
-    EXPECT_EQ(seenName, sPath);
+    EXPECT_EQ(seenName, Path());
     EXPECT_EQ(db->ConnectParams().UserName(), "ANNA");
     EXPECT_EQ(db->ConnectParams().RoleName(), "R1");
     EXPECT_EQ(db->QueryValue("select current_user from rdb$database").toString(), "ANNA");
@@ -395,7 +385,7 @@ TEST_F(EmbeddedDatabase, LoadingDefersTheConnect)
     EXPECT_FALSE(tr.Active());
 
     // A connect that fails while loading surfaces at the end of loading.
-    auto bad = MakeDb(sDir->filePath("missing.fdb"));
+    auto bad = MakeDb(sFile->FilePath("missing.fdb"));
     bad->BeginLoading();
     EXPECT_NO_THROW(bad->SetConnected(true));
     EXPECT_THROW(bad->EndLoading(), EFIBInterBaseError);
@@ -433,7 +423,7 @@ TEST_F(EmbeddedDatabase, TwoThreadsAttachAtOnce)
         }
     };
     std::thread bad([&] {
-        auto db = MakeDb(sDir->filePath("nowhere.fdb"));
+        auto db = MakeDb(sFile->FilePath("nowhere.fdb"));
         db->UseLoginPrompt = true;
         ++ready;
         while (ready < 3) {
@@ -454,7 +444,7 @@ TEST_F(EmbeddedDatabase, TwoThreadsAttachAtOnce)
 
 TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
 {
-    const QString path = sDir->filePath("Dropped.fdb");
+    const QString path = sFile->FilePath("Dropped.fdb");
     auto db = CreateTestDatabase(path, 3, "DBX");
     EXPECT_TRUE(QFile::exists(path));
     EXPECT_FALSE(db->Connected());
@@ -473,7 +463,7 @@ TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
 
 TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
 {
-    const QString path = sDir->filePath("AtExit.fdb");
+    const QString path = sFile->FilePath("AtExit.fdb");
     CreateTestDatabase(path, 3, "DBE");
     QProcess child;
     child.start(QCoreApplication::applicationFilePath(), {"--exit-with-open-connection", path});
@@ -495,7 +485,7 @@ TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
     EXPECT_TRUE(unknown->DBName().isEmpty());
 
     // A connect under an alias stores its values for the next time.
-    auto first = MakeDb(sPath1);
+    auto first = MakeDb(Dialect1Path());
     first->SetSQLDialect(3);
     first->SetAliasName(alias);
     first->Open();
@@ -503,7 +493,7 @@ TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
 
     auto second = std::make_unique<TpFIBDatabase>();
     second->SetAliasName(alias);
-    EXPECT_EQ(second->DBName(), sPath1);
+    EXPECT_EQ(second->DBName(), Dialect1Path());
     EXPECT_EQ(second->ConnectParams().UserName(), "SYSDBA");
     EXPECT_EQ(second->ConnectParams().CharSet(), "WIN1252");
     EXPECT_EQ(second->SQLDialect(), 1);  // as lowered by the dialect 1 database

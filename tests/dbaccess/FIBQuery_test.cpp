@@ -27,49 +27,29 @@ public:
 };
 }  // namespace
 
-class QueryTest : public ::testing::Test {
+class QueryTest : public TDatabaseSuite<QueryTest> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
+    {
+        return std::make_unique<TTestDatabaseFile>(
+            "Query.fdb",
+            QStringList{
+                "create table VALS (ID integer not null primary key, SI smallint, I integer, BI bigint, "
+                "N52 numeric(5,2), N94 numeric(9,4), N182 numeric(18,2), D184 decimal(18,4), N41 numeric(4,1), "
+                "F float, DP double precision, DT date, TM time, TS timestamp, CH char(10), VC varchar(40), "
+                "VU varchar(40) character set UTF8, BT blob sub_type text, BO boolean)",
+                "create table T (A integer, B varchar(10))",
+                "create procedure TWICE (X integer) returns (Y integer, Z varchar(10)) as "
+                "begin Y = X * 2; Z = 'z' || X; end"});
+    }
+
 protected:
-    static void SetUpTestSuite()
-    {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("Query.fdb");
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate(
-            "create table VALS (ID integer not null primary key, SI smallint, I integer, BI bigint, "
-            "N52 numeric(5,2), N94 numeric(9,4), N182 numeric(18,2), D184 decimal(18,4), N41 numeric(4,1), "
-            "F float, DP double precision, DT date, TM time, TS timestamp, CH char(10), VC varchar(40), "
-            "VU varchar(40) character set UTF8, BT blob sub_type text, BO boolean)");
-        tr.ExecSQLImmediate("create table T (A integer, B varchar(10))");
-        tr.ExecSQLImmediate("create procedure TWICE (X integer) returns (Y integer, Z varchar(10)) as "
-                            "begin Y = X * 2; Z = 'z' || X; end");
-        tr.Commit();
-        db->Close();
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
     void SetUp() override
     {
-        db = OpenTestDatabase(sPath, QStringLiteral("DB"), charset);
-        tr = MakeTestTransaction(*db);
+        Connect(QStringLiteral("DB"), charset);
         tr->StartTransaction();
         Exec("delete from VALS");
         Exec("delete from T");
-    }
-    void TearDown() override
-    {
-        if (tr->Active())
-            tr->Rollback();
-        tr.reset();
-        db->Close();
-        db.reset();
     }
     std::unique_ptr<TpFIBQuery> Query(const QString& sql)
     {
@@ -94,14 +74,8 @@ protected:
         return q->Fields(0).AsVariant();
     }
 
-    static QTemporaryDir* sDir;
-    static QString sPath;
     QString charset = "WIN1252";
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
 };
-QTemporaryDir* QueryTest::sDir = nullptr;
-QString QueryTest::sPath;
 
 class QueryTestUtf8 : public QueryTest {
 protected:

@@ -24,21 +24,19 @@ class ServerDatabase : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        sServer = new TPrivateServer();
+        sServer = std::make_unique<TPrivateServer>();
         if (!sServer->Start()) {
             sSkipReason = sServer->Reason();
             return;
         }
-        sDir = new QTemporaryDir();
+        sDir = std::make_unique<QTemporaryDir>();
         sPath = sDir->filePath("Remote.fdb");
         sCreateError = ThrownMessage([] { CreateTestDatabase(sServer->ConnectString(sPath), 3, "DBR"); });
     }
     static void TearDownTestSuite()
     {
-        delete sServer;
-        sServer = nullptr;
-        delete sDir;
-        sDir = nullptr;
+        sServer.reset();
+        sDir.reset();
     }
     void SetUp() override
     {
@@ -58,17 +56,12 @@ protected:
         SetLoginParams(*db);
         return db;
     }
-    static TPrivateServer* sServer;
-    static QTemporaryDir* sDir;
-    static QString sPath;
-    static QString sSkipReason;
-    static QString sCreateError;
+    static inline std::unique_ptr<TPrivateServer> sServer;
+    static inline std::unique_ptr<QTemporaryDir> sDir;
+    static inline QString sPath;
+    static inline QString sSkipReason;
+    static inline QString sCreateError;
 };
-TPrivateServer* ServerDatabase::sServer = nullptr;
-QTemporaryDir* ServerDatabase::sDir = nullptr;
-QString ServerDatabase::sPath;
-QString ServerDatabase::sSkipReason;
-QString ServerDatabase::sCreateError;
 
 TEST_F(ServerDatabase, CreateConnectAndWork)
 {

@@ -54,37 +54,26 @@ TEST(TransactionParams, NamesAndBytes)
     EXPECT_FALSE(tr.IsReadOnly());
 }
 
-class EmbeddedTransaction : public ::testing::Test {
+class EmbeddedTransaction : public TDatabaseSuite<EmbeddedTransaction> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
+    {
+        return std::make_unique<TTestDatabaseFile>(
+            "Tr.fdb", QStringList{
+                          "create table T (ID integer, TXT varchar(20))",
+                          "create exception E_NOCOMMIT 'commit refused by test'",
+                          // Commits fail while the transaction carries the context variable FAIL.
+                          "create trigger T_NOCOMMIT on transaction commit as begin "
+                          "if (rdb$get_context('USER_TRANSACTION', 'FAIL') = '1') then exception E_NOCOMMIT; end"});
+    }
+
 protected:
-    static void SetUpTestSuite()
-    {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("Tr.fdb");
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate("create table T (ID integer, TXT varchar(20))");
-        tr.ExecSQLImmediate("create exception E_NOCOMMIT 'commit refused by test'");
-        // Commits fail while the transaction carries the context variable FAIL.
-        tr.ExecSQLImmediate("create trigger T_NOCOMMIT on transaction commit as begin "
-                            "if (rdb$get_context('USER_TRANSACTION', 'FAIL') = '1') then exception E_NOCOMMIT; end");
-        tr.Commit();
-        db->Close();
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
     void SetUp() override
     {
-        db = OpenTestDatabase(sPath, QStringLiteral("DB1"));
-        tr = MakeTestTransaction(*db, QStringLiteral("TR1"), false);
+        Connect(QStringLiteral("DB1"), QStringLiteral("WIN1252"), QStringLiteral("TR1"), false);
         Exec("delete from T");
     }
+    // The objects end as in the program: the transaction by its own destructor.
     void TearDown() override
     {
         tr.reset();
@@ -101,13 +90,7 @@ protected:
     }
     int Rows() { return db->QueryValue("select count(*) from T").toInt(); }
 
-    static QTemporaryDir* sDir;
-    static QString sPath;
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
 };
-QTemporaryDir* EmbeddedTransaction::sDir = nullptr;
-QString EmbeddedTransaction::sPath;
 
 TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
 {
@@ -289,7 +272,7 @@ TEST_F(EmbeddedTransaction, DatabasesOfATransaction)
     // A second attachment of the same file through the same library joins one transaction.
     TpFIBDatabase second;
     second.SetLibraryName(ClientLibraryName);
-    second.SetDBName(sPath);
+    second.SetDBName(Path());
     SetLoginParams(second);
     EXPECT_EQ(tr->AddDatabase(&second, "read\nconcurrency"), 1);
     tr->StartTransaction();

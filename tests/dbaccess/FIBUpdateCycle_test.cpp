@@ -14,37 +14,25 @@
 #include <QTemporaryDir>
 #include <cmath>
 
-class UpdateCycleTest : public ::testing::Test {
+class UpdateCycleTest : public TDatabaseSuite<UpdateCycleTest> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
+    {
+        return std::make_unique<TTestDatabaseFile>(
+            "UpdateCycle.fdb",
+            QStringList{
+                "create table GEN_T (ID integer not null primary key, NAME varchar(20), V double precision, "
+                "C computed by (V * 2), D varchar(10) default 'neu', TS timestamp default 'NOW', "
+                "U varchar(31) default USER)",
+                "create sequence GEN_GEN_T_ID", "create table LOG_T (N integer, TXT varchar(40))",
+                "create trigger GEN_T_BI for GEN_T before insert or update as begin "
+                "if (NEW.NAME starting with 'klein') then NEW.NAME = upper(NEW.NAME); end"});
+    }
+
 protected:
-    static void SetUpTestSuite()
-    {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("UpdateCycle.fdb");
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate("create table GEN_T (ID integer not null primary key, NAME varchar(20), V double precision, "
-                            "C computed by (V * 2), D varchar(10) default 'neu', TS timestamp default 'NOW', "
-                            "U varchar(31) default USER)");
-        tr.ExecSQLImmediate("create sequence GEN_GEN_T_ID");
-        tr.ExecSQLImmediate("create table LOG_T (N integer, TXT varchar(40))");
-        tr.ExecSQLImmediate("create trigger GEN_T_BI for GEN_T before insert or update as begin "
-                            "if (NEW.NAME starting with 'klein') then NEW.NAME = upper(NEW.NAME); end");
-        tr.Commit();
-        db->Close();
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
     void SetUp() override
     {
-        db = OpenTestDatabase(sPath);
-        tr = MakeTestTransaction(*db);
+        Connect();
         tr->StartTransaction();
         tr->ExecSQLImmediate("delete from GEN_T");
         tr->ExecSQLImmediate("delete from LOG_T");
@@ -56,10 +44,7 @@ protected:
     void TearDown() override
     {
         ds.reset();
-        if (tr->Active())
-            tr->Rollback();
-        tr.reset();
-        db->Close();
+        TDatabaseSuite::TearDown();
     }
     std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
     {
@@ -82,7 +67,7 @@ protected:
     {
         TpFIBDatabase other;
         other.SetLibraryName(ClientLibraryName);
-        other.SetDBName(sPath);
+        other.SetDBName(Path());
         SetLoginParams(other);
         other.Open();
         const QVariant v = other.QueryValue(sql);
@@ -90,10 +75,6 @@ protected:
         return v;
     }
 
-    static inline QTemporaryDir* sDir = nullptr;
-    static inline QString sPath;
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
     std::unique_ptr<TpFIBDataSet> ds;
 };
 
@@ -282,7 +263,7 @@ TEST_F(UpdateCycleTest, LockRecordHoldsTheRowAndTellsWhyNot)
     TpFIBDatabase other;
     other.SetName("OTHER");
     other.SetLibraryName(ClientLibraryName);
-    other.SetDBName(sPath);
+    other.SetDBName(Path());
     SetLoginParams(other);
     other.Open();
     TpFIBTransaction otherTr;
@@ -393,7 +374,7 @@ TEST_F(UpdateCycleTest, ARowGoneFromTheServerLeavesTheViewOnRefresh)
     ds->SetRecNo(2);
     TpFIBDatabase other;
     other.SetLibraryName(ClientLibraryName);
-    other.SetDBName(sPath);
+    other.SetDBName(Path());
     SetLoginParams(other);
     other.Open();
     TpFIBTransaction otherTr;
@@ -444,7 +425,7 @@ TEST_F(UpdateCycleTest, TheGeneratorCacheHandsOutReservedBlocks)
     EXPECT_TRUE(QFileInfo::exists(file));
     TpFIBDatabase again;
     again.SetLibraryName(ClientLibraryName);
-    again.SetDBName(sPath);
+    again.SetDBName(Path());
     again.SetSQLDialect(3);
     SetLoginParams(again);
     again.GeneratorsCache.UseGeneratorCache = ugcForAll;

@@ -41,61 +41,35 @@ QByteArray BlobBytes(int id)
 }
 }  // namespace
 
-class ValueRules : public ::testing::Test {
+class ValueRules : public TDatabaseSuite<ValueRules> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
+    {
+        return std::make_unique<TTestDatabaseFile>(
+            "Rules.fdb",
+            QStringList{"create table CODES (ID integer not null primary key, "
+                              "N varchar(300) character set NONE, O varchar(300) character set OCTETS, "
+                              "NC char(10) character set NONE, M blob sub_type text character set NONE)",
+                              "create table DATES (ID integer not null primary key, TS timestamp, DT date, TM time)",
+                              "create table BLOBROWS (ID integer not null primary key, "
+                              "M blob sub_type text, B blob sub_type 0)"},
+            QStringList{"insert into DATES values (1, '1899-12-29 06:00:00', '1800-03-01', '06:00:00')",
+                              "insert into DATES values (2, '1800-03-01 18:30:00', '1899-12-29', '18:30:00')",
+                              "insert into DATES values (3, '2026-01-05 10:15:30.1230', '2026-01-05', '10:15:30')",
+                              "insert into DATES values (4, '1899-12-30 12:00:00', '1899-12-30', '12:00:00')"});
+    }
+
 protected:
-    static void SetUpTestSuite()
-    {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath("Rules.fdb");
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate("create table CODES (ID integer not null primary key, "
-                            "N varchar(300) character set NONE, O varchar(300) character set OCTETS, "
-                            "NC char(10) character set NONE, M blob sub_type text character set NONE)");
-        tr.ExecSQLImmediate("create table DATES (ID integer not null primary key, TS timestamp, DT date, TM time)");
-        tr.ExecSQLImmediate("create table BLOBROWS (ID integer not null primary key, "
-                            "M blob sub_type text, B blob sub_type 0)");
-        tr.Commit();
-        tr.StartTransaction();
-        tr.ExecSQLImmediate("insert into DATES values (1, '1899-12-29 06:00:00', '1800-03-01', '06:00:00')");
-        tr.ExecSQLImmediate("insert into DATES values (2, '1800-03-01 18:30:00', '1899-12-29', '18:30:00')");
-        tr.ExecSQLImmediate("insert into DATES values (3, '2026-01-05 10:15:30.1230', '2026-01-05', '10:15:30')");
-        tr.ExecSQLImmediate("insert into DATES values (4, '1899-12-30 12:00:00', '1899-12-30', '12:00:00')");
-        tr.Commit();
-        db->Close();
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
-    }
+    // Each test connects with the character set it looks at; the transaction runs.
     void Connect(const QString& charset = QStringLiteral("WIN1252"))
     {
-        db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DB");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(sPath);
-        db->SetSQLDialect(3);
-        SetLoginParams(*db, charset);
-        db->Open();
-        tr = std::make_unique<TpFIBTransaction>();
-        tr->SetName("TR");
-        tr->AddDatabase(db.get());
-        db->SetDefaultTransaction(tr.get());
+        TDatabaseSuite::Connect(QStringLiteral("DB"), charset);
         tr->StartTransaction();
     }
     void TearDown() override
     {
         ds.reset();
-        if (tr && tr->Active())
-            tr->Rollback();
-        tr.reset();
-        if (db)
-            db->Close();
+        TDatabaseSuite::TearDown();
     }
     std::unique_ptr<TFIBQuery> Query(const QString& sql)
     {
@@ -122,10 +96,6 @@ protected:
         return d;
     }
 
-    static inline QTemporaryDir* sDir = nullptr;
-    static inline QString sPath;
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
     std::unique_ptr<TpFIBDataSet> ds;
 };
 

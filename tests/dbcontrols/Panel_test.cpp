@@ -9,6 +9,7 @@
 #include "dbcontrols/TdxDBMemo.h"
 #include "dbcontrols/TdxLookupEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
+#include "frame/ZELColor.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

@@ -4,6 +4,7 @@
 #include "dbcontrols/TJvOfficeColorButton.h"
 #include "dbcontrols/TdxCheckEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
+#include "frame/ZELColor.h"
 #include "tests/QtPrinters.h"
 
 #include <gtest/gtest.h>

@@ -12,6 +12,7 @@
 #include "dbcontrols/TdxEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
 #include "frame/MemIniFile.h"
+#include "frame/ZELColor.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "testdata/uDMorvex.h"

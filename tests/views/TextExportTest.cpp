@@ -26,24 +26,10 @@ QByteArray ReadAll(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-class TextExportTest : public ::testing::Test {
-protected:
-    static void SetUpTestSuite()
+class TextExportTest : public TDatabaseSuite<TextExportTest> {
+public:
+    static std::unique_ptr<TTestDatabaseFile> MakeFile()
     {
-        sDir = new QTemporaryDir();
-        ASSERT_TRUE(sDir->isValid());
-        sPath = sDir->filePath(QStringLiteral("Export.fdb"));
-        auto db = CreateTestDatabase(sPath);
-        db->Open();
-        TFIBTransaction tr;
-        tr.AddDatabase(db.get());
-        tr.StartTransaction();
-        tr.ExecSQLImmediate(
-            "create table ZEILEN (ID integer not null, ZP timestamp, TAG date, UHR time, N93 numeric(9,3), "
-            "DP double precision, SI smallint, BI bigint, TXT varchar(60) character set WIN1252, "
-            "CH char(6) character set WIN1252, STAT varchar(4), VERBORGEN varchar(10), MEMO blob sub_type text)");
-        tr.Commit();
-        tr.StartTransaction();
         // Every seventh row has nulls; texts with the separator, quotes, line breaks and
         // letters beyond ASCII come round in turn; numbers of both signs, with and
         // without places; dates before and after the day zero.
@@ -65,16 +51,16 @@ protected:
             "  'x' || :i, 'Notiz'); "
             "i = i + 1; end end")
                                  .arg(Rows);
-        tr.ExecSQLImmediate(rows);
-        tr.Commit();
-        db->Close();
-    }
-    static void TearDownTestSuite()
-    {
-        delete sDir;
-        sDir = nullptr;
+        return std::make_unique<TTestDatabaseFile>(
+            QStringLiteral("Export.fdb"),
+            QStringList{
+                "create table ZEILEN (ID integer not null, ZP timestamp, TAG date, UHR time, N93 numeric(9,3), "
+                "DP double precision, SI smallint, BI bigint, TXT varchar(60) character set WIN1252, "
+                "CH char(6) character set WIN1252, STAT varchar(4), VERBORGEN varchar(10), MEMO blob sub_type text)"},
+            QStringList{rows});
     }
 
+protected:
     void SetUp() override
     {
         fSaved = FormatSettings;
@@ -83,8 +69,7 @@ protected:
         FormatSettings.DateSeparator = u'.';
         FormatSettings.ShortDateFormat = QStringLiteral("dd.MM.yyyy");
         FormatSettings.ShortTimeFormat = QStringLiteral("HH:mm:ss");
-        db = OpenTestDatabase(sPath);
-        tr = MakeTestTransaction(*db);
+        Connect();
         tr->StartTransaction();
         ds = std::make_unique<TpFIBDataSet>();
         ds->SetName(QStringLiteral("Zeilen"));
@@ -100,10 +85,7 @@ protected:
     {
         grid.reset();
         ds.reset();
-        if (tr->Active())
-            tr->Rollback();
-        tr.reset();
-        db->Close();
+        TDatabaseSuite::TearDown();
         FormatSettings = fSaved;
     }
 
@@ -138,11 +120,7 @@ protected:
         return ReadAll(file);
     }
 
-    static inline QTemporaryDir* sDir = nullptr;
-    static inline QString sPath;
     QTemporaryDir dir;
-    std::unique_ptr<TpFIBDatabase> db;
-    std::unique_ptr<TpFIBTransaction> tr;
     std::unique_ptr<TpFIBDataSet> ds;
     TDataSource source;
     std::unique_ptr<TdxDBGrid> grid;
