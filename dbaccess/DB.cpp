@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QLocale>
+#include <QScopeGuard>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -830,6 +831,7 @@ void TDataSet::CalculateFields(TSlot& slot)
         if (OnCalcFields)
             OnCalcFields(this);
     } catch (...) {
+        // Not swallowed: the dataset decides in InternalHandleException, which rethrows here.
         fOverride = savedOverride;
         fState = keep.Saved;
         InternalHandleException();
@@ -898,16 +900,11 @@ bool TDataSet::RecordFilter(TRecordBuffer buffer)
     temp.Data = buffer;
     TSlot* savedOverride = fOverride;
     fOverride = &temp;
+    const auto restoreOverride = qScopeGuard([&] { fOverride = savedOverride; });
     TTempState keep{fState, fState};
     fState = dsFilter;
     bool accept = true;
-    try {
-        OnFilterRecord(this, accept);
-    } catch (...) {
-        fOverride = savedOverride;
-        throw;
-    }
-    fOverride = savedOverride;
+    OnFilterRecord(this, accept);
     return accept;
 }
 
@@ -1018,23 +1015,20 @@ bool TDataSet::FindRecord(const std::vector<TField*>& fields, const QVariantList
     TSlot& s = fSlots[fRead];
     TSlot* savedOverride = fOverride;
     fOverride = &s;
+    // A found row stays in the read slot for the caller to take.
+    auto restoreOverride = qScopeGuard([&] { fOverride = savedOverride; });
     fCursorSync = false;
     bool found = false;
-    try {
-        InternalFirst();
-        while (!found && GetRecord(s.Data, gmNext, true) == grOK) {
-            if (fCalcFieldCount > 0)
-                CalculateFields(s);
-            found = true;
-            for (std::size_t i = 0; i < fields.size() && found; ++i)
-                found = FieldMatches(fields[i], values[static_cast<qsizetype>(i)], options);
-        }
-    } catch (...) {
-        fOverride = savedOverride;
-        throw;
+    InternalFirst();
+    while (!found && GetRecord(s.Data, gmNext, true) == grOK) {
+        if (fCalcFieldCount > 0)
+            CalculateFields(s);
+        found = true;
+        for (std::size_t i = 0; i < fields.size() && found; ++i)
+            found = FieldMatches(fields[i], values[static_cast<qsizetype>(i)], options);
     }
-    if (!found)
-        fOverride = savedOverride;
+    if (found)
+        restoreOverride.dismiss();
     return found;
 }
 

@@ -1,5 +1,6 @@
 #include "dbaccess/FIBDataSet_Internal.h"
 
+#include <QScopeGuard>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -162,26 +163,21 @@ void TFIBCustomDataSet::SetMasterParams()
 void TFIBCustomDataSet::ReopenDetail()
 {
     DisableControls();
-    try {
-        Close();
-        Open();
-    } catch (...) {
-        EnableControls();
-        throw;
-    }
-    EnableControls();
+    const auto enable = qScopeGuard([this] { EnableControls(); });
+    Close();
+    Open();
 }
 
 void TFIBCustomDataSet::CheckDatasetClosed(const QString& verb) const
 {
     if (Active())
-        RaiseClientError(28, {verb, Name()});
+        RaiseClientError(fibceDatasetOpen, {verb, Name()});
 }
 
 void TFIBCustomDataSet::CheckDatasetOpen(const QString& verb) const
 {
     if (!Active())
-        RaiseClientError(29, {verb, Name()});
+        RaiseClientError(fibceDatasetClosed, {verb, Name()});
 }
 
 void TFIBCustomDataSet::SetDatabase(TFIBDatabase* value)
@@ -304,7 +300,7 @@ void TFIBCustomDataSet::Prepare()
     if (!Transaction())
         RaiseClientError(fibceTransactionNotAssigned, {Name()});
     if (fQSelect->SQL().Text().trimmed().isEmpty())
-        RaiseClientError(37, {QStringLiteral("Prepare ") + Name()});
+        RaiseClientError(fibceEmptyQuery, {QStringLiteral("Prepare ") + Name()});
     if ((fOptions & poStartTransaction) && !Transaction()->Active())
         Transaction()->StartTransaction();
     if (!fQSelect->Prepared())
@@ -413,13 +409,13 @@ void TFIBCustomDataSet::BuildDescriptors()
         d.Divisor = d.Scale < 0 ? std::pow(10.0, -d.Scale) : 1.0;
         d.Int64AsDouble = d.SqlType == SQL_INT64 && d.Scale < -4 && !(fPrepareOptions & psSQLINT64ToBCD);
         // Text is read by the same rule as statement values read it.
-        d.Coding = d.IsDBKey ? 0 : ColumnTextCoding(db, d.CharsetId);
+        d.Coding = d.IsDBKey ? TTextCoding::Latin1 : ColumnTextCoding(db, d.CharsetId);
         d.IsMemo = d.SqlType == SQL_BLOB && c.SQLSubtype() == 1;
         if (d.IsMemo)
             d.Coding = BlobTextCoding(db, c.SQLScale());  // a text blob's scale is its character set
         d.IsBlob = d.SqlType == SQL_BLOB && !d.IsMemo;
         if (d.IsBlob)
-            d.Coding = 0;  // bytes as latin-1 text map one to one
+            d.Coding = TTextCoding::Latin1;  // bytes as latin-1 text map one to one
         const TFieldDef& def = FieldDefs()[i];
         d.IsLongString = IsTextType(d.SqlType) && !d.IsDBKey && def.DataType != ftGuid
                          && (d.ServerLength > LongStringLimit || d.CharsetId == 1);
@@ -573,20 +569,15 @@ void TFIBCustomDataSet::CloseOpen(bool fetchAll)
     auto afterScroll = std::move(AfterScroll);
     BeforeScroll = nullptr;
     AfterScroll = nullptr;
-    try {
-        Close();
-        Open();
-        if (fetchAll)
-            FetchAll();
-    } catch (...) {
+    const auto restore = qScopeGuard([&] {
         BeforeScroll = std::move(beforeScroll);
         AfterScroll = std::move(afterScroll);
         EnableControls();
-        throw;
-    }
-    BeforeScroll = std::move(beforeScroll);
-    AfterScroll = std::move(afterScroll);
-    EnableControls();
+    });
+    Close();
+    Open();
+    if (fetchAll)
+        FetchAll();
 }
 
 void TFIBCustomDataSet::FullRefresh()

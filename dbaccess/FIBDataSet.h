@@ -165,7 +165,7 @@ struct TFIBFieldDescr {
     bool IsBlob = false;    // a binary blob
     int BlobIndex = -1;     // of a text or binary blob: its slot among the record's blob slots
     double Divisor = 1;     // 10^-scale for scaled integers
-    std::uint8_t Coding = 2;  // 0 latin-1, 1 UTF-8, 2 windows-1252
+    TTextCoding Coding = TTextCoding::Win1252;
     QString RelationName;
     QString FieldName;
     QString TableAlias;
@@ -608,6 +608,15 @@ private:
     bool RowVisible(int row) const;
     // The record bytes and long strings a field reads now.
     const std::byte* ReadSource(TField* field, int& row, const std::vector<QByteArray>*& longs) const;
+    // The same with the column's layout for a value that is there; Rec is null for
+    // a null value or no record.
+    struct TFieldSource {
+        const std::byte* Rec = nullptr;
+        int Row = -1;
+        const std::vector<QByteArray>* Longs = nullptr;
+        const TFIBFieldDescr* Descr = nullptr;
+    };
+    TFieldSource FieldSource(TField* field) const;
     TBuf* WriteTarget(TField* field) const;
     QString TextOf(const TFIBFieldDescr& d, const std::byte* rec, int row, const std::vector<QByteArray>* longs) const;
     // The bytes of a blob column for what the field reads now; false for null.
@@ -637,6 +646,8 @@ private:
     void SortMap(const QStringList& fields, const std::vector<bool>& ascending);
     int CompareRows(const std::vector<int>& cols, const std::vector<bool>& asc, int a, int b) const;
     bool Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from, int step);
+    // The key fields and one value for each; raises when the counts differ.
+    std::pair<std::vector<TField*>, QVariantList> LocateKeys(const QString& keyFields, const QVariant& keyValues);
     bool MatchAt(int pos, const std::vector<TField*>& fields, const QVariantList& values, TLocateOptions options);
     void MoveToFound(int pos);
     bool StatusVisible(int row) const;

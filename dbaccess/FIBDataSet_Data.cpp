@@ -84,15 +84,25 @@ QByteArray TFIBCustomDataSet::RowBlob(const TFIBFieldDescr& d, const std::byte* 
     return ServerBlob(Load<ISC_QUAD>(rec + d.Offset));
 }
 
-bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
+// Inline: every field read of the walk starts here.
+inline TFIBCustomDataSet::TFieldSource TFIBCustomDataSet::FieldSource(TField* field) const
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
+    TFieldSource source;
+    const std::byte* rec = ReadSource(field, source.Row, source.Longs);
     const int col = field->FieldNo() - 1;
     if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+        return source;
+    source.Rec = rec;
+    source.Descr = &fDescr[static_cast<std::size_t>(col)];
+    return source;
+}
+
+bool TFIBCustomDataSet::BlobFieldData(TField* field, QByteArray& bytes)
+{
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     const ISC_QUAD id = Load<ISC_QUAD>(rec + d.Offset);
     if (State() == dsOldValue && row >= 0 && fCache->OldRecord(row)) {
         // The row before its first edit: the client's value then, or the server's.
@@ -288,13 +298,10 @@ qint64 TFIBCustomDataSet::IntegerOf(const TFIBFieldDescr& d, const std::byte* p)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0) {
         QString text;
         if (value && GetFieldData(field, &text))
@@ -312,13 +319,10 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, double* value)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, qint64* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (!value)
         return true;
     if (d.BlobIndex >= 0) {
@@ -340,29 +344,26 @@ QString TFIBCustomDataSet::TextOf(const TFIBFieldDescr& d, const std::byte* rec,
     if (d.IsLongString) {
         if (longs) {
             const QByteArray& bytes = (*longs)[static_cast<std::size_t>(d.LongStringIndex)];
-            return Decode(bytes.constData(), static_cast<int>(bytes.size()), d.Coding);
+            return DecodeText(bytes.constData(), static_cast<int>(bytes.size()), d.Coding);
         }
         int length = 0;
         const char* p = fCache->Strings(d.LongStringIndex).Data(row, length);
-        return p ? Decode(p, length, d.Coding) : QString();
+        return p ? DecodeText(p, length, d.Coding) : QString();
     }
     const std::byte* p = rec + d.Offset;
     int length = std::min<int>(Load<quint16>(p), d.ServerLength);
     const char* text = reinterpret_cast<const char*>(p + 2);
     if (fOptions & poTrimCharFields)
         length = TrimmedLength(text, length);
-    return Decode(text, length, d.Coding);
+    return DecodeText(text, length, d.Coding);
 }
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0) {
         // A null test asks for no value: the blob is not read for it.
         QByteArray bytes;
@@ -386,13 +387,10 @@ bool TFIBCustomDataSet::GetFieldData(TField* field, QString* value)
 
 bool TFIBCustomDataSet::GetFieldData(TField* field, QByteArray* value)
 {
-    int row;
-    const std::vector<QByteArray>* longs;
-    const std::byte* rec = ReadSource(field, row, longs);
-    const int col = field->FieldNo() - 1;
-    if (!rec || col < 0 || NullBit(rec, fNullOffset, col))
+    const auto [rec, row, longs, descr] = FieldSource(field);
+    if (!rec)
         return false;
-    const TFIBFieldDescr& d = fDescr[static_cast<std::size_t>(col)];
+    const TFIBFieldDescr& d = *descr;
     if (d.BlobIndex >= 0)
         return !value || BlobFieldData(field, *value);
     if (!value)
@@ -506,7 +504,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QString* value)
         SetFieldData(field, &v);
         return;
     }
-    QByteArray bytes = Encode(*value, d.Coding);
+    QByteArray bytes = EncodeText(*value, d.Coding);
     if (d.BlobIndex >= 0) {
         SetBlobData(b, d, col, bytes);
         return;
@@ -542,7 +540,7 @@ void TFIBCustomDataSet::SetFieldData(TField* field, const QByteArray* value)
         SetBlobData(b, d, col, *value);
         return;
     }
-    const QString text = Decode(value->constData(), static_cast<int>(value->size()), d.Coding);
+    const QString text = DecodeText(value->constData(), static_cast<int>(value->size()), d.Coding);
     SetFieldData(field, &text);
 }
 
@@ -580,7 +578,7 @@ void TFIBCustomDataSet::InternalInitRecord(TRecordBuffer buffer)
 void TFIBCustomDataSet::InternalInsert()
 {
     if (!CanInsert())
-        RaiseClientError(44, {Name()});
+        RaiseClientError(fibceCannotInsert, {Name()});
     if (Appending()) {
         while (FetchOne()) {
         }

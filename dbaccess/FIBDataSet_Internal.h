@@ -17,25 +17,6 @@ constexpr double DateDelta = 693594.0;
 constexpr double MsPerDay = 86400000.0;
 constexpr int LongStringLimit = 20;
 
-inline QString Decode(const char* p, int length, std::uint8_t coding)
-{
-    if (coding == 1)
-        return QString::fromUtf8(p, length);
-    if (coding == 0)
-        return QString::fromLatin1(p, length);
-    return DecodeWin1252(p, length);
-}
-
-inline QByteArray Encode(const QString& text, std::uint8_t coding)
-{
-    if (coding == 1)
-        return text.toUtf8();
-    if (coding == 0)
-        return text.toLatin1();
-    QStringEncoder encoder("windows-1252");
-    return encoder.encode(text);
-}
-
 // A stored time stamp (milliseconds since the first day of the calendar) as a
 // date-time, and back: the rule of DateTimeFromDayAndMs, as statement values have it.
 inline double StoredToDateTime(double stored)

@@ -462,22 +462,22 @@ void TFIBCustomDataSet::MoveToFound(int pos)
     DoAfterScroll();
 }
 
-namespace {
-QVariantList KeyValues(const QVariant& keyValues, std::size_t count)
+std::pair<std::vector<TField*>, QVariantList> TFIBCustomDataSet::LocateKeys(const QString& keyFields,
+                                                                            const QVariant& keyValues)
 {
-    return count == 1 ? QVariantList{keyValues} : keyValues.toList();
+    std::vector<TField*> fields = GetFieldList(keyFields);
+    QVariantList values = fields.size() == 1 ? QVariantList{keyValues} : keyValues.toList();
+    if (values.size() != static_cast<qsizetype>(fields.size()))
+        throw EDatabaseError(QStringLiteral("%1: Locate needs one value per key field").arg(Name()));
+    return {std::move(fields), std::move(values)};
 }
-}  // namespace
 
 bool TFIBCustomDataSet::Search(const QString& keyFields, const QVariant& keyValues, TLocateOptions options, int from,
                                int step)
 {
     CheckBrowseMode();
     TScreenCursorScope wait(fSQLScreenCursor);
-    const std::vector<TField*> fields = GetFieldList(keyFields);
-    const QVariantList values = KeyValues(keyValues, fields.size());
-    if (values.size() != static_cast<qsizetype>(fields.size()))
-        throw EDatabaseError(QStringLiteral("%1: Locate needs one value per key field").arg(Name()));
+    const auto [fields, values] = LocateKeys(keyFields, keyValues);
     const int saved = fCurrent;
     for (int pos = from; pos >= 0; pos += step) {
         if (MatchAt(pos, fields, values, options)) {
@@ -496,10 +496,7 @@ bool TFIBCustomDataSet::Locate(const QString& keyFields, const QVariant& keyValu
 {
     CheckBrowseMode();
     TScreenCursorScope wait(fSQLScreenCursor);
-    const std::vector<TField*> fields = GetFieldList(keyFields);
-    const QVariantList values = KeyValues(keyValues, fields.size());
-    if (values.size() != static_cast<qsizetype>(fields.size()))
-        throw EDatabaseError(QStringLiteral("%1: Locate needs one value per key field").arg(Name()));
+    const auto [fields, values] = LocateKeys(keyFields, keyValues);
     if (IsEmpty())
         return false;
     const int saved = fCurrent;

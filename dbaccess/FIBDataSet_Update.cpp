@@ -7,6 +7,7 @@
 #include "dbaccess/pFIBDataSet.h"
 
 #include <QDateTime>
+#include <QScopeGuard>
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -120,7 +121,7 @@ void TFIBCustomDataSet::BindUpdateParams(TFIBQuery& query)
 {
     const TBuf* b = Active() ? Buf(ActiveBuffer()) : nullptr;
     if (!b || !fCache)
-        RaiseClientError(49);
+        RaiseClientError(fibceBufferNotSet);
     TWriteRow w;
     w.Row = b->Row;
     w.Copy = b->HasCopy ? b : nullptr;
@@ -130,7 +131,7 @@ void TFIBCustomDataSet::BindUpdateParams(TFIBQuery& query)
 void TFIBCustomDataSet::BindParams(TFIBQuery& query, const TWriteRow& w)
 {
     if (!fCache || (w.Row < 0 && !w.Copy))
-        RaiseClientError(49);
+        RaiseClientError(fibceBufferNotSet);
     TFIBXSQLDA& params = query.Params();
     for (int i = 0; i < params.Count(); ++i) {
         TFIBXSQLVAR& p = params[i];
@@ -444,9 +445,9 @@ void TFIBCustomDataSet::InternalPost()
         nothingToWrite = !HasText(*fQUpdate);
     }
     if (inserting && !CanInsert())
-        RaiseClientError(45, {Name()});
+        RaiseClientError(fibceCannotPost, {Name()});
     if (!inserting && !nothingToWrite && !CanEdit())
-        RaiseClientError(46, {Name()});
+        RaiseClientError(fibceCannotUpdate, {Name()});
     if (!fCachedUpdates && !nothingToWrite) {
         try {
             ExecRowStatements(inserting ? ukInsert : ukModify, {inserting ? -1 : b->Row, b});
@@ -511,17 +512,12 @@ void TFIBCustomDataSet::RefreshMasterAfterPost()
     if (visibleRecno)
         fibMaster->fOptions &= ~poVisibleRecno;
     fRefreshingMaster = true;
-    try {
-        master->Refresh();
-    } catch (...) {
+    const auto restore = qScopeGuard([&] {
         fRefreshingMaster = false;
         if (visibleRecno)
             fibMaster->fOptions |= poVisibleRecno;
-        throw;
-    }
-    fRefreshingMaster = false;
-    if (visibleRecno)
-        fibMaster->fOptions |= poVisibleRecno;
+    });
+    master->Refresh();
 }
 
 void TFIBCustomDataSet::InternalEdit()
@@ -559,7 +555,7 @@ void TFIBCustomDataSet::InternalCancel()
 void TFIBCustomDataSet::InternalDelete()
 {
     if (!CanDelete())
-        RaiseClientError(47, {Name()});
+        RaiseClientError(fibceCannotDelete, {Name()});
     TBuf* b = Buf(ActiveBuffer());
     const int row = b->Row;
     const auto current = Load<std::uint8_t>(fCache->ReadRecord(row) + FlagsOffset) & 7;
@@ -605,7 +601,7 @@ void TFIBCustomDataSet::InternalRefresh()
     if (!fCache || VisibleCount() == 0 || !b || b->Row < 0)
         return;
     if (!HasText(*fQRefresh) || !Active())
-        RaiseClientError(48, {Name()});
+        RaiseClientError(fibceCannotRefresh, {Name()});
     const int row = b->Row;
     if (RefreshRow(row, fCachedUpdates))
         return;

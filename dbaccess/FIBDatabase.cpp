@@ -2,6 +2,7 @@
 #include "dbaccess/FIBQuery.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <QStringEncoder>
 #include <QtEndian>
 #include <algorithm>
@@ -496,6 +497,7 @@ TFIBDatabase::~TFIBDatabase()
             if (fInternalTransaction->Active())
                 fInternalTransaction->EndTransaction(TACommit, true);
         } catch (...) {
+            // As above: the connection going away cannot report; the server ends the transaction.
         }
         fInternalTransaction.reset();
     }
@@ -667,13 +669,8 @@ void TFIBDatabase::CheckActive(bool tryToConnect)
     const bool oldPrompt = UseLoginPrompt;
     if (!fConnectParams.Password().isEmpty())
         UseLoginPrompt = false;
-    try {
-        InternalOpen(!IsDesigning());
-    } catch (...) {
-        UseLoginPrompt = oldPrompt;
-        throw;
-    }
-    UseLoginPrompt = oldPrompt;
+    const auto restorePrompt = qScopeGuard([&] { UseLoginPrompt = oldPrompt; });
+    InternalOpen(!IsDesigning());
 }
 
 void TFIBDatabase::CheckInactive()
@@ -690,11 +687,10 @@ void TFIBDatabase::CheckDatabaseName()
 
 ISC_STATUS TFIBDatabase::Call(ISC_STATUS errorCode, bool raiseError)
 {
-    RestoreFPUControlWord();
     RestartIdleTimer();
-    if (errorCode > 0 && raiseError)
-        RaiseStatusError(ClientLibrary(), this);
-    return errorCode;
+    if (!raiseError || errorCode <= 0)
+        return SettleClientCall(errorCode);
+    return CheckClientCall(errorCode, ClientLibrary(), this);
 }
 
 void TFIBDatabase::RestartIdleTimer()
@@ -783,17 +779,17 @@ void TFIBDatabase::InternalOpen(bool raiseExcept)
     }
 
     const QByteArray name = EncodeDBName();
-    const ISC_STATUS rc = lib->isc_attach_database(StatusVector(), static_cast<short>(name.size()), name.constData(),
-                                                   &fHandle, static_cast<short>(fDPB.size()), fDPB.constData());
-    RestoreFPUControlWord();
+    const ISC_STATUS rc = SettleClientCall(lib->isc_attach_database(StatusVector(), static_cast<short>(name.size()),
+                                                                    name.constData(), &fHandle,
+                                                                    static_cast<short>(fDPB.size()), fDPB.constData()));
     RestartIdleTimer();
     connectLock.unlock();
 
     if (rc > 0) {
         fHandle = 0;
-        if (!raiseExcept)
-            return;
-        RaiseStatusError(lib, this);
+        if (raiseExcept)
+            CheckClientCall(rc, lib, this);
+        // A lost-connection target may have taken the error over.
         return;
     }
     fConnectionLost = false;
@@ -904,9 +900,10 @@ void TFIBDatabase::InternalClose(bool force, bool doNotLog)
     if (!fHandleIsShared) {
         IIBClientLibrary* lib = ClientLibrary();
         const ISC_STATUS rc = lib->isc_detach_database(StatusVector(), &fHandle);
-        RestoreFPUControlWord();
-        if (rc > 0 && !force)
-            RaiseStatusError(lib, this);
+        if (force)
+            SettleClientCall(rc);
+        else
+            CheckClientCall(rc, lib, this);
     }
     fHandle = 0;
     fHandleIsShared = false;

@@ -317,6 +317,14 @@ private:
 // Statement classes implement it; other linked objects are left alone. Steps that
 // statements report to their transaction: 0 before execute, 1 after execute, 2 at
 // the first fetch, 3 at close.
+// The points of a statement's run the transaction hears of (SQLExecuted).
+enum class TSQLExecutedStep : std::uint8_t {
+    BeforeExecute,
+    AfterExecute,
+    AfterFirstFetch,
+    CursorClose,
+};
+
 class IFIBStatement {
 public:
     virtual ~IFIBStatement() = default;
@@ -380,7 +388,7 @@ public:
     virtual void EndTransaction(TTransactionAction action, bool force);
     // Called by statements around execute and first fetch; watches for changes
     // that are not committed yet when WatchUncommitedUpdates is on.
-    virtual void SQLExecuted(TComponent* query, int step);
+    virtual void SQLExecuted(TComponent* query, TSQLExecutedStep step);
     virtual void StartTransaction();
     virtual void Commit() { EndTransaction(TACommit, false); }
     virtual void CommitRetaining() { EndTransaction(TACommitRetaining, false); }

@@ -194,16 +194,16 @@ void TFIBTransaction::CheckNotInTransaction()
 
 ISC_STATUS TFIBTransaction::Call(ISC_STATUS errorCode, bool raiseError)
 {
-    RestoreFPUControlWord();
     fActivity = false;
     for (TFIBDatabase* db : fDatabases)
         db->RestartIdleTimer();
-    if (errorCode > 0 && raiseError) {
-        if (fDatabases.empty())
-            RaiseClientError(fibceNoDatabasesInTransaction, {Name()}, this);
-        RaiseStatusError(fDatabases.front()->ClientLibrary(), this);
+    if (!raiseError || errorCode <= 0)
+        return SettleClientCall(errorCode);
+    if (fDatabases.empty()) {
+        SettleClientCall(errorCode);
+        RaiseClientError(fibceNoDatabasesInTransaction, {Name()}, this);
     }
-    return errorCode;
+    return CheckClientCall(errorCode, fDatabases.front()->ClientLibrary(), this);
 }
 
 QString TFIBTransaction::LogParams() const
@@ -370,7 +370,7 @@ void TFIBTransaction::EndTransaction(TTransactionAction action, bool force)
     fTransactionID = 0;
 }
 
-void TFIBTransaction::SQLExecuted(TComponent* query, int step)
+void TFIBTransaction::SQLExecuted(TComponent* query, TSQLExecutedStep step)
 {
     if (!WatchUncommitedUpdates || fHasUncommitedUpdates)
         return;
@@ -380,9 +380,9 @@ void TFIBTransaction::SQLExecuted(TComponent* query, int step)
     const bool select = statement->StatementSQLType() == isc_info_sql_stmt_select;
     // A select changes nothing by being executed; at its close it may have, through
     // the procedures it called.
-    if (step == 1 && select)
+    if (step == TSQLExecutedStep::AfterExecute && select)
         return;
-    if (step == 3 && !(select && statement->StatementClosing()))
+    if (step == TSQLExecutedStep::CursorClose && !(select && statement->StatementClosing()))
         return;
     if (statement->StatementChangedRows() >= 1)
         fHasUncommitedUpdates = true;

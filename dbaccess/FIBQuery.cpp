@@ -5,8 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QRandomGenerator>
-#include <QStringDecoder>
-#include <QStringEncoder>
+#include <QScopeGuard>
 #include <cstring>
 
 namespace {
@@ -132,16 +131,16 @@ TParsedSQL ParseSQLParams(const QString& text, QChar macroChar, bool paramCheck,
             const QChar found = at(b), before = at(b - 1);
             if (found == u'=') {
                 if (before == u'!' || before == u'^' || before == u'~') {
-                    p.NullRewrite = 2;
+                    p.NullRewrite = TNullRewrite::IsNotNull;
                     p.OperatorPos = b - 1;
                     p.OperatorLength = 2;
                 } else if (before != u'<' && before != u'>') {
-                    p.NullRewrite = 1;
+                    p.NullRewrite = TNullRewrite::IsNull;
                     p.OperatorPos = b;
                     p.OperatorLength = 1;
                 }
             } else if (found == u'>' && before == u'<') {
-                p.NullRewrite = 2;
+                p.NullRewrite = TNullRewrite::IsNotNull;
                 p.OperatorPos = b - 1;
                 p.OperatorLength = 2;
             }
@@ -203,7 +202,7 @@ TFIBQuery::TFIBQuery(TComponent* owner)
     fSQL.OnChange = [this] { SQLChanged(); };
     fBase.OnTransactionEnding = [this] {
         TFIBTransaction* tr = Transaction();
-        if (tr && (tr->State() == tsDoCommit || tr->State() == tsDoRollback) && fOpen)
+        if (tr && (tr->State() == tsDoCommit || tr->State() == tsDoRollback) && Open())
             Close();
         if (TransactionEnding)
             TransactionEnding(this);
@@ -229,6 +228,7 @@ TFIBQuery::~TFIBQuery()
         if (fHandle && Database() && Database()->Connected())
             FreeHandle();
     } catch (...) {
+        // A destructor cannot report; the server drops the statement with the connection.
     }
 }
 
@@ -236,7 +236,7 @@ void TFIBQuery::SetDatabase(TFIBDatabase* database)
 {
     if (database == Database())
         return;
-    if (fPrepared)
+    if (Prepared())
         FreeHandle();
     fBase.SetDatabase(database);
 }
@@ -245,7 +245,7 @@ void TFIBQuery::SetTransaction(TFIBTransaction* transaction)
 {
     if (transaction == Transaction())
         return;
-    if (fOpen)
+    if (Open())
         Close();
     fBase.SetTransaction(transaction);
 }
@@ -276,6 +276,17 @@ IIBClientLibrary* TFIBQuery::Client()
     return db->ClientLibrary();
 }
 
+std::pair<TFIBDatabase*, TFIBTransaction*> TFIBQuery::Connection()
+{
+    TFIBDatabase* db = Database();
+    if (!db)
+        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
+    TFIBTransaction* tr = Transaction();
+    if (!tr)
+        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    return {db, tr};
+}
+
 int TFIBQuery::Dialect() const { return Database() ? Database()->SQLDialect() : 3; }
 
 void TFIBQuery::Log(const QString& operation, const QString& value, TLogFlag flag)
@@ -285,45 +296,39 @@ void TFIBQuery::Log(const QString& operation, const QString& value, TLogFlag fla
         db->SQLLogger->WriteData(Name(), operation, value, flag);
 }
 
-QByteArray TFIBQuery::Encode(const QString& text) const
+TTextCoding TFIBQuery::StatementCoding() const
 {
     const TFIBDatabase* db = Database();
-    if (db && db->IsUnicodeConnect())
-        return text.toUtf8();
-    QStringEncoder encoder("windows-1252");
-    return encoder.encode(text);
+    return db && db->IsUnicodeConnect() ? TTextCoding::Utf8 : TTextCoding::Win1252;
 }
+
+QByteArray TFIBQuery::Encode(const QString& text) const { return EncodeText(text, StatementCoding()); }
 
 QString TFIBQuery::Decode(const QByteArray& bytes) const
 {
-    const TFIBDatabase* db = Database();
-    if (db && db->IsUnicodeConnect())
-        return QString::fromUtf8(bytes);
-    QStringDecoder decoder("windows-1252");
-    return decoder.decode(bytes);
+    return DecodeText(bytes.constData(), static_cast<int>(bytes.size()), StatementCoding());
 }
 
 void TFIBQuery::CheckClosed(const QString& operation)
 {
-    if (fOpen)
-        RaiseClientError(28, {operation, Name()}, this);
+    if (Open())
+        RaiseClientError(fibceDatasetOpen, {operation, Name()}, this);
 }
 
 void TFIBQuery::CheckOpen(const QString& operation)
 {
-    if (!fOpen)
-        RaiseClientError(29, {operation, Name()}, this);
+    if (!Open())
+        RaiseClientError(fibceDatasetClosed, {operation, Name()}, this);
 }
 
 void TFIBQuery::SQLChanging()
 {
-    if (fOpen)
-        CheckClosed(QStringLiteral("change sql text"));
+    CheckClosed(QStringLiteral("change sql text"));
     if (OnSQLChanging)
         OnSQLChanging(this);
     if (fHandle)
         FreeHandle();
-    fPrepared = false;
+    fLifecycle = TLifecycle::Unprepared;
     fSQLType = SQLUnknown;
     fNullStateChanged = false;
     fMacroChanged = false;
@@ -348,13 +353,11 @@ void TFIBQuery::ParseParams()
     else
         parsed.Processed = text;
     fProcessedSQL = parsed.Processed;
-    fParsed = true;
 
     // Old values by name.
     auto old = std::make_unique<TFIBXSQLDA>(this, true);
     std::swap(old, fParams);
     fParams->SetCount(static_cast<int>(parsed.Params.size()));
-    fHasMacros = false;
     for (int i = 0; i < fParams->Count(); ++i) {
         const TParsedParam& p = parsed.Params[static_cast<std::size_t>(i)];
         TFIBXSQLVAR& v = (*fParams)[i];
@@ -371,7 +374,6 @@ void TFIBQuery::ParseParams()
         v.fOperatorLength = p.OperatorLength;
         XSQLVAR* e = v.fXSQLVAR;
         if (p.IsMacro) {
-            fHasMacros = true;
             v.fStoredValue = p.MacroDefault;
             continue;
         }
@@ -436,9 +438,9 @@ QString TFIBQuery::SubstitutedText(bool forServer)
         }
         if (forServer)
             v.fNullAtPrepare = v.IsNull();
-        if (forceIsNull && v.fNullRewrite && v.IsNull() && v.fOperatorPos >= cursor) {
+        if (forceIsNull && v.NullStateMatters() && v.IsNull() && v.fOperatorPos >= cursor) {
             out += QStringView(text).mid(cursor, v.fOperatorPos - cursor);
-            out += v.fNullRewrite == 1 ? QStringLiteral(" IS NULL ") : QStringLiteral(" IS NOT NULL ");
+            out += v.fNullRewrite == TNullRewrite::IsNull ? QStringLiteral(" IS NULL ") : QStringLiteral(" IS NOT NULL ");
             out += QStringView(text).mid(v.fOperatorPos + v.fOperatorLength,
                                          v.fStartPos - v.fOperatorPos - v.fOperatorLength);
             cursor = v.fEndPos;
@@ -451,7 +453,7 @@ QString TFIBQuery::SubstitutedText(bool forServer)
 
 bool TFIBQuery::MustRebuild() const
 {
-    if (!fPrepared || fMacroChanged || fNullStateChanged)
+    if (!Prepared() || fMacroChanged || fNullStateChanged)
         return true;
     const bool forceIsNull = !HasOption(qoNoForceIsNull);
     for (int i = 0; i < fParams->Count(); ++i) {
@@ -459,7 +461,7 @@ bool TFIBQuery::MustRebuild() const
         if (v.fIsMacro) {
             if (v.fStoredValue.toString() != v.fMacroAtPrepare)
                 return true;
-        } else if (forceIsNull && v.fNullRewrite && v.IsNull() != v.fNullAtPrepare) {
+        } else if (forceIsNull && v.NullStateMatters() && v.IsNull() != v.fNullAtPrepare) {
             return true;
         }
     }
@@ -488,7 +490,6 @@ void TFIBQuery::BuildServerText()
         if (!(*fParams)[i].fIsMacro && (*fParams)[i].fName.isEmpty())
             unnamed.push_back(i);
     std::size_t nextUnnamed = 0;
-    fDifferentParams = count != fParams->Count();
     for (int k = 0; k < count; ++k) {
         const TParsedParam& p = parsed.Params[static_cast<std::size_t>(k)];
         if (p.IsMacro)
@@ -518,10 +519,7 @@ void TFIBQuery::BuildServerText()
             v.fXSQLVAR->sqlind = &fParams->fBuffers[static_cast<std::size_t>(target)]->indicator;
             *v.fXSQLVAR->sqlind = -1;
             fParams->RebuildNameIndex();
-            fDifferentParams = true;
         }
-        if (target != k)
-            fDifferentParams = true;
         if ((*fParams)[target].fServerIndex < 0)
             (*fParams)[target].fServerIndex = k;
         fServerParams->fVars[static_cast<std::size_t>(k)]->fName = p.Name;
@@ -535,12 +533,7 @@ void TFIBQuery::BuildServerText()
 
 void TFIBQuery::Prepare()
 {
-    struct Guard {
-        bool& flag;
-        ~Guard() { flag = false; }
-    } guard{fInPrepare};
-    fInPrepare = true;
-    if (fOpen)
+    if (Open())
         Close();
     TFIBTransaction* tr = Transaction();
     if (HasOption(qoStartTransaction) && tr && !tr->Active())
@@ -550,23 +543,18 @@ void TFIBQuery::Prepare()
         if (fHandle)
             FreeHandle();
     }
-    if (!fPrepared)
+    if (!Prepared())
         DoPrepare();
 }
 
 void TFIBQuery::DoPrepare()
 {
-    TFIBDatabase* db = Database();
-    if (!db)
-        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
-    TFIBTransaction* tr = Transaction();
-    if (!tr)
-        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    const auto [db, tr] = Connection();
     IIBClientLibrary* lib = Client();
     fOrigins.clear();
     fOriginsFilled = false;
     if (fProcessedSQL.trimmed().isEmpty())
-        RaiseClientError(37, {QStringLiteral("Prepare")}, this);
+        RaiseClientError(fibceEmptyQuery, {QStringLiteral("Prepare")}, this);
     if (!tr->Active())
         tr->StartTransaction();
     try {
@@ -607,20 +595,15 @@ void TFIBQuery::DoPrepare()
             break;
         }
     } catch (const Exception& e) {
-        if (fHandle) {
-            ISC_STATUS saved[StatusVectorLength];
-            std::memcpy(saved, StatusVector(), sizeof saved);
-            lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop);
-            RestoreFPUControlWord();
-            std::memcpy(StatusVector(), saved, sizeof saved);
-        }
+        if (fHandle)
+            CallKeepingStatus([&] { lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop); });
         fHandle = 0;
-        fPrepared = false;
+        fLifecycle = TLifecycle::Unprepared;
         fSQLType = SQLUnknown;
         Log(QStringLiteral("Error on Prepare:"), e.Message(), lfQPrepare);
         throw;
     }
-    fPrepared = true;
+    fLifecycle = TLifecycle::Prepared;
     Log(QStringLiteral("Prepare:"), fSQL.Text(), lfQPrepare);
 }
 
@@ -725,14 +708,13 @@ void TFIBQuery::DescribeColumns()
 void TFIBQuery::ResetOutput()
 {
     fCurrent->NoRow = true;
-    fProcExecuted = false;
 }
 
 bool TFIBQuery::ServerInput(XSQLDA*& in)
 {
     in = nullptr;
     // As an execute does: the text may change with the parameters' nulls.
-    if ((fParamCheck && fParams->Count() > 0) || !fPrepared)
+    if ((fParamCheck && fParams->Count() > 0) || !Prepared())
         Prepare();
     if (fBlobsToWrite || !fHandle)
         return false;
@@ -790,10 +772,7 @@ void TFIBQuery::WriteBlobParams()
             const auto length = static_cast<unsigned short>(std::min(Segment, data.size() - at));
             const ISC_STATUS rc = lib->isc_put_segment(StatusVector(), &blob, length, data.constData() + at);
             if (rc) {
-                ISC_STATUS saved[StatusVectorLength];
-                std::memcpy(saved, StatusVector(), sizeof saved);
-                lib->isc_close_blob(StatusVector(), &blob);
-                std::memcpy(StatusVector(), saved, sizeof saved);
+                CallKeepingStatus([&] { lib->isc_close_blob(StatusVector(), &blob); });
                 tr->Call(rc, true);
             }
         }
@@ -821,7 +800,7 @@ QString TFIBQuery::ParamsLogText() const
     return text;
 }
 
-void TFIBQuery::CallSQLExecuted(int step)
+void TFIBQuery::CallSQLExecuted(TSQLExecutedStep step)
 {
     if (TFIBTransaction* tr = Transaction())
         tr->SQLExecuted(this, step);
@@ -829,19 +808,14 @@ void TFIBQuery::CallSQLExecuted(int step)
 
 void TFIBQuery::ExecuteImmediate()
 {
-    TFIBDatabase* db = Database();
-    if (!db)
-        RaiseClientError(fibceDatabaseNotAssigned, {Name()}, this);
-    TFIBTransaction* tr = Transaction();
-    if (!tr)
-        RaiseClientError(fibceTransactionNotAssigned, {Name()}, this);
+    const auto [db, tr] = Connection();
     if (HasOption(qoStartTransaction) && !tr->Active())
         tr->StartTransaction();
     if (!tr->Active())
         RaiseClientError(fibceNotInTransaction, {tr->Name()}, this);
     BuildServerText();
     if (fProcessedSQL.trimmed().isEmpty())
-        RaiseClientError(37, {QStringLiteral("execute")}, this);
+        RaiseClientError(fibceEmptyQuery, {QStringLiteral("execute")}, this);
     IIBClientLibrary* lib = Client();
     tr->Call(lib->isc_dsql_execute_immediate(StatusVector(), db->HandlePtr(), tr->HandlePtr(), 0,
                                              fServerSQL.constData(), static_cast<unsigned short>(Dialect()), nullptr),
@@ -851,14 +825,11 @@ void TFIBQuery::ExecuteImmediate()
 
 void TFIBQuery::ExecQuery()
 {
-    struct Guard {
-        bool& flag;
-        ~Guard() { flag = false; }
-    } guard{fInExecute};
     fInExecute = true;
+    const auto executeEnded = qScopeGuard([this] { fInExecute = false; });
     fFirstFetchDone = false;
 
-    if (fSQLType == SQLUnknown && !fPrepared && fParser.Kind == skDDL) {
+    if (fSQLType == SQLUnknown && !Prepared() && fParser.Kind == skDDL) {
         ExecuteImmediate();
         return;
     }
@@ -873,8 +844,8 @@ void TFIBQuery::ExecQuery()
         tr->StartTransaction();
         startedHere = true;
     }
-    CallSQLExecuted(0);
-    if ((fParamCheck && fParams->Count() > 0) || !fPrepared)
+    CallSQLExecuted(TSQLExecutedStep::BeforeExecute);
+    if ((fParamCheck && fParams->Count() > 0) || !Prepared())
         Prepare();
     if (!tr->Active())
         RaiseClientError(fibceNotInTransaction, {tr->Name()}, this);
@@ -893,12 +864,10 @@ void TFIBQuery::ExecQuery()
         switch (fSQLType) {
         case SQLSelect:
         case SQLSelectForUpdate:
-            if (fOpen)
+            if (Open())
                 Close();
             tr->Call(lib->isc_dsql_execute(StatusVector(), tr->HandlePtr(), &fHandle, dialect, in), true);
-            fOpen = true;
-            fBOF = true;
-            fEOF = false;
+            fLifecycle = TLifecycle::Open;
             fFetchFailure = nullptr;
             fRecordCount = 0;
             ResetOutput();
@@ -907,7 +876,6 @@ void TFIBQuery::ExecQuery()
             tr->Call(lib->isc_dsql_execute2(StatusVector(), tr->HandlePtr(), &fHandle, dialect, in,
                                             fCurrent->Count() > 0 ? fCurrent->AsXSQLDA() : nullptr),
                      true);
-            fProcExecuted = true;
             fCurrent->NoRow = false;
             break;
         case SQLCommit:
@@ -935,10 +903,10 @@ void TFIBQuery::ExecQuery()
     for (int i = 0; i < fParams->Count(); ++i)
         (*fParams)[i].fHasStream = false;
 
-    CallSQLExecuted(1);
+    CallSQLExecuted(TSQLExecutedStep::AfterExecute);
     if (AfterExecute)
         AfterExecute(this);
-    if (GoToFirstRecordOnExecute && fOpen)
+    if (GoToFirstRecordOnExecute && Open())
         Next();
     if (HasOption(qoAutoCommit) && fSQLType != SQLSelect && fSQLType != SQLSelectForUpdate && tr->Active()) {
         // A transaction this query started for itself is ended; one that was
@@ -948,7 +916,7 @@ void TFIBQuery::ExecQuery()
         else
             tr->CommitRetaining();
     }
-    if (!fOpen && HasOption(qoFreeHandleAfterExecute))
+    if (!Open() && HasOption(qoFreeHandleAfterExecute))
         FreeHandle();
 }
 
@@ -956,8 +924,9 @@ TFIBXSQLDA* TFIBQuery::Next()
 {
     if (fFetchFailure)
         std::rethrow_exception(fFetchFailure);
-    if (fEOF)
+    if (fLifecycle == TLifecycle::AtEnd)
         return nullptr;
+    // Fetching needs an open cursor, also after the handle was freed.
     CheckOpen(QStringLiteral("fetch next record"));
     if (OnSQLFetch) {
         bool stop = false;
@@ -980,13 +949,10 @@ TFIBXSQLDA* TFIBQuery::Next()
     TFIBXSQLDA* answer = nullptr;
     if (rc == 0) {
         ++fRecordCount;
-        fBOF = false;
         fCurrent->NoRow = false;
         answer = fCurrent.get();
-    } else if (rc == 100) {
-        fEOF = true;
-    } else if (CheckStatusVector({isc_dsql_cursor_err})) {
-        fEOF = true;
+    } else if (rc == 100 || CheckStatusVector({isc_dsql_cursor_err})) {
+        fLifecycle = TLifecycle::AtEnd;
     } else {
         try {
             tr->Call(rc, true);
@@ -1002,13 +968,13 @@ TFIBXSQLDA* TFIBQuery::Next()
                 const TFIBXSQLVAR& v = (*fCurrent)[i];
                 lines << v.Name() + QStringLiteral(" = ") + (v.IsNull() ? QStringLiteral("NULL") : v.AsString());
             }
-        if (fEOF)
+        if (Eof())
             lines << QStringLiteral("  End of file reached");
         Log(QStringLiteral("Fetch:"), lines.join(CRLF), lfQFetch);
     }
     if (!fFirstFetchDone) {
         fFirstFetchDone = true;
-        CallSQLExecuted(2);
+        CallSQLExecuted(TSQLExecutedStep::AfterFirstFetch);
         if (AfterFirstFetch)
             AfterFirstFetch(this);
     }
@@ -1017,27 +983,21 @@ TFIBXSQLDA* TFIBQuery::Next()
 
 void TFIBQuery::Close()
 {
-    struct Guard {
-        bool& flag;
-        ~Guard() { flag = false; }
-    } guard{fInClose};
     fInClose = true;
-    if (fHandle && fOpen && (fSQLType == SQLSelect || fSQLType == SQLSelectForUpdate)) {
-        CallSQLExecuted(3);
+    const auto closeEnded = qScopeGuard([this] { fInClose = false; });
+    if (fHandle && Open() && (fSQLType == SQLSelect || fSQLType == SQLSelectForUpdate)) {
+        CallSQLExecuted(TSQLExecutedStep::CursorClose);
         TFIBDatabase* db = Database();
         if (db && db->Connected()) {
             IIBClientLibrary* lib = db->ClientLibrary();
-            const ISC_STATUS rc = lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_close);
-            RestoreFPUControlWord();
-            if (StatusVector()[0] == 1 && rc >= 1 &&
-                !CheckStatusVector({isc_bad_stmt_handle, isc_dsql_cursor_close_err}))
-                RaiseStatusError(lib, this);
+            CheckClientCall(lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_close), lib, this,
+                            {isc_bad_stmt_handle, isc_dsql_cursor_close_err});
         }
     }
-    fEOF = false;
     fFetchFailure = nullptr;
-    fBOF = false;
-    fOpen = false;
+    // A handle freed meanwhile leaves the statement unprepared.
+    if (Open())
+        fLifecycle = TLifecycle::Prepared;
     fFirstFetchDone = false;
     ResetOutput();
     if (HasOption(qoFreeHandleAfterExecute) && !fInExecute)
@@ -1046,42 +1006,32 @@ void TFIBQuery::Close()
 
 void TFIBQuery::FreeHandle()
 {
-    if (fOpen && !fInClose) {
-        fOpen = false;
-    }
+    fLifecycle = TLifecycle::Unprepared;
     fCurrent->SetCount(0);
     if (fHandle) {
         TFIBDatabase* db = Database();
         if (db && db->Connected()) {
             IIBClientLibrary* lib = db->ClientLibrary();
             const ISC_STATUS rc = lib->isc_dsql_free_statement(StatusVector(), &fHandle, DSQL_drop);
-            RestoreFPUControlWord();
-            if (rc && StatusVector()[0] == 1 && !CheckStatusVector({isc_bad_stmt_handle})) {
-                fHandle = 0;
-                fPrepared = false;
-                RaiseStatusError(lib, this);
-            }
+            // Freed or not, the handle is not used again.
+            fHandle = 0;
+            CheckClientCall(rc, lib, this, {isc_bad_stmt_handle});
         }
-        fEOF = true;
     }
-    fPrepared = false;
     fHandle = 0;
 }
 
 void TFIBQuery::ForgetStatementHandle()
 {
     fHandle = 0;
-    fPrepared = false;
-    fOpen = false;
-    fEOF = false;
+    fLifecycle = TLifecycle::Unprepared;
     fFetchFailure = nullptr;
-    fBOF = false;
 }
 
 TFIBXSQLVAR& TFIBQuery::Fields(int index)
 {
     if (index < 0 || index >= fCurrent->Count())
-        RaiseClientError(41, {QStringLiteral("Field No: ") + QString::number(index)}, this);
+        RaiseClientError(fibceFieldNotFound, {QStringLiteral("Field No: ") + QString::number(index)}, this);
     return (*fCurrent)[index];
 }
 
@@ -1165,7 +1115,7 @@ int TFIBQuery::StatementChangedRows()
 
 QString TFIBQuery::Plan()
 {
-    if (!fPrepared || !fHandle)
+    if (!Prepared() || !fHandle)
         return {};
     switch (fSQLType) {
     case SQLSelect:
@@ -1204,7 +1154,7 @@ void TFIBQuery::FillOrigins()
     fOriginsFilled = true;
     const int count = fCurrent->Count();
     fOrigins.assign(static_cast<std::size_t>(count), QString());
-    if (!fPrepared || !fHandle || count == 0)
+    if (!Prepared() || !fHandle || count == 0)
         return;
     std::vector<QString> aliases(static_cast<std::size_t>(count));
     TFIBDatabase* db = Database();

@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 class TFIBQuery;
@@ -58,13 +59,35 @@ using TpFIBQueryOptions = std::uint8_t;
 QString DecodeWin1252(const char* bytes, int length);
 
 // How the bytes of a text column and of a text blob are coded on a connection:
-// 0 Latin-1 (binary content, one character per byte), 1 UTF-8, 2 Windows-1252.
-// Statement values and the record cache follow the same rule.
-std::uint8_t ColumnTextCoding(const TFIBDatabase* db, int charsetId);
-std::uint8_t BlobTextCoding(const TFIBDatabase* db, int charsetId);
-QString DecodeBlobText(const QByteArray& bytes, std::uint8_t coding);
+// Latin-1 is binary content (one character per byte). Statement values and the
+// record cache follow the same rule.
+enum class TTextCoding : std::uint8_t { Latin1, Utf8, Win1252 };
+TTextCoding ColumnTextCoding(const TFIBDatabase* db, int charsetId);
+TTextCoding BlobTextCoding(const TFIBDatabase* db, int charsetId);
+QByteArray EncodeText(const QString& text, TTextCoding coding);
+QString DecodeBlobText(const QByteArray& bytes, TTextCoding coding);
+// Inline: the record cache decodes every text cell through it.
+inline QString DecodeText(const char* bytes, int length, TTextCoding coding)
+{
+    switch (coding) {
+    case TTextCoding::Utf8:
+        return QString::fromUtf8(bytes, length);
+    case TTextCoding::Latin1:
+        return QString::fromLatin1(bytes, length);
+    case TTextCoding::Win1252:
+        break;
+    }
+    return DecodeWin1252(bytes, length);
+}
 // The whole content of a blob, read by its id in a running transaction.
 QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& id);
+
+// What becomes of the comparison in front of a parameter when the parameter is null.
+enum class TNullRewrite : std::uint8_t {
+    None,
+    IsNull,     // "=" turns into IS NULL
+    IsNotNull,  // "<>", "!=", "^=", "~=" turn into IS NOT NULL
+};
 
 class TFIBXSQLVAR {
 public:
@@ -105,7 +128,7 @@ public:
     int StartPos() const { return fStartPos; }
     int EndPos() const { return fEndPos; }
     // The comparison in front of the parameter turns into IS [NOT] NULL when null.
-    bool NullStateMatters() const { return fNullRewrite != 0; }
+    bool NullStateMatters() const { return fNullRewrite != TNullRewrite::None; }
 
     // ---- reads ----
     bool IsNull() const;
@@ -196,8 +219,7 @@ private:
     bool fDescribed = false;
     int fStartPos = 0;
     int fEndPos = 0;
-    // 0 none, 1 "=" turns into IS NULL, 2 "<>"/"!=" turns into IS NOT NULL.
-    int fNullRewrite = 0;
+    TNullRewrite fNullRewrite = TNullRewrite::None;
     int fOperatorPos = -1;
     int fOperatorLength = 0;
     bool fNullAtPrepare = false;
@@ -209,7 +231,7 @@ private:
     // Index in the list the server gets, -1 when this variable is not sent.
     int fServerIndex = -1;
     // How text bytes are coded (ColumnTextCoding).
-    std::uint8_t fTextCoding = 2;
+    TTextCoding fTextCoding = TTextCoding::Win1252;
 };
 
 // ---------------------------------------------------------------- TFIBXSQLDA
@@ -284,7 +306,7 @@ struct TParsedParam {
     bool InExpression = false;
     bool InBlockHead = false;
     bool NameQuoted = false;
-    int NullRewrite = 0;       // 1 "=", 2 not-equal
+    TNullRewrite NullRewrite = TNullRewrite::None;
     int OperatorPos = -1;
     int OperatorLength = 0;
 };
@@ -323,11 +345,16 @@ public:
     TFIBTransaction* Transaction() const { return fBase.Transaction(); }
     void SetTransaction(TFIBTransaction* transaction);
 
-    bool Bof() const { return fBOF; }
-    bool Eof() const { return fEOF; }
+    // Where the statement stands: unprepared -> prepared -> open (a cursor) -> at
+    // its end; a close goes back to prepared, a freed handle to unprepared.
+    enum class TLifecycle : std::uint8_t { Unprepared, Prepared, Open, AtEnd };
+    TLifecycle Lifecycle() const { return fLifecycle; }
+    // Open with no row fetched yet.
+    bool Bof() const { return Open() && fRecordCount == 0; }
+    bool Eof() const { return fLifecycle == TLifecycle::AtEnd; }
     bool GoToFirstRecordOnExecute = true;
-    bool Open() const { return fOpen; }
-    bool Prepared() const { return fPrepared; }
+    bool Open() const { return fLifecycle == TLifecycle::Open || fLifecycle == TLifecycle::AtEnd; }
+    bool Prepared() const { return fLifecycle != TLifecycle::Unprepared; }
     int RecordCount() const { return fRecordCount; }
     isc_stmt_handle Handle() const { return fHandle; }
     TFIBStringList& SQL() { return fSQL; }
@@ -402,6 +429,8 @@ protected:
     TFIBBase fBase;
     void Log(const QString& operation, const QString& value, TLogFlag flag);
     IIBClientLibrary* Client();
+    // The database and transaction a server call needs; raises for a missing one.
+    std::pair<TFIBDatabase*, TFIBTransaction*> Connection();
     int Dialect() const;
     bool ParamCheckActive() const { return fParamCheck; }
 
@@ -421,21 +450,20 @@ private:
     void WriteBlobParams();
     QString ParamsLogText() const;
     void ResetOutput();
+    // Statement texts, plans and aliases travel in the connection's character set.
+    TTextCoding StatementCoding() const;
     QByteArray Encode(const QString& text) const;
     QString Decode(const QByteArray& bytes) const;
-    void CallSQLExecuted(int step);
+    void CallSQLExecuted(TSQLExecutedStep step);
     void ExecuteImmediate();
     void FillOrigins();
 
     TSQLParser fParser;
-    bool fBOF = false;
-    bool fEOF = false;
+    TLifecycle fLifecycle = TLifecycle::Unprepared;
     // The failure of a fetch on the open cursor. The client answers later fetches
     // of a broken cursor with "no more rows"; they raise this again instead, so a
     // broken-off result never passes for a complete one.
     std::exception_ptr fFetchFailure;
-    bool fOpen = false;
-    bool fPrepared = false;
     int fRecordCount = 0;
     isc_stmt_handle fHandle = 0;
     TFIBStringList fSQL;
@@ -447,18 +475,17 @@ private:
     TFIBSQLTypes fSQLType = SQLUnknown;
     std::unique_ptr<TFIBXSQLDA> fParams;
     QChar fMacroChar = u'@';
-    bool fParsed = false;
-    bool fDifferentParams = false;
     std::int64_t fExecutionTime = 0;
-    bool fHasMacros = false;
+    // The text for the server must be built anew before the next prepare.
     bool fNullStateChanged = false;
     bool fMacroChanged = false;
     bool fBlobsToWrite = false;
+    // Re-entry marks: a close from within ExecQuery keeps the handle; the
+    // transaction asks whether the close is the statement's own.
     bool fInClose = false;
     bool fInExecute = false;
-    bool fInPrepare = false;
+    // The transaction hears of the first fetch after each execute once.
     bool fFirstFetchDone = false;
-    bool fProcExecuted = false;
     bool fOriginsFilled = false;
     std::vector<QString> fOrigins;
     QString fCursorName;

@@ -55,33 +55,23 @@ bool IsNumericType(short t)
 }
 bool IsDateType(short t) { return t == SQL_TIMESTAMP || t == SQL_TYPE_DATE || t == SQL_TYPE_TIME; }
 
-// How the bytes of a text are coded (the values of TextCoding).
-enum TTextCoding { tcLatin1, tcUtf8, tc1252 };
-
-TTextCoding ColumnCoding(const TFIBDatabase* db, int charsetId)
-{
-    return static_cast<TTextCoding>(ColumnTextCoding(db, charsetId));
-}
-
-TTextCoding BlobCoding(const TFIBDatabase* db, int charsetId)
-{
-    return static_cast<TTextCoding>(BlobTextCoding(db, charsetId));
-}
+}  // namespace
 
 QByteArray EncodeText(const QString& text, TTextCoding coding)
 {
     switch (coding) {
-    case tcUtf8:
+    case TTextCoding::Utf8:
         return text.toUtf8();
-    case tcLatin1:
+    case TTextCoding::Latin1:
         return text.toLatin1();
-    case tc1252:
+    case TTextCoding::Win1252:
         break;
     }
     QStringEncoder encoder("windows-1252");
     return encoder.encode(text);
 }
 
+namespace {
 // The code page's 256 characters, taken once from Qt's own decoder, so that a
 // column read costs one pass over its bytes and the one string it returns.
 const std::array<char16_t, 256>& Table1252()
@@ -193,23 +183,23 @@ QString DecodeWin1252(const char* bytes, int length)
     return Decode1252(bytes, length);
 }
 
-std::uint8_t ColumnTextCoding(const TFIBDatabase* db, int charsetId)
+TTextCoding ColumnTextCoding(const TFIBDatabase* db, int charsetId)
 {
     if (db && db->NeedUnicodeHandling() && db->IsUnicodeCharset(charsetId))
-        return tcUtf8;
+        return TTextCoding::Utf8;
     // NONE and OCTETS carry whatever the writer put there; here that is 8-bit
     // text in the one code page of the program, like every other column.
-    return tc1252;
+    return TTextCoding::Win1252;
 }
 
-std::uint8_t BlobTextCoding(const TFIBDatabase* db, int charsetId)
+TTextCoding BlobTextCoding(const TFIBDatabase* db, int charsetId)
 {
     // Text blobs come and go in the connection's character set.
     if (db && db->IsUnicodeConnect())
-        return tcUtf8;
+        return TTextCoding::Utf8;
     if (db && db->IsNoneCharsetConnect())
         return ColumnTextCoding(db, charsetId);
-    return tc1252;
+    return TTextCoding::Win1252;
 }
 
 QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& id)
@@ -232,24 +222,21 @@ QByteArray ReadBlobBytes(TFIBDatabase* db, TFIBTransaction* tr, const ISC_QUAD& 
         }
         if (rc == isc_segstr_eof)
             break;
-        ISC_STATUS saved[StatusVectorLength];
-        std::memcpy(saved, StatusVector(), sizeof saved);
-        lib->isc_close_blob(StatusVector(), &blob);
-        std::memcpy(StatusVector(), saved, sizeof saved);
+        CallKeepingStatus([&] { lib->isc_close_blob(StatusVector(), &blob); });
         tr->Call(rc, true);
     }
     tr->Call(lib->isc_close_blob(StatusVector(), &blob), true);
     return bytes;
 }
 
-QString DecodeBlobText(const QByteArray& bytes, std::uint8_t coding)
+QString DecodeBlobText(const QByteArray& bytes, TTextCoding coding)
 {
-    switch (static_cast<TTextCoding>(coding)) {
-    case tcUtf8:
+    switch (coding) {
+    case TTextCoding::Utf8:
         return QString::fromUtf8(bytes);
-    case tcLatin1:
+    case TTextCoding::Latin1:
         return QString::fromLatin1(bytes);
-    case tc1252:
+    case TTextCoding::Win1252:
         break;
     }
     return Decode1252(bytes.constData(), static_cast<int>(bytes.size()));
@@ -283,7 +270,7 @@ bool TFIBXSQLVAR::IsNull() const
     return type < 2;
 }
 
-void TFIBXSQLVAR::ConversionError() const { RaiseClientError(33); }
+void TFIBXSQLVAR::ConversionError() const { RaiseClientError(fibceInvalidDataConversion); }
 
 bool TFIBXSQLVAR::IsDBKey() const
 {
@@ -299,14 +286,14 @@ QString TFIBXSQLVAR::ReadText() const
         p += 2;
     }
     QString text;
-    switch (static_cast<TTextCoding>(fTextCoding)) {
-    case tcUtf8:
+    switch (fTextCoding) {
+    case TTextCoding::Utf8:
         text = QString::fromUtf8(p, length);
         break;
-    case tcLatin1:
+    case TTextCoding::Latin1:
         text = QString::fromLatin1(p, length);
         break;
-    case tc1252:
+    case TTextCoding::Win1252:
         text = Decode1252(p, length);
         break;
     }
@@ -703,11 +690,11 @@ void TFIBXSQLVAR::Retype(short type, short length, short scale)
 void TFIBXSQLVAR::SetNullState(bool isNull)
 {
     TFIBQuery* q = Query();
-    if (fNullRewrite && q && !q->HasOption(qoNoForceIsNull) && fParent->IsInput() && isNull != IsNull())
+    if (fNullRewrite != TNullRewrite::None && q && !q->HasOption(qoNoForceIsNull) && fParent->IsInput() && isNull != IsNull())
         q->MarkNullStateChanged();
     if (isNull) {
         if (!fParent->IsInput() && !IsNullable())
-            RaiseClientError(34, {fName});
+            RaiseClientError(fibceColumnIsNotNullable, {fName});
         if (SQLType() < 2) {
             fXSQLVAR->sqltype = static_cast<short>(SQL_TEXT | (fXSQLVAR->sqltype & 1));
             fXSQLVAR->sqllen = 0;
@@ -935,7 +922,7 @@ void TFIBXSQLVAR::WriteString(const QString& value)
     const short target = fServerSQLType;
     TFIBDatabase* db = q ? q->Database() : nullptr;
     const TTextCoding coding =
-        target == SQL_BLOB ? BlobCoding(db, fServerSQLScale) : ColumnCoding(db, fServerSQLSubtype & 0xFF);
+        target == SQL_BLOB ? BlobTextCoding(db, fServerSQLScale) : ColumnTextCoding(db, fServerSQLSubtype & 0xFF);
 
     if (value.isEmpty() && (IsNumericType(target) || IsDateType(target))) {
         SetNullState(true);
@@ -980,7 +967,7 @@ void TFIBXSQLVAR::WriteString(const QString& value)
     Retype(SQL_TEXT, static_cast<short>(bytes.size()));
     if (!bytes.isEmpty())
         std::memcpy(fXSQLVAR->sqldata, bytes.constData(), static_cast<std::size_t>(bytes.size()));
-    if (coding == tcUtf8)
+    if (coding == TTextCoding::Utf8)
         fXSQLVAR->sqlsubtype = 3;
     else if (target == SQL_TEXT || target == SQL_VARYING)
         fXSQLVAR->sqlsubtype = fServerSQLSubtype;
@@ -1094,7 +1081,7 @@ void TFIBXSQLDA::SetCount(int count)
 TFIBXSQLVAR& TFIBXSQLDA::Vars(int index) const
 {
     if (index < 0 || index >= Count())
-        RaiseClientError(23);
+        RaiseClientError(fibceXSQLDAIndexOutOfRange);
     return *fVars[static_cast<std::size_t>(index)];
 }
 
@@ -1108,7 +1095,7 @@ TFIBXSQLVAR& TFIBXSQLDA::VarByName(const QString& name) const
 {
     TFIBXSQLVAR* v = ByName(name);
     if (!v)
-        RaiseClientError(24, {name});
+        RaiseClientError(fibceXSQLDANameDoesNotExist, {name});
     return *v;
 }
 
@@ -1205,7 +1192,7 @@ void TFIBXSQLDA::Initialize()
         var.fHasStream = false;
         var.fHasWideValue = false;
         const short type = var.fServerSQLType;
-        var.fTextCoding = static_cast<std::uint8_t>(ColumnCoding(db, entry.sqlsubtype & 0xFF));
+        var.fTextCoding = ColumnTextCoding(db, entry.sqlsubtype & 0xFF);
 
         if (!fIsInput) {
             const QByteArray alias(entry.aliasname, entry.aliasname_length);
@@ -1235,7 +1222,7 @@ void TFIBXSQLDA::Initialize()
         }
         // A record key is bytes, not text: one character per byte, both ways.
         if (var.IsDBKey() || QByteArray(entry.sqlname, entry.sqlname_length).trimmed() == "DB_KEY")
-            var.fTextCoding = tcLatin1;
+            var.fTextCoding = TTextCoding::Latin1;
 
         int size = 0;
         switch (type) {
@@ -1271,7 +1258,7 @@ void TFIBXSQLDA::Initialize()
             }
             [[fallthrough]];
         default:
-            RaiseClientError(30, {static_cast<int>(type)});
+            RaiseClientError(fibceUnknownSQLDataType, {static_cast<int>(type)});
         }
         if (size > 0) {
             AllocBuffer(i, size);

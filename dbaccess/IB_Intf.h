@@ -8,6 +8,7 @@
 
 #include <ibase.h>
 
+#include <QScopeGuard>
 #include <QString>
 #include <atomic>
 #include <memory>
@@ -85,11 +86,8 @@ private:
         auto fn = reinterpret_cast<Fn>(EntryPoint(entry));
         if (!fn)
             RaiseMissingEntryPoint(entry);
-        struct InCallGuard {
-            IIBClientLibrary* self;
-            ~InCallGuard() { self->SetInCall(false); }
-        } guard{this};
         SetInCall(true);
+        const auto callEnded = qScopeGuard([this] { SetInCall(false); });
         return fn(args...);
     }
 };

@@ -375,9 +375,18 @@ void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender)
         throw error;
 }
 
-void RaiseClientError(int index, const QList<QVariant>& arguments, const TComponent* raiser)
+ISC_STATUS CheckClientCall(ISC_STATUS status, IIBClientLibrary* client, const TComponent* sender,
+                           std::initializer_list<ISC_STATUS> tolerated)
 {
-    throw EFIBClientError(index, FormatFIBText(FIBMessageText(index), arguments), raiser);
+    RestoreFPUControlWord();
+    if (status > 0 && !CheckStatusVector(tolerated))
+        RaiseStatusError(client, sender);
+    return status;
+}
+
+void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments, const TComponent* raiser)
+{
+    throw EFIBClientError(message, FormatFIBText(FIBMessageText(message), arguments), raiser);
 }
 
 void RaiseClientErrorText(const QString& format, const QList<QVariant>& arguments, const TComponent* raiser)

@@ -9,6 +9,7 @@
 
 #include <QString>
 #include <QVariant>
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -49,7 +50,8 @@ constexpr int FIBMessageCount = 79;
 // Row index of the message table (0 .. FIBMessageCount-1); empty text outside.
 QString FIBMessageText(int index);
 
-// Rows that the layer raises by number.
+// The rows of the message table by name; the layer raises its own errors only
+// through these, never by a bare row number.
 enum TFIBClientMessage : int {
     fibceUnknownError = 0,
     fibceNotSupported = 1,
@@ -74,12 +76,64 @@ enum TFIBClientMessage : int {
     fibceUpdateWrongTR = 20,
     fibceDatabaseNotAssigned = 21,
     fibceTransactionNotAssigned = 22,
+    fibceXSQLDAIndexOutOfRange = 23,
+    fibceXSQLDANameDoesNotExist = 24,
+    fibceEOF = 25,
+    fibceBOF = 26,
     fibceInvalidStatementHandle = 27,
+    fibceDatasetOpen = 28,
+    fibceDatasetClosed = 29,
+    fibceUnknownSQLDataType = 30,
+    fibceInvalidColumnIndex = 31,
+    fibceInvalidParamColumnIndex = 32,
+    fibceInvalidDataConversion = 33,
+    fibceColumnIsNotNullable = 34,
+    fibceBlobCannotBeRead = 35,
+    fibceBlobCannotBeWritten = 36,
+    fibceEmptyQuery = 37,
+    fibceCannotOpenNonSQLSelect = 38,
+    fibceNoFieldAccess = 39,
+    fibceFieldReadOnly = 40,
+    fibceFieldNotFound = 41,
+    fibceNotInEditOrInsert = 42,
+    fibceNotEditing = 43,
+    fibceCannotInsert = 44,
+    fibceCannotPost = 45,
+    fibceCannotUpdate = 46,
+    fibceCannotDelete = 47,
+    fibceCannotRefresh = 48,
+    fibceBufferNotSet = 49,
+    fibceCircularReference = 50,
+    fibceSQLParseError = 51,
+    fibceUserAbort = 52,
+    fibceDataSetUniDirectional = 53,
+    fibceCannotCreateSharedResource = 54,
+    fibceWindowsAPIError = 55,
+    fibceColumnListsDontMatch = 56,
+    fibceColumnTypesDontMatch = 57,
     fibceCantEndSharedTransaction = 58,
+    fibceFieldIsNotArray = 59,
+    fibceArrayDimensionMissing = 60,
     fibceSQLDialectInvalid = 61,
+    fibceGDS32NotFound = 62,
     fibceIB60feature = 63,
+    fibceIBInstallMissing = 64,
+    fibceServiceNotAttached = 65,
+    fibceServiceAttached = 66,
+    fibceServerNameMissing = 67,
+    fibceQueryParamsError = 68,
+    fibceStartParamsError = 69,
+    fibceOutputParsingError = 70,
+    fibceUseSpecificProcedures = 71,
+    fibceSPBConstantNotSupported = 72,
+    fibceSPBConstantUnknown = 73,
+    fibceFieldSizeError = 74,
+    fibceCantUseLimitedCache = 75,
+    fibceFieldListEmpty = 76,
+    fibceCantUseField = 77,
     fibceFB2feature = 78,
 };
+static_assert(fibceFB2feature == FIBMessageCount - 1, "every row of the message table has a name");
 
 // Texts looked up by name rather than by row.
 namespace FIBTexts {
@@ -166,8 +220,33 @@ public:
 // Raises EFIBInterBaseError built from the current thread's status vector, unless
 // the lost-connection target takes the error over (then it returns).
 void RaiseStatusError(IIBClientLibrary* client, const TComponent* sender);
-// Raises EFIBClientError with the text of row index, filled with the arguments.
-[[noreturn]] void RaiseClientError(int index, const QList<QVariant>& arguments = {},
+// ---- The way back from every client call ----
+// The client library changes the FPU control word; these put the process's own
+// value back and answer the call's status. The checked form raises the layer's
+// error for a failed call (status > 0) unless the status vector names one of the
+// tolerated codes:  CheckClientCall(lib->isc_...(StatusVector(), ...), lib, this);
+inline ISC_STATUS SettleClientCall(ISC_STATUS status)
+{
+    RestoreFPUControlWord();
+    return status;
+}
+ISC_STATUS CheckClientCall(ISC_STATUS status, IIBClientLibrary* client, const TComponent* sender,
+                           std::initializer_list<ISC_STATUS> tolerated = {});
+// A cleanup call made while a failure is being reported (closing a blob, dropping a
+// half-prepared statement): its own status does not replace the one reported.
+template <class Fn>
+void CallKeepingStatus(Fn&& cleanup)
+{
+    ISC_STATUS saved[StatusVectorLength];
+    std::copy(StatusVector(), StatusVector() + StatusVectorLength, saved);
+    cleanup();
+    RestoreFPUControlWord();
+    std::copy(saved, saved + StatusVectorLength, StatusVector());
+}
+
+// Raises EFIBClientError with the text of that row, filled with the arguments;
+// SQLCode is the row number.
+[[noreturn]] void RaiseClientError(TFIBClientMessage message, const QList<QVariant>& arguments = {},
                                    const TComponent* raiser = nullptr);
 // Raises EFIBClientError with a given format; SQLCode is -1.
 [[noreturn]] void RaiseClientErrorText(const QString& format, const QList<QVariant>& arguments = {},

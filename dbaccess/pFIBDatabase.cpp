@@ -232,25 +232,25 @@ void TpFIBTransaction::EndTransaction(TTransactionAction action, bool force)
         db->DoAfterEndTransaction(this, action, force);
 }
 
-void TpFIBTransaction::SQLExecuted(TComponent* query, int step)
+void TpFIBTransaction::SQLExecuted(TComponent* query, TSQLExecutedStep step)
 {
     TFIBTransaction::SQLExecuted(query, step);
     const auto* statement = dynamic_cast<const IFIBStatement*>(query);
     const int type = statement ? statement->StatementSQLType() : 0;
     switch (step) {
-    case 0:
+    case TSQLExecutedStep::BeforeExecute:
         if (BeforeSQLExecute)
             BeforeSQLExecute(this, query, type);
         break;
-    case 1:
+    case TSQLExecutedStep::AfterExecute:
         if (AfterSQLExecute)
             AfterSQLExecute(this, query, type);
         break;
-    case 2:
+    case TSQLExecutedStep::AfterFirstFetch:
         if (AfterFirstFetch)
             AfterFirstFetch(this, query, type);
         break;
-    default:
+    case TSQLExecutedStep::CursorClose:
         break;
     }
 }

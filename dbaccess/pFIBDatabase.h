@@ -91,7 +91,7 @@ public:
 
     void StartTransaction() override;
     void EndTransaction(TTransactionAction action, bool force) override;
-    void SQLExecuted(TComponent* query, int step) override;
+    void SQLExecuted(TComponent* query, TSQLExecutedStep step) override;
     // The parameter lines stored with the transaction: only the free-form mode has any.
     QStringList StoredTRParams() const;
 

@@ -131,14 +131,14 @@ TEST(ParamParser, ComparisonAndExpressionFlags)
     auto p = Parse("select * from T where A = :A and B<>:B and C != :C and D ^= :D and E >= :E and F < :F "
                    "and G = (:G) and H = :H + 1 and I = :I|| 'x' and J = :J - 1 and K = :K -- c\n");
     ASSERT_EQ(p.Params.size(), 11u);
-    EXPECT_EQ(p.Params[0].NullRewrite, 1);
+    EXPECT_EQ(p.Params[0].NullRewrite, TNullRewrite::IsNull);
     EXPECT_EQ(p.Params[0].OperatorLength, 1);
-    EXPECT_EQ(p.Params[1].NullRewrite, 2);
-    EXPECT_EQ(p.Params[2].NullRewrite, 2);
-    EXPECT_EQ(p.Params[3].NullRewrite, 2);
-    EXPECT_EQ(p.Params[4].NullRewrite, 0);
-    EXPECT_EQ(p.Params[5].NullRewrite, 0);
-    EXPECT_EQ(p.Params[6].NullRewrite, 1);   // brackets are stepped over
+    EXPECT_EQ(p.Params[1].NullRewrite, TNullRewrite::IsNotNull);
+    EXPECT_EQ(p.Params[2].NullRewrite, TNullRewrite::IsNotNull);
+    EXPECT_EQ(p.Params[3].NullRewrite, TNullRewrite::IsNotNull);
+    EXPECT_EQ(p.Params[4].NullRewrite, TNullRewrite::None);
+    EXPECT_EQ(p.Params[5].NullRewrite, TNullRewrite::None);
+    EXPECT_EQ(p.Params[6].NullRewrite, TNullRewrite::IsNull);   // brackets are stepped over
     EXPECT_FALSE(p.Params[0].InExpression);
     EXPECT_TRUE(p.Params[7].InExpression);
     EXPECT_TRUE(p.Params[8].InExpression);

@@ -434,6 +434,9 @@ TEST_F(QueryTest, FetchCloseAndStates)
     q->FreeHandle();
     EXPECT_FALSE(q->Prepared());
     EXPECT_EQ(q->Handle(), 0u);
+    // A freed statement has no cursor: a fetch is refused, not answered as the end.
+    EXPECT_FALSE(q->Eof());
+    EXPECT_EQ(ThrownMessage([&] { q->Next(); }), "Can't fetch next record because Q dataset closed.");
 
     auto unnamed = Query("select 1 + 1, 2 + 2 from rdb$database");
     unnamed->ExecQuery();

@@ -471,38 +471,39 @@ TEST_F(EmbeddedTransaction, UncommittedUpdatesAndStatementHooks)
     tr->StartTransaction();
     // Not watched: nothing is asked.
     query.Changed = 1;
-    tr->SQLExecuted(&query, 1);
+    tr->SQLExecuted(&query, TSQLExecutedStep::AfterExecute);
     EXPECT_EQ(query.Asked, 0);
     EXPECT_FALSE(tr->HasUncommitedUpdates());
 
     tr->WatchUncommitedUpdates = true;
-    tr->SQLExecuted(&notAStatement, 1);
+    tr->SQLExecuted(&notAStatement, TSQLExecutedStep::AfterExecute);
     EXPECT_FALSE(tr->HasUncommitedUpdates());
     query.Changed = 0;
-    tr->SQLExecuted(&query, 1);
+    tr->SQLExecuted(&query, TSQLExecutedStep::AfterExecute);
     EXPECT_FALSE(tr->HasUncommitedUpdates());
 
     // A select is skipped after execute and at a close that is not its own.
     query.Type = isc_info_sql_stmt_select;
     query.Changed = 2;
-    tr->SQLExecuted(&query, 1);
-    tr->SQLExecuted(&query, 3);
+    tr->SQLExecuted(&query, TSQLExecutedStep::AfterExecute);
+    tr->SQLExecuted(&query, TSQLExecutedStep::CursorClose);
     EXPECT_FALSE(tr->HasUncommitedUpdates());
     query.Closing = true;
-    tr->SQLExecuted(&query, 3);
+    tr->SQLExecuted(&query, TSQLExecutedStep::CursorClose);
     EXPECT_TRUE(tr->HasUncommitedUpdates());
     // Once set, the counts are not asked again until the transaction ends.
     const int asked = query.Asked;
-    tr->SQLExecuted(&query, 3);
+    tr->SQLExecuted(&query, TSQLExecutedStep::CursorClose);
     EXPECT_EQ(query.Asked, asked);
     tr->CommitRetaining();
     EXPECT_FALSE(tr->HasUncommitedUpdates());
 
     hooks.clear();
     query.Type = isc_info_sql_stmt_update;
-    for (int step = 0; step <= 3; ++step)
+    for (TSQLExecutedStep step : {TSQLExecutedStep::BeforeExecute, TSQLExecutedStep::AfterExecute,
+                                  TSQLExecutedStep::AfterFirstFetch, TSQLExecutedStep::CursorClose})
         tr->SQLExecuted(&query, step);
-    tr->SQLExecuted(&notAStatement, 0);
+    tr->SQLExecuted(&notAStatement, TSQLExecutedStep::BeforeExecute);
     EXPECT_EQ(hooks, (std::vector<QString>{"before 3", "after 3", "fetch 3", "before 0"}));
     EXPECT_TRUE(tr->HasUncommitedUpdates());
     tr->Rollback();

@@ -20,6 +20,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -29,6 +30,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
+#include <optional>
 #include <QTest>
 #include <QTimer>
 #include <deque>
@@ -39,27 +41,12 @@ const QString Active = QStringLiteral("H3TRB 2026/021");
 
 class AchsenklickTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        data = new QTemporaryDir;
-        TDemoDbLogin login;
-        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
-        CreateDemoDatabase(login);
-    }
-    static void TearDownTestSuite()
-    {
-        delete data;
-        data = nullptr;
-    }
+    static void SetUpTestSuite() { data = std::make_unique<TDemoDatabase>(); }
+    static void TearDownTestSuite() { data.reset(); }
 
     void SetUp() override
     {
-        savedDecimal = FormatSettings.DecimalSeparator;
-        FormatSettings.DecimalSeparator = u',';
-        IniStore.reset();
-        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
-        Datapath = data->path();
-        AktVersuch = std::make_unique<TVersuchDaten>();
+        state.emplace(ini.path(), data->Folder());
         // The demo's look: white panels and room for the scales.
         WriteIniColor(QStringLiteral("ChartSettings"), QStringLiteral("Farbe_Chart"), clWhite);
         WriteIniRect(QStringLiteral("Chartsettings"), QStringLiteral("Rand"), TRect{70, 6, 70, 4});
@@ -75,10 +62,7 @@ protected:
     void TearDown() override
     {
         Stop();
-        AktVersuch.reset();
-        IniStore.reset();
-        FormatSettings.DecimalSeparator = savedDecimal;
-        ProgrammEndet = false;
+        state.reset();
     }
     // The start sequence, the axis dialog after the main window.
     void Start()
@@ -152,9 +136,9 @@ protected:
         return img;
     }
 
-    static inline QTemporaryDir* data = nullptr;
+    static inline std::unique_ptr<TDemoDatabase> data;
     QTemporaryDir ini;
-    QChar savedDecimal;
+    std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
     QTimer watchdog;
     std::deque<std::function<void()>> schritte;

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QAction>
 #include <QApplication>
@@ -27,6 +28,7 @@
 #include <QSet>
 #include <QTableWidget>
 #include <QTemporaryDir>
+#include <optional>
 #include <QToolTip>
 #include <cmath>
 
@@ -41,34 +43,13 @@ const TDemoRun& RunNamed(const QString& nr)
 
 class AuswertungswerkzeugeTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        data = new QTemporaryDir;
-        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
-        CreateDemoDatabase(login);
-    }
-    static void TearDownTestSuite()
-    {
-        delete data;
-        data = nullptr;
-    }
-    void SetUp() override
-    {
-        ProgrammEndet = false;
-        savedDecimal = FormatSettings.DecimalSeparator;
-        FormatSettings.DecimalSeparator = u',';
-        IniStore.reset();
-        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
-        Datapath = data->path();
-        AktVersuch = std::make_unique<TVersuchDaten>();
-    }
+    static void SetUpTestSuite() { data = std::make_unique<TDemoDatabase>(); }
+    static void TearDownTestSuite() { data.reset(); }
+    void SetUp() override { state.emplace(ini.path(), data->Folder()); }
     void TearDown() override
     {
         Stop();
-        AktVersuch.reset();
-        IniStore.reset();
-        FormatSettings.DecimalSeparator = savedDecimal;
-        ProgrammEndet = false;
+        state.reset();
     }
     // Every tool on, as the demo configuration has it; the scale stays linear unless asked.
     void AllOn(bool log = false)
@@ -135,7 +116,7 @@ protected:
     // Rows of an independent statement in a transaction of its own.
     static std::vector<std::vector<QVariant>> Sql(const QString& sql)
     {
-        auto db = ConnectOrvex(login);
+        auto db = ConnectOrvex(data->Login());
         TpFIBTransaction tr;
         tr.SetDefaultDatabase(db.get());
         tr.StartTransaction();
@@ -170,10 +151,9 @@ protected:
     }
     QString Zahl(double v, int d) const { return QString::number(v, 'f', d).replace(u'.', u','); }
 
-    static inline QTemporaryDir* data = nullptr;
-    static inline TDemoDbLogin login;
+    static inline std::unique_ptr<TDemoDatabase> data;
     QTemporaryDir ini;
-    QChar savedDecimal;
+    std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
     TAuswertungWerkzeuge* t = nullptr;
 };

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -32,19 +33,12 @@ const QString Finished = QStringLiteral("HTRB-2026-017");
 
 class AutoAktualisierungTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        data = new QTemporaryDir;
-        TDemoDbLogin login;
-        login.DBName = data->filePath(QStringLiteral("Vorlage.fdb"));
-        CreateDemoDatabase(login);
-    }
+    static void SetUpTestSuite() { data = std::make_unique<TDemoDatabase>(QStringLiteral("Vorlage.fdb")); }
     static void TearDownTestSuite()
     {
         zellib_msg_Finalize();
         zellib_Logging_Finalize();
-        delete data;
-        data = nullptr;
+        data.reset();
     }
 
     void SetUp() override
@@ -59,7 +53,7 @@ protected:
         iniFile.write("[Auswertung]\r\nAutoRefresh_s=3600\r\n");
         iniFile.close();
         const QString db = out.filePath(QStringLiteral("Orvex.fdb"));
-        ASSERT_TRUE(QFile::copy(data->filePath(QStringLiteral("Vorlage.fdb")), db));
+        ASSERT_TRUE(QFile::copy(data->Login().DBName, db));
         connectString = server.ConnectString(db);
         Datapath = out.path();
         AktVersuch = std::make_unique<TVersuchDaten>();
@@ -152,7 +146,7 @@ protected:
         }
     }
 
-    static inline QTemporaryDir* data = nullptr;
+    static inline std::unique_ptr<TDemoDatabase> data;
     TPrivateServer server;
     TPrivateServer wieder;   // the server after a loss
     QString connectString;

@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QFile>
@@ -26,6 +27,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
+#include <optional>
 #include <QAction>
 
 namespace {
@@ -44,64 +46,37 @@ class EvaluationWindowTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        data = new QTemporaryDir;
-        TDemoDbLogin login;
-        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
-        CreateDemoDatabase(login);
+        data = std::make_unique<TDemoDatabase>();
+        QStringList runs;
         // Runs on the edges of the unit rule, without rows.
-        auto db = ConnectOrvex(login);
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
         const std::pair<const char*, double> edges[] = {{"GRENZE-1000", 1000.0}, {"GRENZE-999", 999.9},
                                                         {"GRENZE-4", 4.0}};
         int key = 800;
-        for (const auto& [nr, imax] : edges) {
-            q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
-                                           "values ('%1', 'X', %2, %3, 'Angelegt')")
-                                .arg(QLatin1String(nr))
-                                .arg(++key)
-                                .arg(imax));
-            q.ExecQuery();
-        }
+        for (const auto& [nr, imax] : edges)
+            runs << QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                                   "values ('%1', 'X', %2, %3, 'Angelegt')")
+                        .arg(QLatin1String(nr))
+                        .arg(++key)
+                        .arg(imax);
         // Values no acquisition program writes, but a damaged row may hold.
-        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, U_SOLL, "
-                                       "RESTLAUFZEIT, STATUS) values ('RIESIG', 'X', 810, 1e300, -1e300, 1e300, "
-                                       "'Angelegt')"));
-        q.ExecQuery();
-        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
-                                       "values ('RIESIG-NEG', 'X', 811, -1e300, 'Angelegt')"));
-        q.ExecQuery();
-        tr.Commit();
-        db->Close();
+        runs << QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, U_SOLL, "
+                               "RESTLAUFZEIT, STATUS) values ('RIESIG', 'X', 810, 1e300, -1e300, 1e300, "
+                               "'Angelegt')")
+             << QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                               "values ('RIESIG-NEG', 'X', 811, -1e300, 'Angelegt')");
+        data->Exec(runs);
     }
-    static void TearDownTestSuite()
-    {
-        delete data;
-        data = nullptr;
-    }
+    static void TearDownTestSuite() { data.reset(); }
 
     void SetUp() override
     {
-        ProgrammEndet = false;
-        savedDecimal = FormatSettings.DecimalSeparator;
-        FormatSettings.DecimalSeparator = u',';
-        IniStore.reset();
-        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
-        Datapath = data->path();
-        AktVersuch = std::make_unique<TVersuchDaten>();
+        state.emplace(ini.path(), data->Folder());
         Start();
     }
     void TearDown() override
     {
         Stop();
-        AktVersuch.reset();
-        IniStore.reset();
-        FormatSettings.DecimalSeparator = savedDecimal;
-        ProgrammEndet = false;
+        state.reset();
     }
     // The start sequence: window, data module, sources, connection.
     void Start()
@@ -141,9 +116,9 @@ protected:
         return a;
     }
 
-    static inline QTemporaryDir* data = nullptr;
+    static inline std::unique_ptr<TDemoDatabase> data;
     QTemporaryDir ini;
-    QChar savedDecimal;
+    std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
 };
 }
@@ -198,8 +173,7 @@ TEST_F(EvaluationWindowTest, RowsCommittedOrDeletedBetweenFetchAndCountSetTheArr
     const TDemoRow last = TDemoRowGenerator(run).Row(run.Zeilen - 1);
     TVersuchDaten probe;
     ASSERT_TRUE(DMorvex->VersuchLaden(Finished, probe));
-    TDemoDbLogin login;
-    login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+    const TDemoDbLogin& login = data->Login();
     auto db = ConnectOrvex(login);
     TpFIBTransaction tr;
     tr.SetDefaultDatabase(db.get());
@@ -329,8 +303,7 @@ TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)
     ASSERT_EQ(before, run.Zeilen);
     {
         // The acquisition side on a connection of its own.
-        TDemoDbLogin login;
-        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
+        const TDemoDbLogin& login = data->Login();
         auto db = ConnectOrvex(login);
         TAcquisitionSimulator sim(db.get(), Active);
         for (int i = 0; i < 5; ++i)

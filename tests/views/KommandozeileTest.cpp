@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"
@@ -62,33 +63,16 @@ class KommandozeileTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        root = new QTemporaryDir;
-        QDir().mkpath(WorkDir() + "/Data");
-        TDemoDbLogin login;
-        login.DBName = WorkDir() + "/Data/Orvex.fdb";
-        CreateDemoDatabase(login);
-        auto db = ConnectOrvex(login);
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
-        q.SQL().SetText(QStringLiteral("select count(*) from MESSDATEN m join AUFTRAEGE a on a.AUFTRAGKEY = "
-                                       "m.AUFTRAGKEY where a.VERSUCHSNR = '%1'").arg(Versuch));
-        q.ExecQuery();
-        rows = q.Fields(0).AsInteger();
-        tr.Commit();
-        db->Close();
+        root = std::make_unique<TDemoDatabase>(QStringLiteral("Orvex/Data/Orvex.fdb"));
+        rows = root->Value(QStringLiteral("select count(*) from MESSDATEN m join AUFTRAEGE a on a.AUFTRAGKEY = "
+                                          "m.AUFTRAGKEY where a.VERSUCHSNR = '%1'")
+                               .arg(Versuch))
+                   .toInt();
     }
-    static void TearDownTestSuite()
-    {
-        delete root;
-        root = nullptr;
-    }
+    static void TearDownTestSuite() { root.reset(); }
     void SetUp() override { ASSERT_TRUE(out.isValid() && runtime.isValid()); }
 
-    static QString WorkDir() { return root->filePath("Orvex"); }
+    static QString WorkDir() { return root->FilePath("Orvex"); }
     QString Out(const QString& name) const { return out.filePath(name); }
 
     // Started as a script would be on a machine without any screen: no display, no
@@ -114,7 +98,7 @@ protected:
         return l;
     }
 
-    static inline QTemporaryDir* root = nullptr;
+    static inline std::unique_ptr<TDemoDatabase> root;
     static inline int rows = 0;
     QTemporaryDir out;
     QTemporaryDir runtime;

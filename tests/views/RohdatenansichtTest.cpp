@@ -22,6 +22,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QDir>
@@ -40,6 +41,7 @@
 #include <QStandardPaths>
 #include <QStringDecoder>
 #include <QTemporaryDir>
+#include <optional>
 #include <QTimer>
 #include <cerrno>
 #include <csignal>
@@ -109,35 +111,21 @@ class RohdatenansichtTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        data = new QTemporaryDir;
-        TDemoDbLogin login;
-        login.DBName = data->filePath(QStringLiteral("Orvex.fdb"));
-        CreateDemoDatabase(login, LargeRows);
+        data = std::make_unique<TDemoDatabase>(QStringLiteral("Orvex.fdb"), LargeRows);
         // A run whose number is no file name, with a separator inside a text and a
         // value that has no exact binary form.
-        auto db = ConnectOrvex(login);
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
-        q.SQL().SetText(QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
-                                       "values ('A/B 1', 'X', 810, 100, 'Versuch aktiv')"));
-        q.ExecQuery();
-        q.SQL().SetText(QStringLiteral(
-            "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, I_01, "
-            "I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 05:06:07', 1, 0.5, 'Tür auf;zu', "
-            "null, '4', 25, 45.25, 1234.5, cast(0.1 as double precision) + cast(0.2 as double precision), "
-            "0, 0, 0, 0, 0, 0, 0, 0)"));
-        q.ExecQuery();
-        q.SQL().SetText(QStringLiteral(
-            "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, I_01, "
-            "I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 06:06:07', 2, null, null, "
-            "'Kanal 3 µA', '5', -12.75, 0, -1e-300, 123.456, 7, 7, 7, 7, 7, 7, 7, 7)"));
-        q.ExecQuery();
-        tr.Commit();
-        db->Close();
+        data->Exec(
+            {QStringLiteral("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                            "values ('A/B 1', 'X', 810, 100, 'Versuch aktiv')"),
+             QStringLiteral(
+                 "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, "
+                 "I_01, I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 05:06:07', 1, 0.5, "
+                 "'Tür auf;zu', null, '4', 25, 45.25, 1234.5, cast(0.1 as double precision) + cast(0.2 as double "
+                 "precision), 0, 0, 0, 0, 0, 0, 0, 0)"),
+             QStringLiteral(
+                 "insert into MESSDATEN (AUFTRAGKEY, ZEITPUNKT, SATZNR, ZEIT_STD, EREIGNIS, FEHLER, STATUS, T, RF, U, "
+                 "I_01, I_02, I_03, I_04, I_05, I_06, I_07, I_08, I_09) values (810, '2026-03-04 06:06:07', 2, null, "
+                 "null, 'Kanal 3 µA', '5', -12.75, 0, -1e-300, 123.456, 7, 7, 7, 7, 7, 7, 7, 7)")});
     }
     static void TearDownTestSuite()
     {
@@ -145,25 +133,18 @@ protected:
         // while the application still exists.
         zellib_msg_Finalize();
         zellib_Logging_Finalize();
-        delete data;
-        data = nullptr;
+        data.reset();
     }
 
     void SetUp() override
     {
-        ProgrammEndet = false;
-        savedFormat = FormatSettings;
-        FormatSettings.DecimalSeparator = u',';
+        state.emplace(ini.path(), out.path());
         FormatSettings.ThousandSeparator = u'.';
-        IniStore.reset();
-        IniFileName = ini.filePath(QStringLiteral("KELMAR.INI"));
         // The database stays in the suite's folder; each test exports into a fresh one.
         QFile iniFile(IniFileName);
         if (iniFile.open(QIODevice::WriteOnly))
-            iniFile.write("[PATH]\r\nServer name=" + data->filePath(QStringLiteral("Orvex.fdb")).toUtf8() + "\r\n");
+            iniFile.write("[PATH]\r\nServer name=" + data->Login().DBName.toUtf8() + "\r\n");
         iniFile.close();
-        Datapath = out.path();
-        AktVersuch = std::make_unique<TVersuchDaten>();
         w = new TFOOrvexAuswertung;
         FOOrvexAuswertung = w;
         r = new TFoRohdatenansicht;
@@ -185,10 +166,7 @@ protected:
         delete w;
         FOOrvexAuswertung = nullptr;
         DMorvex.reset();
-        AktVersuch.reset();
-        IniStore.reset();
-        FormatSettings = savedFormat;
-        ProgrammEndet = false;
+        state.reset();
     }
 
     void Select(const QString& nr) { ASSERT_TRUE(w->VersuchWaehlen(nr)) << nr.toStdString(); }
@@ -324,11 +302,11 @@ protected:
         return lines;
     }
 
-    static inline QTemporaryDir* data = nullptr;
+    static inline std::unique_ptr<TDemoDatabase> data;
     QString formatLine;
     QTemporaryDir ini;
     QTemporaryDir out;
-    TFormatSettings savedFormat;
+    std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
     TFoRohdatenansicht* r = nullptr;
     QString offeredDir, offeredName;
@@ -898,7 +876,7 @@ TEST_F(RohdatenansichtTest, AfterAFailedLoadNeitherExportWritesAFile)
     TFIBDatabase* db = DMorvex->orvexDB.get();
     db->SetConnected(false);
     const QString copy = out.filePath(QStringLiteral("Server.fdb"));
-    ASSERT_TRUE(QFile::copy(data->filePath(QStringLiteral("Orvex.fdb")), copy));
+    ASSERT_TRUE(QFile::copy(data->Login().DBName, copy));
     db->SetDBName(server.ConnectString(copy));
     db->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") + TestPassword +
                            QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
