@@ -3,6 +3,7 @@
 // files in a temporary folder, waiting on the event loop, and a private server on
 // a free loopback port.
 
+#include "dbaccess/pFIBDataSet.h"
 #include "dbaccess/pFIBDatabase.h"
 
 #include <QStringList>
@@ -10,6 +11,7 @@
 #include <QString>
 #include <QTemporaryDir>
 #include <functional>
+#include <initializer_list>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -61,6 +63,7 @@ protected:
     }
     void TearDown() override
     {
+        ds.reset();
         if (tr && tr->Active())
             tr->Rollback();
         tr.reset();
@@ -68,11 +71,31 @@ protected:
             db->Close();
         db.reset();
     }
+    // A dataset on the test's connection and transaction, not opened.
+    std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
+    {
+        auto d = std::make_unique<TpFIBDataSet>();
+        d->SetName("DS");
+        d->SetDatabase(db.get());
+        d->SetTransaction(tr.get());
+        d->SetSelectSQL(sql);
+        return d;
+    }
 
     static inline std::unique_ptr<TTestDatabaseFile> sFile;
     std::unique_ptr<TpFIBDatabase> db;
     std::unique_ptr<TpFIBTransaction> tr;
+    std::unique_ptr<TpFIBDataSet> ds;
 };
+
+// A byte string from its values, for parameter blocks spelt out by hand.
+inline QByteArray Bytes(std::initializer_list<int> values)
+{
+    QByteArray out;
+    for (int v : values)
+        out.append(static_cast<char>(v));
+    return out;
+}
 
 // Pumps the event loop until condition holds or timeoutMs passed; answers condition().
 bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 5000);

@@ -49,23 +49,8 @@ protected:
         tr->StartTransaction();
         tr->ExecSQLImmediate("delete from VALS");
     }
-    void TearDown() override
-    {
-        ds.reset();
-        TDatabaseSuite::TearDown();
-    }
-    std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
-    {
-        auto d = std::make_unique<TpFIBDataSet>();
-        d->SetName("DS");
-        d->SetDatabase(db.get());
-        d->SetTransaction(tr.get());
-        d->SetSelectSQL(sql);
-        return d;
-    }
     void Exec(const QString& sql) { tr->ExecSQLImmediate(sql.toUtf8()); }
 
-    std::unique_ptr<TpFIBDataSet> ds;
 };
 
 TEST_F(DataSetTest, EmptyResultIsBothEndsWithFieldsKept)

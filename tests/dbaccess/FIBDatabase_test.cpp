@@ -23,14 +23,6 @@ QByteArray DPB(const QStringList& lines, bool isFirebird = true)
     list.Assign(lines);
     return BuildDPB(list, isFirebird);
 }
-
-QByteArray Bytes(std::initializer_list<int> values)
-{
-    QByteArray out;
-    for (int v : values)
-        out.append(static_cast<char>(v));
-    return out;
-}
 }  // namespace
 
 TEST(DatabaseParams, NamesValuesAndBytes)

@@ -21,14 +21,6 @@ QByteArray TPB(const QStringList& lines, bool fb21 = true)
     list.Assign(lines);
     return BuildTPB(list, fb21);
 }
-
-QByteArray Bytes(std::initializer_list<int> values)
-{
-    QByteArray out;
-    for (int v : values)
-        out.append(static_cast<char>(v));
-    return out;
-}
 }  // namespace
 
 TEST(TransactionParams, NamesAndBytes)

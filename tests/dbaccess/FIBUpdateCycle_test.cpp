@@ -41,20 +41,6 @@ protected:
         tr->Commit();
         tr->StartTransaction();
     }
-    void TearDown() override
-    {
-        ds.reset();
-        TDatabaseSuite::TearDown();
-    }
-    std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
-    {
-        auto d = std::make_unique<TpFIBDataSet>();
-        d->SetName("DS");
-        d->SetDatabase(db.get());
-        d->SetTransaction(tr.get());
-        d->SetSelectSQL(sql);
-        return d;
-    }
     void Generated(TpFIBDataSet& d)
     {
         TAutoUpdateOptions& au = d.AutoUpdateOptions();
@@ -75,7 +61,6 @@ protected:
         return v;
     }
 
-    std::unique_ptr<TpFIBDataSet> ds;
 };
 
 TEST_F(UpdateCycleTest, GeneratedStatementsNameTheTablesColumnsAndKeys)

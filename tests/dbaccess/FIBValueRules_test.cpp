@@ -66,11 +66,6 @@ protected:
         TDatabaseSuite::Connect(QStringLiteral("DB"), charset);
         tr->StartTransaction();
     }
-    void TearDown() override
-    {
-        ds.reset();
-        TDatabaseSuite::TearDown();
-    }
     std::unique_ptr<TFIBQuery> Query(const QString& sql)
     {
         auto q = std::make_unique<TFIBQuery>();
@@ -86,17 +81,7 @@ protected:
         q->ExecQuery();
         return q->Eof() ? QVariant() : q->Fields(0).AsVariant();
     }
-    std::unique_ptr<TpFIBDataSet> MakeDataSet(const QString& sql)
-    {
-        auto d = std::make_unique<TpFIBDataSet>();
-        d->SetName("DS");
-        d->SetDatabase(db.get());
-        d->SetTransaction(tr.get());
-        d->SetSelectSQL(sql);
-        return d;
-    }
 
-    std::unique_ptr<TpFIBDataSet> ds;
 };
 
 // ---------------------------------------------------------------- 8-bit text

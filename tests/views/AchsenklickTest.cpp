@@ -82,12 +82,8 @@ protected:
     {
         if (!w)
             return;
-        w->ProgrammBeenden();
-        delete w;   // the dialog goes with it
-        w = nullptr;
-        EXPECT_EQ(FoSetupAx, nullptr);
-        DMorvex.reset();
-        IniStore.reset();
+        EndProgram(w);
+        EXPECT_EQ(FoSetupAx, nullptr);   // the dialog went with the window
     }
     void Select(const QString& nr) { ASSERT_TRUE(w->VersuchWaehlen(nr)) << nr.toStdString(); }
 

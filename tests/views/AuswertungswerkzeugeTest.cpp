@@ -63,11 +63,7 @@ protected:
     }
     void Start()
     {
-        ProgrammEndet = false;   // a second start in one test comes after an orderly end
-        w = new TFOOrvexAuswertung;
-        DMorvex = std::make_unique<TDMorvex>();
-        w->DatenquellenZuordnen();
-        DMorvex->DataModuleCreate();
+        w = StartProgram();
         w->show();
         QApplication::processEvents();
         // The first activation maximises to the small virtual screen: the size of a real one.
@@ -77,16 +73,7 @@ protected:
         t = w->Werkzeuge;
         ASSERT_NE(t, nullptr);
     }
-    void Stop()
-    {
-        if (!w)
-            return;
-        w->ProgrammBeenden();
-        delete w;
-        w = nullptr;
-        DMorvex.reset();
-        IniStore.reset();
-    }
+    void Stop() { EndProgram(w); }
     void Select(const QString& nr)
     {
         ASSERT_TRUE(w->VersuchWaehlen(nr));
@@ -116,15 +103,8 @@ protected:
     // Rows of an independent statement in a transaction of its own.
     static std::vector<std::vector<QVariant>> Sql(const QString& sql)
     {
-        auto db = ConnectOrvex(data->Login());
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
-        q.SQL().SetText(sql);
-        q.ExecQuery();
+        TOwnStatement own(data->Login());
+        TpFIBQuery& q = own.Run(sql);
         std::vector<std::vector<QVariant>> rows;
         while (!q.Eof()) {
             std::vector<QVariant> row;
@@ -139,9 +119,6 @@ protected:
             rows.push_back(row);
             q.Next();
         }
-        q.Close();
-        tr.Commit();
-        db->Close();
         return rows;
     }
     // Values come as the program's texts, with its decimal comma.

@@ -109,18 +109,12 @@ protected:
         const int n = w->fGeladen;
         ASSERT_EQ(w->fAnzahlSaetze, n);
         ASSERT_EQ(w->Ser_T->Count(), n);
-        auto db = ConnectOrvex(TDemoDbLogin{connectString, QStringLiteral("SYSDBA"), TestPassword});
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
-        q.SQL().SetText(QStringLiteral("select first %1 ZEIT_STD, ZEITPUNKT, T, RF, U, I_01, I_02, I_03, I_04, I_05, "
-                                       "I_06, I_07, I_08, I_09 from MESSDATEN where AUFTRAGKEY = %2 order by ZEITPUNKT")
-                            .arg(n)
-                            .arg(AktVersuch->AuftragKey));
-        q.ExecQuery();
+        TOwnStatement own(TDemoDbLogin{connectString, QStringLiteral("SYSDBA"), TestPassword});
+        TpFIBQuery& q = own.Run(QStringLiteral("select first %1 ZEIT_STD, ZEITPUNKT, T, RF, U, I_01, I_02, I_03, I_04, "
+                                               "I_05, I_06, I_07, I_08, I_09 from MESSDATEN where AUFTRAGKEY = %2 "
+                                               "order by ZEITPUNKT")
+                                    .arg(n)
+                                    .arg(AktVersuch->AuftragKey));
         const TChartValues* werte[14] = {w->fWerteStd.get(), w->fWerteZeit.get(), w->fWerteT.get(),
                                          w->fWerteRF.get(),  w->fWerteU.get()};
         for (int k = 1; k <= 9; ++k)
@@ -132,8 +126,6 @@ protected:
                 ASSERT_EQ((*werte[c])[std::size_t(i)], soll) << "row " << i << " column " << c;
             }
         EXPECT_EQ(i, n);
-        tr.Commit();
-        db->Close();
         // The series go on from the rows they kept: their figures are those of every row.
         const std::pair<TFastLineSeries*, const TChartValues*> serien[] = {
             {w->Ser_T.get(), werte[2]}, {w->Ser_rF.get(), werte[3]}, {w->fSerI[1], werte[5]}};

@@ -3,11 +3,15 @@
 // its own, and the program's globals set as a start sets them for each test.
 
 #include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
 #include "frame/ZELBase.h"
 #include "frame/ZELInit.h"
 #include "frame/ZELLIB_INI.h"
 #include "testdata/uDMorvex.h"
 #include "tools/OrvexDemoDb.h"
+#include "views/uFoAuswertungUebersicht.h"
+
+#include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -16,6 +20,46 @@
 #include <QVariant>
 #include <memory>
 #include <stdexcept>
+
+// Statements on a connection and in a transaction of their own: what another program
+// reads or writes beside the window. Commit makes the writes stay; without it they
+// are rolled back when the object goes.
+class TOwnStatement {
+public:
+    explicit TOwnStatement(const TDemoDbLogin& login) : fDb(ConnectOrvex(login))
+    {
+        fTr.SetDefaultDatabase(fDb.get());
+        fTr.StartTransaction();
+        fQ.SetDatabase(fDb.get());
+        fQ.SetTransaction(&fTr);
+    }
+    ~TOwnStatement()
+    {
+        try {
+            if (fTr.Active())
+                fTr.Rollback();
+            fDb->Close();
+        } catch (const std::exception& e) {
+            ADD_FAILURE() << "ending a test's own connection: " << e.what();
+        }
+    }
+    TOwnStatement(const TOwnStatement&) = delete;
+    TOwnStatement& operator=(const TOwnStatement&) = delete;
+    // Runs sql; its rows, if any, are read through the answer.
+    TpFIBQuery& Run(const QString& sql)
+    {
+        fQ.Close();
+        fQ.SQL().SetText(sql);
+        fQ.ExecQuery();
+        return fQ;
+    }
+    void Commit() { fTr.Commit(); }
+
+private:
+    std::unique_ptr<TpFIBDatabase> fDb;
+    TpFIBTransaction fTr;
+    TpFIBQuery fQ;
+};
 
 // The demo database at relativePath in a temporary folder; folder and file go with
 // the object.
@@ -35,22 +79,17 @@ public:
     // Statements in one committed transaction: runs and rows the tests add.
     void Exec(const QStringList& statements) const
     {
-        auto db = ConnectOrvex(fLogin);
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
+        TOwnStatement own(fLogin);
         for (const QString& sql : statements)
-            tr.ExecSQLImmediate(sql);
-        tr.Commit();
-        db->Close();
+            own.Run(sql);
+        own.Commit();
     }
     // The first column of the first row.
     QVariant Value(const QString& sql) const
     {
-        auto db = ConnectOrvex(fLogin);
-        const QVariant v = db->QueryValue(sql);
-        db->Close();
-        return v;
+        TOwnStatement own(fLogin);
+        TpFIBQuery& q = own.Run(sql);
+        return q.Eof() ? QVariant() : q.Fields(0).AsVariant();
     }
 
 private:
@@ -84,3 +123,27 @@ public:
 private:
     TFormatSettings fSaved;
 };
+
+// The program's start: the window, the data module with its sources and connection;
+// the caller shows the window.
+inline TFOOrvexAuswertung* StartProgram()
+{
+    ProgrammEndet = false;   // a second start in one test comes after an orderly end
+    auto* w = new TFOOrvexAuswertung;
+    DMorvex = std::make_unique<TDMorvex>();
+    w->DatenquellenZuordnen();
+    DMorvex->DataModuleCreate();
+    return w;
+}
+
+// The orderly end of a started window, its settings saved on the way; w is null after.
+inline void EndProgram(TFOOrvexAuswertung*& w)
+{
+    if (!w)
+        return;
+    w->ProgrammBeenden();
+    delete w;
+    w = nullptr;
+    DMorvex.reset();
+    IniStore.reset();
+}

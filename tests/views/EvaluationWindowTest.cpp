@@ -81,26 +81,13 @@ protected:
     // The start sequence: window, data module, sources, connection.
     void Start()
     {
-        ProgrammEndet = false;
-        w = new TFOOrvexAuswertung;
-        DMorvex = std::make_unique<TDMorvex>();
-        w->DatenquellenZuordnen();
-        DMorvex->DataModuleCreate();
+        w = StartProgram();
         w->resize(1200, 800);
         w->show();
         QApplication::processEvents();
     }
     // The orderly end, settings saved on the way.
-    void Stop()
-    {
-        if (!w)
-            return;
-        w->ProgrammBeenden();
-        delete w;
-        w = nullptr;
-        DMorvex.reset();
-        IniStore.reset();
-    }
+    void Stop() { EndProgram(w); }
     void Select(const QString& nr) { ASSERT_TRUE(w->VersuchWaehlen(nr)) << nr.toStdString(); }
     // Clicks channel box i (0-based) the way a user does: the state flips, then the handler runs.
     void ClickChannel(int i)

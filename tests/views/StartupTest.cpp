@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -381,21 +382,12 @@ TEST_F(StartupTest, ScreenFreeRunsEndAndTellWhatWentWrong)
     {
         // A run named with an apostrophe, and one whose key is past what the
         // measurement table can hold (a SMALLINT there).
-        auto db = ConnectOrvex(login);
-        TpFIBTransaction tr;
-        tr.SetDefaultDatabase(db.get());
-        tr.StartTransaction();
-        TpFIBQuery q;
-        q.SetDatabase(db.get());
-        q.SetTransaction(&tr);
-        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
-                        "values ('O''Neill 7', 'X', 901, 100, 'Angelegt')");
-        q.ExecQuery();
-        q.SQL().SetText("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
-                        "values ('GROSS-1', 'X', 40000, 100, 'Angelegt')");
-        q.ExecQuery();
-        tr.Commit();
-        db->Close();
+        TOwnStatement own(login);
+        own.Run("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                "values ('O''Neill 7', 'X', 901, 100, 'Angelegt')");
+        own.Run("insert into AUFTRAEGE (VERSUCHSNR, TEILENR, AUFTRAGKEY, I_MAX, STATUS) "
+                "values ('GROSS-1', 'X', 40000, 100, 'Angelegt')");
+        own.Commit();
     }
     struct TErgebnis {
         bool Ended;

@@ -121,7 +121,6 @@ protected:
     }
 
     QTemporaryDir dir;
-    std::unique_ptr<TpFIBDataSet> ds;
     TDataSource source;
     std::unique_ptr<TdxDBGrid> grid;
 
