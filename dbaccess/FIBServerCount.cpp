@@ -2,7 +2,6 @@
 
 #include "dbaccess/FIBDataSet.h"
 
-#include <cstring>
 #include <system_error>
 
 TFIBServerCount::TFIBServerCount(const TFIBCustomDataSet& dataSet) : fDataSet(dataSet)
@@ -36,22 +35,11 @@ TFIBServerCount::~TFIBServerCount()
 
 int TFIBServerCount::Result()
 {
+    // The execute filled the query's own row: it is read as any answered count.
     fAnsweredAside = fDone.valid() && fDone.get();
     if (fAnsweredAside) {
-        const XSQLVAR& v = fQuery->Current().AsXSQLDA()->sqlvar[0];
-        if ((v.sqltype & 1) && v.sqlind && *v.sqlind == -1)
-            return 0;
-        if ((v.sqltype & ~1) == SQL_INT64) {
-            qint64 n;
-            std::memcpy(&n, v.sqldata, sizeof n);
-            return static_cast<int>(n);
-        }
-        if ((v.sqltype & ~1) == SQL_LONG) {
-            qint32 n;
-            std::memcpy(&n, v.sqldata, sizeof n);
-            return n;
-        }
-        fAnsweredAside = false;   // a type the count never has: asked the usual way
+        const TFIBXSQLVAR& count = fQuery->Current()[0];
+        return count.IsNull() ? 0 : count.AsInteger();
     }
     return fDataSet.ServerRecordCount();
 }
