@@ -33,7 +33,7 @@ void SetLoginParams(TFIBDatabase& db, const QString& charset)
                           QStringLiteral("lc_ctype=") + charset});
 }
 
-std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QString& name, const QString& charset)
+std::unique_ptr<TpFIBDatabase> MakeTestDatabase(const QString& dbName, const QString& name, const QString& charset)
 {
     auto db = std::make_unique<TpFIBDatabase>();
     db->SetName(name);
@@ -41,6 +41,12 @@ std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QSt
     db->SetDBName(dbName);
     db->SetSQLDialect(3);
     SetLoginParams(*db, charset);
+    return db;
+}
+
+std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QString& name, const QString& charset)
+{
+    auto db = MakeTestDatabase(dbName, name, charset);
     db->Open();
     return db;
 }

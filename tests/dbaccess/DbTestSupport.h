@@ -5,6 +5,7 @@
 
 #include "dbaccess/pFIBDataSet.h"
 #include "dbaccess/pFIBDatabase.h"
+#include "dbaccess/pFIBQuery.h"
 
 #include <QStringList>
 #include <QProcess>
@@ -17,6 +18,23 @@
 
 inline const QString ClientLibraryName = QStringLiteral("libfbclient.so.2");
 inline const QString TestPassword = QStringLiteral("masterkey");
+// The line end the layer's composed messages use.
+inline const QString CRLF = QStringLiteral("\r\n");
+
+// Puts back the error display flags a test changes.
+struct TErrorFlagsGuard {
+    std::uint8_t Saved = ErrorDisplayFlags();
+    ~TErrorFlagsGuard() { SetErrorDisplayFlags(Saved); }
+};
+
+// Every line the layer logs, as "name|operation|value|flag".
+struct TRecordingLogger : ISQLLogger {
+    QStringList Lines;
+    void WriteData(const QString& name, const QString& operation, const QString& value, TLogFlag flag) override
+    {
+        Lines << QStringLiteral("%1|%2|%3|%4").arg(name, operation, value).arg(flag);
+    }
+};
 
 // Creates a database file (or server path) through the layer's own CreateDatabase
 // and leaves the object closed, with DBParams set for a normal connect.
@@ -24,7 +42,10 @@ std::unique_ptr<TpFIBDatabase> CreateTestDatabase(const QString& dbName, int dia
                                                   const QString& name = QStringLiteral("DB1"));
 // Sets the parameters a connect as SYSDBA with the test password needs.
 void SetLoginParams(TFIBDatabase& db, const QString& charset = QStringLiteral("WIN1252"));
-// An open connection to an existing test database, dialect 3.
+// A connection to an existing test database, dialect 3, not opened.
+std::unique_ptr<TpFIBDatabase> MakeTestDatabase(const QString& dbName, const QString& name = QStringLiteral("DB"),
+                                                const QString& charset = QStringLiteral("WIN1252"));
+// The same, opened.
 std::unique_ptr<TpFIBDatabase> OpenTestDatabase(const QString& dbName, const QString& name = QStringLiteral("DB"),
                                                 const QString& charset = QStringLiteral("WIN1252"));
 // A transaction on db, not started; made db's default when asked.
@@ -80,6 +101,23 @@ protected:
         d->SetTransaction(tr.get());
         d->SetSelectSQL(sql);
         return d;
+    }
+    // A statement named Q on the test's connection and transaction, not prepared.
+    std::unique_ptr<TpFIBQuery> Query(const QString& sql)
+    {
+        auto q = std::make_unique<TpFIBQuery>();
+        q->SetName("Q");
+        q->SetDatabase(db.get());
+        q->SetTransaction(tr.get());
+        q->SQL().SetText(sql);
+        return q;
+    }
+    // First column of the first row, computed by the server; null without a row.
+    QVariant Server(const QString& sql)
+    {
+        auto q = Query(sql);
+        q->ExecQuery();
+        return q->Eof() ? QVariant() : q->Fields(0).AsVariant();
     }
 
     static inline std::unique_ptr<TTestDatabaseFile> sFile;

@@ -15,8 +15,6 @@
 #include <thread>
 
 namespace {
-const QString CRLF = QStringLiteral("\r\n");
-
 QByteArray DPB(const QStringList& lines, bool isFirebird = true)
 {
     TFIBStringList list;
@@ -124,16 +122,7 @@ public:
 
 protected:
     static QString Dialect1Path() { return sFile->FilePath("Dialect1.fdb"); }
-    std::unique_ptr<TpFIBDatabase> MakeDb(const QString& path = Path())
-    {
-        auto db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DB1");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(path);
-        db->SetSQLDialect(3);
-        SetLoginParams(*db);
-        return db;
-    }
+    std::unique_ptr<TpFIBDatabase> MakeDb(const QString& path = Path()) { return MakeTestDatabase(path, "DB1"); }
 };
 
 TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
@@ -250,10 +239,15 @@ TEST_F(EmbeddedDatabase, LoginRoutine)
     EXPECT_EQ(ThrownMessage([&] { db->Open(); }),
               "Unable to find Database login dialog. Please, add FIBDBLoginDlg into USES statement of your project.");
 
-    QString seenName;
+    // The dialog is shown what the lines hold, whatever their spelling, and its answer
+    // takes their place: one line each, no second user that the server would take instead.
+    db->DBParams().Assign({"isc_dpb_user_name=NOBODY", "lc_ctype=WIN1252", "PASSWORD=wrong",
+                           "isc_dpb_sql_role_name=OLD"});
+    QString seenName, seenUser, seenRole;
     FIBLoginDialogProc = [&](const QString& dbName, QString& user, QString& password, QString& role) {
         seenName = dbName;
-        EXPECT_EQ(user, "SYSDBA");
+        seenUser = user;
+        seenRole = role;
         user = "ANNA";
         password = TestPassword;
         role = "R1";
@@ -261,7 +255,14 @@ TEST_F(EmbeddedDatabase, LoginRoutine)
     };
     db->Open();
     EXPECT_EQ(seenName, Path());
+    EXPECT_EQ(seenUser, "NOBODY");
+    EXPECT_EQ(seenRole, "OLD");
+    const QStringList lines = db->DBParams().Lines();
+    EXPECT_EQ(lines.size(), 4) << lines.join(u'|').toStdString();
+    for (const char* key : {"user_name", "password", "role_name"})
+        EXPECT_EQ(lines.filter(QRegularExpression(key, QRegularExpression::CaseInsensitiveOption)).size(), 1) << key;
     EXPECT_EQ(db->ConnectParams().UserName(), "ANNA");
+    EXPECT_EQ(db->ConnectParams().Password(), TestPassword);
     EXPECT_EQ(db->ConnectParams().RoleName(), "R1");
     EXPECT_EQ(db->QueryValue("select current_user from rdb$database").toString(), "ANNA");
     db->Close();
@@ -496,40 +497,4 @@ TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
     second->Close();
 
     QSettings(QSettings::IniFormat, QSettings::UserScope, "ZELSOFT", "DatabaseAliases").remove(alias);
-}
-
-// ---------------------------------------------------------------- repairs
-
-TEST_F(EmbeddedDatabase, LoginAnswerReplacesTheLinesWhateverTheirSpelling)
-{
-    auto db = MakeDb();
-    db->DBParams().Assign({"isc_dpb_user_name=NOBODY", "lc_ctype=WIN1252", "PASSWORD=wrong",
-                           "isc_dpb_sql_role_name=OLD"});
-    db->UseLoginPrompt = true;
-    QString seenUser, seenRole;
-    FIBLoginDialogProc = [&](const QString&, QString& user, QString& password, QString& role) {
-        seenUser = user;
-        seenRole = role;
-        user = "SYSDBA";
-        password = TestPassword;
-        role = "R2";
-        return true;
-    };
-    db->Open();
-    FIBLoginDialogProc = nullptr;
-    ASSERT_TRUE(db->Connected());
-    // The dialog was shown what the lines hold, and the answer took their place:
-    // one line each, no second user that the server would take instead.
-    EXPECT_EQ(seenUser, "NOBODY");
-    EXPECT_EQ(seenRole, "OLD");
-    const QStringList lines = db->DBParams().Lines();
-    EXPECT_EQ(lines.size(), 4) << lines.join(u'|').toStdString();
-    EXPECT_EQ(lines.filter(QRegularExpression("user_name", QRegularExpression::CaseInsensitiveOption)).size(), 1);
-    EXPECT_EQ(lines.filter(QRegularExpression("password", QRegularExpression::CaseInsensitiveOption)).size(), 1);
-    EXPECT_EQ(lines.filter(QRegularExpression("role_name", QRegularExpression::CaseInsensitiveOption)).size(), 1);
-    EXPECT_EQ(db->ConnectParams().UserName(), "SYSDBA");
-    EXPECT_EQ(db->ConnectParams().Password(), TestPassword);
-    EXPECT_EQ(db->ConnectParams().RoleName(), "R2");
-    EXPECT_EQ(db->QueryValue("select current_user from rdb$database").toString(), "SYSDBA");
-    db->Close();
 }

@@ -200,13 +200,16 @@ TEST(ParamParser, RandomTextNeverBreaksTheScanners)
         int start = 0, end = 0;
         QString clause;
         parser.FromSection(start, end);
+        ASSERT_LE(end, parser.TextLength + 1);
         parser.WhereSection(1, start, clause, end);
+        ASSERT_LE(clause.size(), text.size());
         parser.OrderBySection(start, end, clause);
         parser.PlanSection(1, start, clause, end);
         parser.WhereCount();
         parser.MainWhereIndex();
         parser.AddCondition("X = 1", round % 2 == 0);
         parser.SetOrderBy("1");
+        parser.SetPlan("(T1 natural)");
         parser.CountStatement();
         parser.TableList(round % 2 == 0);
         parser.MainTable();
@@ -215,6 +218,7 @@ TEST(ParamParser, RandomTextNeverBreaksTheScanners)
         JoinsToList(text);
         ReverseOrder(text);
         InsertFirst(text, 5);
+        TableOfFromEntry(text);
     }
     EXPECT_GT(parsed, 100);
     EXPECT_GT(refused, 100);

@@ -16,15 +16,6 @@
 
 namespace {
 const QString Umlauts = QString::fromUtf8("Grüße µA äöü ÄÖÜ ß €");
-
-class RecordingLogger : public ISQLLogger {
-public:
-    void WriteData(const QString&, const QString& operation, const QString& value, TLogFlag flag) override
-    {
-        Lines << QString::number(flag) + u'|' + operation + u'|' + value;
-    }
-    QStringList Lines;
-};
 }  // namespace
 
 class QueryTest : public TDatabaseSuite<QueryTest> {
@@ -51,27 +42,10 @@ protected:
         Exec("delete from VALS");
         Exec("delete from T");
     }
-    std::unique_ptr<TpFIBQuery> Query(const QString& sql)
-    {
-        auto q = std::make_unique<TpFIBQuery>();
-        q->SetName("Q");
-        q->SetDatabase(db.get());
-        q->SetTransaction(tr.get());
-        q->SQL().SetText(sql);
-        return q;
-    }
     void Exec(const QString& sql)
     {
         auto q = Query(sql);
         q->ExecQuery();
-    }
-    // First column of the first row, computed by the server.
-    QVariant Server(const QString& sql)
-    {
-        auto q = Query(sql);
-        q->ExecQuery();
-        EXPECT_FALSE(q->Eof()) << sql.toStdString();
-        return q->Fields(0).AsVariant();
     }
 
     QString charset = "WIN1252";
@@ -506,7 +480,7 @@ TEST_F(QueryTest, LongTextGoesAsBlobAndSelectForUpdateGetsACursor)
 
 TEST_F(QueryTest, ExecutionHooksOptionsAndErrors)
 {
-    RecordingLogger logger;
+    TRecordingLogger logger;
     db->SQLLogger = &logger;
     QStringList calls;
     tr->WatchUncommitedUpdates = true;
@@ -598,11 +572,10 @@ TEST_F(QueryTestUtf8, UnicodeConnectionReadsAndWritesEveryCharacterSet)
     EXPECT_EQ(sel->Fields(3).AsString(), QString::fromUtf8("äb"));
 }
 
-TEST(QueryClock, OffsetIsMeasuredThroughTheStatementLayer)
+TEST_F(QueryTest, ClockOffsetIsMeasuredThroughTheStatementLayer)
 {
-    QTemporaryDir dir;
-    auto db = CreateTestDatabase(dir.filePath("Clock.fdb"));
-    RecordingLogger logger;
+    TRecordingLogger logger;
+    db->Close();
     db->SQLLogger = &logger;
     db->Open();
     EXPECT_LT(std::abs(db->ClockOffset()), 5.0 / 86400.0);
@@ -610,7 +583,6 @@ TEST(QueryClock, OffsetIsMeasuredThroughTheStatementLayer)
     EXPECT_FALSE(logger.Lines.filter(QRegularExpression("Prepare:.*CAST\\('NOW' AS TIMESTAMP\\)")).isEmpty());
     EXPECT_FALSE(logger.Lines.filter("|Fetch:|").isEmpty());
     db->SQLLogger = nullptr;
-    db->Close();
 }
 
 // ---------------------------------------------------------------- repairs

@@ -46,16 +46,7 @@ protected:
         }
         ASSERT_TRUE(sCreateError.isEmpty()) << "creating over the network failed: " << sCreateError.toStdString();
     }
-    std::unique_ptr<TpFIBDatabase> MakeDb()
-    {
-        auto db = std::make_unique<TpFIBDatabase>();
-        db->SetName("DBR");
-        db->SetLibraryName(ClientLibraryName);
-        db->SetDBName(sServer->ConnectString(sPath));
-        db->SetSQLDialect(3);
-        SetLoginParams(*db);
-        return db;
-    }
+    std::unique_ptr<TpFIBDatabase> MakeDb() { return MakeTestDatabase(sServer->ConnectString(sPath), "DBR"); }
     static inline std::unique_ptr<TPrivateServer> sServer;
     static inline std::unique_ptr<QTemporaryDir> sDir;
     static inline QString sPath;

@@ -13,8 +13,6 @@
 #include <QThread>
 
 namespace {
-const QString CRLF = QStringLiteral("\r\n");
-
 QByteArray TPB(const QStringList& lines, bool fb21 = true)
 {
     TFIBStringList list;
@@ -88,6 +86,8 @@ TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
 {
     EXPECT_EQ(tr->TransactionID(), 0);
     EXPECT_EQ(ThrownMessage([&] { tr->Commit(); }), "TR1:" + CRLF + "TR1 :Transaction is not active.");
+    EXPECT_EQ(ThrownMessage([&] { tr->ExecSQLImmediate("insert into T values (1, 'a')"); }),
+              "TR1:" + CRLF + "TR1 :Transaction is not active.");
     tr->StartTransaction();
     EXPECT_TRUE(tr->Active());
     EXPECT_EQ(tr->State(), tsActive);
@@ -112,6 +112,14 @@ TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
     } catch (const EFIBClientError& e) {
         EXPECT_EQ(e.SQLCode, 15);
     }
+    // Only with AutoReconnect does a statement connect and start on its own.
+    db->Close();
+    db->AutoReconnect = true;
+    tr->ExecSQLImmediate("insert into T values (2, 'a')");
+    EXPECT_TRUE(db->Connected());
+    EXPECT_TRUE(tr->Active());
+    tr->Commit();
+    EXPECT_EQ(Rows(), 2);
 
     TFIBTransaction empty;
     empty.SetName("TR0");
@@ -119,7 +127,7 @@ TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
               "TR0:" + CRLF + "TR0 :No databases are listed in transaction component.");
 }
 
-TEST_F(EmbeddedTransaction, RollbackAndRetainingEnds)
+TEST_F(EmbeddedTransaction, RollbackRetainingEndsAndTheParameterLines)
 {
     tr->StartTransaction();
     tr->ExecSQLImmediate("insert into T values (1, 'x')");
@@ -143,10 +151,8 @@ TEST_F(EmbeddedTransaction, RollbackAndRetainingEnds)
     EXPECT_TRUE(tr->Active());
     tr->Commit();
     EXPECT_EQ(Rows(), 1);
-}
 
-TEST_F(EmbeddedTransaction, UnknownLineKeepsTheTransactionClosed)
-{
+    // An unknown line keeps the transaction closed; a ready-made mode replaces the lines.
     tr->TPBMode = tpbDefault;
     tr->TRParams().Assign({"write", "foo"});
     EXPECT_EQ(ThrownMessage([&] { tr->StartTransaction(); }), "TPB Constant (foo) is unknown.");
@@ -159,9 +165,9 @@ TEST_F(EmbeddedTransaction, UnknownLineKeepsTheTransactionClosed)
     EXPECT_TRUE(tr->StoredTRParams().isEmpty());
     // A snapshot does not see rows committed after its start.
     Exec("insert into T values (5, 'later')");
-    EXPECT_EQ(db->QueryValue("select count(*) from T", tr.get()).toInt(), 0);
+    EXPECT_EQ(db->QueryValue("select count(*) from T", tr.get()).toInt(), 1);
     tr->Commit();
-    EXPECT_EQ(Rows(), 1);
+    EXPECT_EQ(Rows(), 2);
 }
 
 TEST_F(EmbeddedTransaction, FailingCommitWithAndWithoutForce)
@@ -262,24 +268,21 @@ TEST_F(EmbeddedTransaction, DatabasesOfATransaction)
     EXPECT_EQ(tr->DatabaseCount(), 1);
 
     // A second attachment of the same file through the same library joins one transaction.
-    TpFIBDatabase second;
-    second.SetLibraryName(ClientLibraryName);
-    second.SetDBName(Path());
-    SetLoginParams(second);
-    EXPECT_EQ(tr->AddDatabase(&second, "read\nconcurrency"), 1);
+    auto second = MakeTestDatabase(Path(), "DB3");
+    EXPECT_EQ(tr->AddDatabase(second.get(), "read\nconcurrency"), 1);
     tr->StartTransaction();
-    EXPECT_TRUE(second.Connected());
+    EXPECT_TRUE(second->Connected());
     tr->ExecSQLImmediate("insert into T values (9, 'two dbs')");
     tr->Commit();
     EXPECT_EQ(Rows(), 1);
 
     // The default database replaces the old default in the list.
-    tr->SetDefaultDatabase(&second);
-    EXPECT_EQ(tr->DefaultDatabase(), &second);
+    tr->SetDefaultDatabase(second.get());
+    EXPECT_EQ(tr->DefaultDatabase(), second.get());
     tr->SetDefaultDatabase(db.get());
-    EXPECT_EQ(tr->FindDatabase(&second), -1);
-    for (int i = 0; i < second.TransactionCount(); ++i)
-        EXPECT_NE(second.Transactions(i), tr.get());
+    EXPECT_EQ(tr->FindDatabase(second.get()), -1);
+    for (int i = 0; i < second->TransactionCount(); ++i)
+        EXPECT_NE(second->Transactions(i), tr.get());
 
     // A database that goes away leaves the transaction.
     {
@@ -342,29 +345,6 @@ TEST_F(EmbeddedTransaction, TextTravelsInTheConnectionCharacterSet)
     tr->Commit();
     EXPECT_EQ(db->QueryValue("select count(*) from T where TXT = '" + word + "'").toInt(), 2);
 }
-
-TEST_F(EmbeddedTransaction, ImplicitStartNeedsAutoReconnect)
-{
-    EXPECT_EQ(ThrownMessage([&] { tr->ExecSQLImmediate("insert into T values (1, 'a')"); }),
-              "TR1:" + CRLF + "TR1 :Transaction is not active.");
-    db->Close();
-    db->AutoReconnect = true;
-    tr->ExecSQLImmediate("insert into T values (1, 'a')");
-    EXPECT_TRUE(db->Connected());
-    EXPECT_TRUE(tr->Active());
-    tr->Commit();
-    EXPECT_EQ(Rows(), 1);
-}
-
-namespace {
-struct TRecordingLogger : ISQLLogger {
-    QStringList Lines;
-    void WriteData(const QString& name, const QString& operation, const QString& value, TLogFlag flag) override
-    {
-        Lines << QStringLiteral("%1|%2|%3|%4").arg(name, operation, value).arg(flag);
-    }
-};
-}  // namespace
 
 TEST_F(EmbeddedTransaction, LoggerHearsConnectsStartsAndEnds)
 {

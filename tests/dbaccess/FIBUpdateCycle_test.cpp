@@ -51,13 +51,9 @@ protected:
     // Committed state, seen from a connection of its own.
     QVariant Committed(const QString& sql)
     {
-        TpFIBDatabase other;
-        other.SetLibraryName(ClientLibraryName);
-        other.SetDBName(Path());
-        SetLoginParams(other);
-        other.Open();
-        const QVariant v = other.QueryValue(sql);
-        other.Close();
+        auto other = OpenTestDatabase(Path(), "OTHER");
+        const QVariant v = other->QueryValue(sql);
+        other->Close();
         return v;
     }
 
@@ -245,17 +241,12 @@ TEST_F(UpdateCycleTest, LockRecordHoldsTheRowAndTellsWhyNot)
     EXPECT_TRUE(writer.Active());
 
     // A second connection cannot take the held row.
-    TpFIBDatabase other;
-    other.SetName("OTHER");
-    other.SetLibraryName(ClientLibraryName);
-    other.SetDBName(Path());
-    SetLoginParams(other);
-    other.Open();
+    auto other = OpenTestDatabase(Path(), "OTHER");
     TpFIBTransaction otherTr;
-    otherTr.AddDatabase(&other);
+    otherTr.AddDatabase(other.get());
     auto second = std::make_unique<TpFIBDataSet>();
     second->SetName("SECOND");
-    second->SetDatabase(&other);
+    second->SetDatabase(other.get());
     second->SetTransaction(&otherTr);
     second->SetSelectSQL("select * from GEN_T order by ID");
     second->AutoUpdateOptions().SetUpdateTableName("GEN_T");
@@ -291,7 +282,7 @@ TEST_F(UpdateCycleTest, LockRecordHoldsTheRowAndTellsWhyNot)
     if (writer.Active())
         writer.Rollback();
     second.reset();
-    other.Close();
+    other->Close();
 
     auto bare = MakeDataSet("select * from GEN_T");
     bare->SetName("BARE");
@@ -357,18 +348,14 @@ TEST_F(UpdateCycleTest, ARowGoneFromTheServerLeavesTheViewOnRefresh)
     ds->Open();
     ds->FetchAll();
     ds->SetRecNo(2);
-    TpFIBDatabase other;
-    other.SetLibraryName(ClientLibraryName);
-    other.SetDBName(Path());
-    SetLoginParams(other);
-    other.Open();
+    auto other = OpenTestDatabase(Path(), "OTHER");
     TpFIBTransaction otherTr;
-    otherTr.AddDatabase(&other);
+    otherTr.AddDatabase(other.get());
     otherTr.StartTransaction();
     otherTr.ExecSQLImmediate("update GEN_T set NAME = 'fremd' where ID = 3");
     otherTr.ExecSQLImmediate("delete from GEN_T where ID = 2");
     otherTr.Commit();
-    other.Close();
+    other->Close();
     ds->Refresh();
     EXPECT_EQ(ds->RecordCount(), 4);
     EXPECT_NE(ds->FieldByName("ID")->AsInteger(), 2);
@@ -408,21 +395,17 @@ TEST_F(UpdateCycleTest, TheGeneratorCacheHandsOutReservedBlocks)
     tr->Rollback();
     db->Close();
     EXPECT_TRUE(QFileInfo::exists(file));
-    TpFIBDatabase again;
-    again.SetLibraryName(ClientLibraryName);
-    again.SetDBName(Path());
-    again.SetSQLDialect(3);
-    SetLoginParams(again);
-    again.GeneratorsCache.UseGeneratorCache = ugcForAll;
-    again.GeneratorsCache.CacheFileName = file;
-    again.Open();
-    EXPECT_EQ(again.Gen_Id("GEN_GEN_T_ID", 1), start + 12);
+    auto again = MakeTestDatabase(Path(), QString());
+    again->GeneratorsCache.UseGeneratorCache = ugcForAll;
+    again->GeneratorsCache.CacheFileName = file;
+    again->Open();
+    EXPECT_EQ(again->Gen_Id("GEN_GEN_T_ID", 1), start + 12);
     // Read once: a second reader of the file finds nothing to hand out again.
     TGeneratorsCache other;
     other.CacheFileName = file;
     other.UseGeneratorCache = ugcForAll;
     EXPECT_FALSE(other.Take(QStringLiteral("GEN_GEN_T_ID")).has_value());
-    again.Close();
+    again->Close();
     db->Open();
     tr->StartTransaction();
 }

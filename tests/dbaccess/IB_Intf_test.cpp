@@ -9,8 +9,6 @@
 #include <dlfcn.h>
 
 namespace {
-const QString CRLF = QStringLiteral("\r\n");
-
 QString FakeClient(int level)
 {
     return QStringLiteral(FAKE_CLIENT_DIR "/libfakeclient%1.so").arg(level);
@@ -108,7 +106,7 @@ TEST(ClientLibrary, GenerationsAreProbedByTheirEntryPoints)
 
 TEST(ClientLibrary, StatusErrorTextAssembly)
 {
-    const std::uint8_t saved = ErrorDisplayFlags();
+    TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
     IIBClientLibraryRef newer = AcquireClientLibrary(FakeClient(6));
     TComponent sender;
@@ -148,7 +146,6 @@ TEST(ClientLibrary, StatusErrorTextAssembly)
     SetFakeTexts(FakeClient(6), "foo", "bar");
     e = CaptureStatusError(newer.get());
     EXPECT_EQ(e.Message(), "Bar." + CRLF);
-    SetErrorDisplayFlags(saved);
 }
 
 // ---------------------------------------------------------------- repairs
@@ -171,7 +168,7 @@ TEST(ClientLibraryRepairs, DisplayFlagsAreReadOncePerError)
 {
     // Another thread switching the flags while an error is assembled must not give
     // an error whose parts were gathered under one setting and joined under another.
-    const std::uint8_t saved = ErrorDisplayFlags();
+    TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
     IIBClientLibraryRef newer = AcquireClientLibrary(FakeClient(6));
     TComponent sender;
@@ -180,7 +177,6 @@ TEST(ClientLibraryRepairs, DisplayFlagsAreReadOncePerError)
     SetInterpretHook(FakeClient(6), &SwitchFlagsOff);
     const EFIBInterBaseError e = CaptureStatusError(newer.get(), &sender);
     SetInterpretHook(FakeClient(6), nullptr);
-    SetErrorDisplayFlags(saved);
 
     EXPECT_EQ(e.SQLMessage, "Sql text." + CRLF);
     EXPECT_EQ(e.IBMessage, "SQL error state =42000" + CRLF + "Status text." + CRLF);

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 
-#include <QRandomGenerator>
-
 TEST(SqlText, StatementKinds)
 {
     EXPECT_EQ(TSQLParser("select * from t").Kind, skSelect);
@@ -181,40 +179,4 @@ TEST(SqlText, PlanSectionAndSetPlan)
     EXPECT_EQ(p.SetPlan("(t index (ix))"), "select * from t where a = 1 PLAN (t index (ix)) order by a");
     TSQLParser q("select * from t order by a");
     EXPECT_EQ(q.SetPlan("(t natural)"), "select * from t PLAN (t natural)\r\norder by a");
-}
-
-// Random text of SQL-ish characters must never crash the scanner or read outside the text.
-TEST(SqlText, RandomTextNeverBreaksTheScanner)
-{
-    const QString alphabet = QStringLiteral("selct FROMWHEREorderby()'\"-*/,;^\r\n\t joinONplan\x01");
-    QRandomGenerator rng(4711);
-    for (int round = 0; round < 3000; ++round) {
-        QString text;
-        const int n = int(rng.bounded(60));
-        for (int i = 0; i < n; ++i)
-            text += alphabet[int(rng.bounded(int(alphabet.size())))];
-        const QString sql = (round % 3 == 0 ? QStringLiteral("select ") : QString()) + text;
-        TSQLParser p(sql);
-        int a = 0, b = 0;
-        QString c;
-        p.FromSection(a, b);
-        EXPECT_LE(b, p.TextLength + 1);
-        p.WhereSection(int(rng.bounded(3)), a, c, b);
-        EXPECT_LE(c.size(), sql.size());
-        p.WhereCount();
-        p.MainWhereIndex();
-        p.OrderBySection(a, b, c);
-        p.AddCondition("x=1", rng.bounded(2) == 0);
-        p.SetOrderBy("a");
-        p.SetPlan("(t natural)");
-        p.CountStatement();
-        p.TableList(rng.bounded(2) == 0);
-        p.MainTable();
-        RemoveComments(sql);
-        RemoveBracketedParts(sql, false);
-        JoinsToList(sql);
-        ReverseOrder(sql);
-        InsertFirst(sql, 3);
-        TableOfFromEntry(sql);
-    }
 }

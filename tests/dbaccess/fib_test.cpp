@@ -1,21 +1,13 @@
 // Error vocabulary of the database layer: message rows, composed exception texts,
 // the status vector walk.
 
+#include "DbTestSupport.h"
 #include "dbaccess/FIBComponent.h"
 #include "dbaccess/fib.h"
 
 #include <gtest/gtest.h>
 
 #include <thread>
-
-namespace {
-const QString CRLF = QStringLiteral("\r\n");
-
-struct FlagsGuard {
-    std::uint8_t Saved = ErrorDisplayFlags();
-    ~FlagsGuard() { SetErrorDisplayFlags(Saved); }
-};
-}  // namespace
 
 TEST(FIBErrors, MessageRowsAndFormatting)
 {
@@ -38,7 +30,7 @@ TEST(FIBErrors, MessageRowsAndFormatting)
 
 TEST(FIBErrors, ClientErrorsCarryRowAndText)
 {
-    FlagsGuard guard;
+    TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
     try {
         RaiseClientError(fibceDPBConstantUnknown, {"foo"});
@@ -82,7 +74,7 @@ TEST(FIBErrors, ClientErrorsCarryRowAndText)
 
 TEST(FIBErrors, TextIsComposedUnderTheFlagsOfItsTime)
 {
-    FlagsGuard guard;
+    TErrorFlagsGuard guard;
     TComponent raiser;
     raiser.SetName("TR1");
 
