@@ -15,6 +15,7 @@
 #include <initializer_list>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 
 inline const QString ClientLibraryName = QStringLiteral("libfbclient.so.2");
 inline const QString TestPassword = QStringLiteral("masterkey");
@@ -140,6 +141,19 @@ bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 5000);
 
 // The message of whatever fn throws; empty when it throws nothing.
 QString ThrownMessage(const std::function<void()>& fn);
+
+// The exception of type E that fn throws; empty, and a failure of the test, when it throws none.
+template <class E>
+std::optional<E> Caught(const std::function<void()>& fn)
+{
+    try {
+        fn();
+    } catch (const E& e) {
+        return e;
+    }
+    ADD_FAILURE() << "no exception";
+    return std::nullopt;
+}
 
 // A Firebird server of its own on 127.0.0.1, started from a private configuration
 // folder with its own security database. Reason() tells why Start() failed.

@@ -190,15 +190,12 @@ TEST_F(EmbeddedDatabase, ConnectLearnsAboutTheServerAndDisconnects)
 TEST_F(EmbeddedDatabase, FailedConnectsLeaveNoHandle)
 {
     auto db = MakeDb(sFile->FilePath("does-not-exist.fdb"));
-    try {
-        db->Open();
-        FAIL() << "connected to a missing file";
-    } catch (const EFIBInterBaseError& e) {
-        EXPECT_LT(e.SQLCode, 0);
-        EXPECT_NE(e.IBErrorCode, 0);
-        EXPECT_TRUE(e.Message().contains("does-not-exist.fdb")) << e.Message().toStdString();
-        EXPECT_TRUE(e.Message().startsWith("DB1:" + CRLF));
-    }
+    const auto e = Caught<EFIBInterBaseError>([&] { db->Open(); });
+    ASSERT_TRUE(e) << "connected to a missing file";
+    EXPECT_LT(e->SQLCode, 0);
+    EXPECT_NE(e->IBErrorCode, 0);
+    EXPECT_TRUE(e->Message().contains("does-not-exist.fdb")) << e->Message().toStdString();
+    EXPECT_TRUE(e->Message().startsWith("DB1:" + CRLF));
     EXPECT_FALSE(db->Connected());
 
     db = MakeDb();
@@ -214,20 +211,6 @@ TEST_F(EmbeddedDatabase, FailedConnectsLeaveNoHandle)
     db->DBParams().Delete(db->DBParams().Count() - 1);
     db->Open();
     EXPECT_TRUE(db->Connected());
-    db->Close();
-}
-
-TEST_F(EmbeddedDatabase, DialectIsLoweredToTheDatabases)
-{
-    auto db = MakeDb(Dialect1Path());
-    db->SetSQLDialect(3);
-    db->Open();
-    EXPECT_EQ(db->SQLDialect(), 1);
-    EXPECT_EQ(db->DBSQLDialect(), 1);
-    EXPECT_EQ(ThrownMessage([&] { db->SetSQLDialect(3); }), "SQL Dialect invalid");
-    EXPECT_EQ(ThrownMessage([&] { db->SetSQLDialect(0); }), "SQL Dialect invalid");
-    // Dialect 1 asks the server for a DATE, which carries the time there.
-    EXPECT_LT(std::abs(db->ClockOffset()), 60.0 / 86400.0);
     db->Close();
 }
 
@@ -467,7 +450,7 @@ TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
     EXPECT_TRUE(output.contains("closed at exit")) << output.toStdString();
 }
 
-TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
+TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUserAndTheDialectIsLowered)
 {
     QStandardPaths::setTestModeEnabled(true);
     const QString alias = QStringLiteral("OrvexTest%1").arg(QCoreApplication::applicationPid());
@@ -477,11 +460,17 @@ TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUser)
     EXPECT_FALSE(unknown->ApplyAliasParams());
     EXPECT_TRUE(unknown->DBName().isEmpty());
 
-    // A connect under an alias stores its values for the next time.
+    // A connect under an alias stores its values for the next time; the dialect
+    // asked for is lowered to the database's.
     auto first = MakeDb(Dialect1Path());
-    first->SetSQLDialect(3);
     first->SetAliasName(alias);
     first->Open();
+    EXPECT_EQ(first->SQLDialect(), 1);
+    EXPECT_EQ(first->DBSQLDialect(), 1);
+    EXPECT_EQ(ThrownMessage([&] { first->SetSQLDialect(3); }), "SQL Dialect invalid");
+    EXPECT_EQ(ThrownMessage([&] { first->SetSQLDialect(0); }), "SQL Dialect invalid");
+    // Dialect 1 asks the server for a DATE, which carries the time there.
+    EXPECT_LT(std::abs(first->ClockOffset()), 60.0 / 86400.0);
     first->Close();
 
     auto second = std::make_unique<TpFIBDatabase>();

@@ -590,12 +590,8 @@ TEST_F(QueryTest, ClockOffsetIsMeasuredThroughTheStatementLayer)
 TEST_F(QueryTest, CallsThatNeedAStatementHandleSaySoWithoutOne)
 {
     const auto invalidHandle = [](TFIBQuery& q) {
-        try {
-            q.RowsAffected();
-        } catch (const EFIBClientError& e) {
-            return e.SQLCode == 27 && e.Message().endsWith("Q:Invalid statement handle.");
-        }
-        return false;
+        const auto e = Caught<EFIBClientError>([&] { q.RowsAffected(); });
+        return e && e->SQLCode == 27 && e->Message().endsWith("Q:Invalid statement handle.");
     };
     // Never prepared, freed after use, and run directly without a handle.
     auto q = Query("update T set B = 'x'");

@@ -90,13 +90,10 @@ TEST_F(ServerDatabase, WrongPasswordIsRefused)
 {
     auto db = MakeDb();
     db->ConnectParams().SetPassword("wrong");
-    try {
-        db->Open();
-        FAIL() << "connected with a wrong password";
-    } catch (const EFIBInterBaseError& e) {
-        EXPECT_TRUE(e.Message().contains("user name and password")) << e.Message().toStdString();
-        EXPECT_EQ(e.SQLState, "28000");
-    }
+    const auto refused = Caught<EFIBInterBaseError>([&] { db->Open(); });
+    ASSERT_TRUE(refused) << "connected with a wrong password";
+    EXPECT_TRUE(refused->Message().contains("user name and password")) << refused->Message().toStdString();
+    EXPECT_EQ(refused->SQLState, "28000");
     EXPECT_FALSE(db->Connected());
     // The password is a parameter line: changing it makes the next connect use it.
     db->ConnectParams().SetPassword(TestPassword);

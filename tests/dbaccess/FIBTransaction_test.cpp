@@ -106,12 +106,9 @@ TEST_F(EmbeddedTransaction, StartCommitAndTheWrongStates)
     EXPECT_EQ(tr->State(), tsClosed);
     EXPECT_EQ(tr->TransactionID(), 0);
     EXPECT_EQ(Rows(), 1);
-    try {
-        tr->Commit();
-        FAIL() << "second commit accepted";
-    } catch (const EFIBClientError& e) {
-        EXPECT_EQ(e.SQLCode, 15);
-    }
+    const auto again = Caught<EFIBClientError>([&] { tr->Commit(); });
+    ASSERT_TRUE(again) << "second commit accepted";
+    EXPECT_EQ(again->SQLCode, 15);
     // Only with AutoReconnect does a statement connect and start on its own.
     db->Close();
     db->AutoReconnect = true;

@@ -27,13 +27,8 @@ void SetFakeTexts(const QString& library, const char* sqlText, const char* piece
 
 EFIBInterBaseError CaptureStatusError(IIBClientLibrary* lib, const TComponent* sender = nullptr)
 {
-    try {
-        RaiseStatusError(lib, sender);
-    } catch (const EFIBInterBaseError& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no exception";
-    return EFIBInterBaseError(0, nullptr, {}, {});
+    return Caught<EFIBInterBaseError>([&] { RaiseStatusError(lib, sender); })
+        .value_or(EFIBInterBaseError(0, nullptr, {}, {}));
 }
 }  // namespace
 
@@ -104,6 +99,20 @@ TEST(ClientLibrary, GenerationsAreProbedByTheirEntryPoints)
     EXPECT_FALSE(newer->HasEntryPoint(fibep_isc_get_client_major_version));
 }
 
+namespace {
+void SwitchFlagsOff() { SetErrorDisplayFlags(0); }
+
+void SetInterpretHook(const QString& library, void (*hook)())
+{
+    void* handle = dlopen(library.toLocal8Bit().constData(), RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(handle, nullptr);
+    auto set = reinterpret_cast<void (*)(void (*)())>(dlsym(handle, "fake_set_interpret_hook"));
+    ASSERT_NE(set, nullptr);
+    set(hook);
+    dlclose(handle);
+}
+}  // namespace
+
 TEST(ClientLibrary, StatusErrorTextAssembly)
 {
     TErrorFlagsGuard guard;
@@ -146,46 +155,23 @@ TEST(ClientLibrary, StatusErrorTextAssembly)
     SetFakeTexts(FakeClient(6), "foo", "bar");
     e = CaptureStatusError(newer.get());
     EXPECT_EQ(e.Message(), "Bar." + CRLF);
-}
 
-// ---------------------------------------------------------------- repairs
-
-namespace {
-void SwitchFlagsOff() { SetErrorDisplayFlags(0); }
-
-void SetInterpretHook(const QString& library, void (*hook)())
-{
-    void* handle = dlopen(library.toLocal8Bit().constData(), RTLD_NOW | RTLD_NOLOAD);
-    ASSERT_NE(handle, nullptr);
-    auto set = reinterpret_cast<void (*)(void (*)())>(dlsym(handle, "fake_set_interpret_hook"));
-    ASSERT_NE(set, nullptr);
-    set(hook);
-    dlclose(handle);
-}
-}  // namespace
-
-TEST(ClientLibraryRepairs, DisplayFlagsAreReadOncePerError)
-{
     // Another thread switching the flags while an error is assembled must not give
     // an error whose parts were gathered under one setting and joined under another.
-    TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
-    IIBClientLibraryRef newer = AcquireClientLibrary(FakeClient(6));
-    TComponent sender;
-    sender.SetName("DB1");
     SetFakeTexts(FakeClient(6), "sql text", "status text");
     SetInterpretHook(FakeClient(6), &SwitchFlagsOff);
-    const EFIBInterBaseError e = CaptureStatusError(newer.get(), &sender);
+    e = CaptureStatusError(newer.get(), &sender);
     SetInterpretHook(FakeClient(6), nullptr);
-
     EXPECT_EQ(e.SQLMessage, "Sql text." + CRLF);
     EXPECT_EQ(e.IBMessage, "SQL error state =42000" + CRLF + "Status text." + CRLF);
     EXPECT_EQ(e.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage);
     // Texts set later are composed under the same flags.
-    EFIBInterBaseError copy = e;
-    copy.SetMessageBody("Body");
-    EXPECT_EQ(copy.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage + "Body");
+    e.SetMessageBody("Body");
+    EXPECT_EQ(e.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage + "Body");
 }
+
+// ---------------------------------------------------------------- repairs
 
 TEST(ClientLibraryRepairs, AnEmptyLibraryNameSaysNoLibraryIsConfigured)
 {

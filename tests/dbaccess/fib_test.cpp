@@ -32,44 +32,28 @@ TEST(FIBErrors, ClientErrorsCarryRowAndText)
 {
     TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
-    try {
-        RaiseClientError(fibceDPBConstantUnknown, {"foo"});
-        FAIL() << "no exception";
-    } catch (const EFIBClientError& e) {
-        EXPECT_EQ(e.SQLCode, 9);
-        EXPECT_EQ(e.Message(), "DPB Constant (foo) is unknown.");
-        EXPECT_STREQ(e.what(), "DPB Constant (foo) is unknown.");
-    }
-    try {
-        RaiseClientErrorText("custom %d", {42});
-        FAIL() << "no exception";
-    } catch (const EFIBError& e) {
-        EXPECT_EQ(e.SQLCode, -1);
-        EXPECT_EQ(e.Message(), "custom 42");
-    }
+    const auto unknown = Caught<EFIBClientError>([] { RaiseClientError(fibceDPBConstantUnknown, {"foo"}); });
+    ASSERT_TRUE(unknown);
+    EXPECT_EQ(unknown->SQLCode, 9);
+    EXPECT_EQ(unknown->Message(), "DPB Constant (foo) is unknown.");
+    EXPECT_STREQ(unknown->what(), "DPB Constant (foo) is unknown.");
+    const auto custom = Caught<EFIBError>([] { RaiseClientErrorText("custom %d", {42}); });
+    ASSERT_TRUE(custom);
+    EXPECT_EQ(custom->SQLCode, -1);
+    EXPECT_EQ(custom->Message(), "custom 42");
 
     TComponent named;
     named.SetName("DB1");
-    try {
-        RaiseClientError(fibceDatabaseClosed, {"DB1"}, &named);
-        FAIL() << "no exception";
-    } catch (const EFIBClientError& e) {
-        EXPECT_EQ(e.RaiserName, "DB1");
-        EXPECT_EQ(e.Raiser, &named);
-        EXPECT_EQ(e.Message(), "DB1:" + CRLF + "DB1: Cannot perform operation -- DB is not open.");
-    }
+    const auto closed = Caught<EFIBClientError>([&] { RaiseClientError(fibceDatabaseClosed, {"DB1"}, &named); });
+    ASSERT_TRUE(closed);
+    EXPECT_EQ(closed->RaiserName, "DB1");
+    EXPECT_EQ(closed->Raiser, &named);
+    EXPECT_EQ(closed->Message(), "DB1:" + CRLF + "DB1: Cannot perform operation -- DB is not open.");
     // A one-character raiser name is not put in front.
     named.SetName("X");
-    EXPECT_THROW(
-        {
-            try {
-                RaiseClientError(fibceDatabaseOpen, {}, &named);
-            } catch (const EFIBError& e) {
-                EXPECT_EQ(e.Message(), "Cannot perform operation -- DB is currently open.");
-                throw;
-            }
-        },
-        EFIBClientError);
+    const auto opened = Caught<EFIBClientError>([&] { RaiseClientError(fibceDatabaseOpen, {}, &named); });
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(opened->Message(), "Cannot perform operation -- DB is currently open.");
 }
 
 TEST(FIBErrors, TextIsComposedUnderTheFlagsOfItsTime)
