@@ -57,10 +57,8 @@ TEST(DatabaseParams, NamesValuesAndBytes)
     EXPECT_EQ(ThrownMessage([] { DPB({"isc_dpb_journal=1"}); }), "DPB Constant (isc_dpb_journal) is unsupported.");
     EXPECT_EQ(ThrownMessage([] { DPB({"Force=1"}); }), "DPB Constant (isc_dpb_force) is unsupported.");
     EXPECT_THROW(DPB({"num_buffers=many"}), EConvertError);
-}
 
-TEST(DatabaseParams, ShutdownFlags)
-{
+    // Shutdown flags by name or number.
     EXPECT_EQ(DPB({"shutdown=single,force"}), Bytes({1, 50, 1, 48 | 8}));
     EXPECT_EQ(DPB({"shutdown="}), Bytes({1, 50, 0}));
     EXPECT_EQ(ShutdownFlags("attachment;transaction"), 6);
@@ -99,14 +97,13 @@ TEST(DatabaseParams, ConnectParamsViewTheLines)
 TEST(DatabaseParams, ServerVersionText)
 {
     int major, minor, release, build;
-    ParseServerVersion("LI-V3.0.11.33637 Firebird 3.0", major, minor, release, build);
-    EXPECT_EQ(std::tuple(major, minor, release, build), std::tuple(3, 0, 11, 33637));
-    ParseServerVersion("WI-V2.5", major, minor, release, build);
-    EXPECT_EQ(std::tuple(major, minor, release, build), std::tuple(2, 5, 0, 0));
-    ParseServerVersion("LI-V3..1", major, minor, release, build);
-    EXPECT_EQ(std::tuple(major, minor, release, build), std::tuple(3, 0, 1, 0));
-    ParseServerVersion("", major, minor, release, build);
-    EXPECT_EQ(std::tuple(major, minor, release, build), std::tuple(0, 0, 0, 0));
+    const std::pair<const char*, std::tuple<int, int, int, int>> versions[] = {
+        {"LI-V3.0.11.33637 Firebird 3.0", {3, 0, 11, 33637}}, {"WI-V2.5", {2, 5, 0, 0}},
+        {"LI-V3..1", {3, 0, 1, 0}}, {"", {0, 0, 0, 0}}};
+    for (const auto& [text, expected] : versions) {
+        ParseServerVersion(text, major, minor, release, build);
+        EXPECT_EQ(std::tuple(major, minor, release, build), expected) << text;
+    }
 }
 
 // ---------------------------------------------------------------- embedded

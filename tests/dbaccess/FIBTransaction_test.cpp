@@ -197,22 +197,7 @@ TEST_F(EmbeddedTransaction, FailingCommitWithAndWithoutForce)
     EXPECT_EQ(Rows(), 1);
 }
 
-TEST_F(EmbeddedTransaction, TimeoutEndsAnIdleTransaction)
-{
-    int timeouts = 0;
-    tr->TimeoutAction = TACommit;
-    tr->OnTimeout = [&](TComponent*) { ++timeouts; };
-    tr->StartTransaction();
-    tr->ExecSQLImmediate("insert into T values (1, 'timed')");
-    tr->SetTimeout(100);
-    ASSERT_TRUE(WaitFor([&] { return !tr->Active(); }));
-    EXPECT_EQ(timeouts, 1);
-    EXPECT_EQ(Rows(), 1);
-    tr->SetTimeout(0);
-    EXPECT_EQ(tr->Timeout(), 0);
-}
-
-TEST_F(EmbeddedTransaction, HooksListsAndLinksInOrder)
+TEST_F(EmbeddedTransaction, HooksListsLinksAndTheLoggerInOrder)
 {
     std::vector<QString> events;
     db->BeforeStartTransaction = [&](TFIBDatabase*, TFIBTransaction*) { events.push_back("db before start"); };
@@ -239,8 +224,11 @@ TEST_F(EmbeddedTransaction, HooksListsAndLinksInOrder)
     link.OnTransactionEnding = [&] { events.push_back("link ending"); };
     link.OnTransactionEnded = [&] { events.push_back("link ended"); };
     link.SetTransaction(tr.get());
+    TRecordingLogger logger;
+    db->SQLLogger = &logger;
 
     tr->StartTransaction();
+    const int id = tr->TransactionID();
     tr->CommitRetaining();
     EXPECT_EQ(events, (std::vector<QString>{"db before start", "before start", "link starting", "before-start list",
                                             "link started", "after start", "db after start", "db before end 3 0",
@@ -248,6 +236,19 @@ TEST_F(EmbeddedTransaction, HooksListsAndLinksInOrder)
                                             "after end", "db after end"}));
     link.SetTransaction(nullptr);
     tr->Rollback();
+    // The logger heard the starts and ends, then the connection's own steps.
+    db->Close();
+    db->Open();
+    db->SQLLogger = nullptr;
+    const QString params = "TransactionParams:" + CRLF + "write" + CRLF + "isc_tpb_nowait" + CRLF + "read_committed" +
+                           CRLF + "rec_version";
+    const QStringList own = logger.Lines.filter(QRegularExpression("^(TR1|DB1)\\|"));
+    ASSERT_EQ(own.size(), 5) << own.join("\n").toStdString();
+    EXPECT_EQ(own[0], QStringLiteral("TR1|StartTransaction(TransactionID=%1)|%2|%3").arg(id).arg(params).arg(lfTransact));
+    EXPECT_EQ(own[1], QStringLiteral("TR1|CommitRetaining(TransactionID=%1) |%2|%3").arg(id).arg(params).arg(lfTransact));
+    EXPECT_TRUE(own[2].startsWith("TR1|RollBack(TransactionID="));
+    EXPECT_EQ(own[3], QStringLiteral("DB1|Disconnect||%1").arg(lfConnect));
+    EXPECT_EQ(own[4], QStringLiteral("DB1|Connect||%1").arg(lfConnect));
 }
 
 TEST_F(EmbeddedTransaction, DatabasesOfATransaction)
@@ -341,28 +342,6 @@ TEST_F(EmbeddedTransaction, TextTravelsInTheConnectionCharacterSet)
     tr->ExecSQLImmediate("insert into T values (2, '" + word + "')");
     tr->Commit();
     EXPECT_EQ(db->QueryValue("select count(*) from T where TXT = '" + word + "'").toInt(), 2);
-}
-
-TEST_F(EmbeddedTransaction, LoggerHearsConnectsStartsAndEnds)
-{
-    TRecordingLogger logger;
-    db->SQLLogger = &logger;
-    tr->StartTransaction();
-    const int id = tr->TransactionID();
-    tr->CommitRetaining();
-    tr->Rollback();
-    db->Close();
-    db->Open();
-    db->SQLLogger = nullptr;
-    const QString params = "TransactionParams:" + CRLF + "write" + CRLF + "isc_tpb_nowait" + CRLF + "read_committed" +
-                           CRLF + "rec_version";
-    const QStringList own = logger.Lines.filter(QRegularExpression("^(TR1|DB1)\\|"));
-    ASSERT_EQ(own.size(), 5) << own.join("\n").toStdString();
-    EXPECT_EQ(own[0], QStringLiteral("TR1|StartTransaction(TransactionID=%1)|%2|%3").arg(id).arg(params).arg(lfTransact));
-    EXPECT_EQ(own[1], QStringLiteral("TR1|CommitRetaining(TransactionID=%1) |%2|%3").arg(id).arg(params).arg(lfTransact));
-    EXPECT_TRUE(own[2].startsWith("TR1|RollBack(TransactionID="));
-    EXPECT_EQ(own[3], QStringLiteral("DB1|Disconnect||%1").arg(lfConnect));
-    EXPECT_EQ(own[4], QStringLiteral("DB1|Connect||%1").arg(lfConnect));
 }
 
 TEST_F(EmbeddedTransaction, LinksFollowDefaultsAndKeepTheirSlots)
@@ -559,13 +538,24 @@ struct SlowFetch {
 };
 }  // namespace
 
-TEST_F(EmbeddedTransaction, AFetchCountsAsActivityOfTheTransactionAndTheConnection)
+TEST_F(EmbeddedTransaction, TheTimeoutEndsAnIdleTransactionAndAFetchCountsAsActivity)
 {
+    int timeouts = 0;
+    tr->TimeoutAction = TACommit;
+    tr->OnTimeout = [&](TComponent*) { ++timeouts; };
+    tr->StartTransaction();
+    tr->ExecSQLImmediate("insert into T values (9999, 'timed')");
+    tr->SetTimeout(100);
+    ASSERT_TRUE(WaitFor([&] { return !tr->Active(); }));
+    EXPECT_EQ(timeouts, 1);
+    EXPECT_EQ(Rows(), 1);
+    tr->SetTimeout(0);
+    EXPECT_EQ(tr->Timeout(), 0);
+
     Exec("execute block as declare i integer = 0; begin while (i < 5000) do begin "
          "insert into T values (:i, 'row'); i = i + 1; end end");
     tr->TimeoutAction = TARollback;
-    int timeouts = 0;
-    tr->OnTimeout = [&](TComponent*) { ++timeouts; };
+    timeouts = 0;
     tr->SetTimeout(100);
     tr->StartTransaction();
     TFIBQuery q;

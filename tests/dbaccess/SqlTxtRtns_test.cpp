@@ -34,7 +34,7 @@ TEST(SqlText, WordGuards)
     EXPECT_TRUE(WordAt("FROM", "a fRoM b", 3));
 }
 
-TEST(SqlText, FromAndWhereSectionsIgnoreLiteralsAndComments)
+TEST(SqlText, SectionsIgnoreLiteralsAndCommentsAndEndAtTheirBracket)
 {
     TSQLParser p("select 'from x' as a, \"FROM\" /* from */ from t -- where\r\n where b = 1 order by a");
     int start = 0, end = 0;
@@ -46,19 +46,22 @@ TEST(SqlText, FromAndWhereSectionsIgnoreLiteralsAndComments)
     p.WhereSection(1, start, clause, end);
     EXPECT_EQ(clause, "b = 1");
     EXPECT_EQ(p.Text.mid(start - 1, 5), "where");
-}
 
-TEST(SqlText, SubSelectWhereCountsButEndsAtItsBracket)
-{
-    TSQLParser p("select a from t where x in (select b from u where y=1)");
-    EXPECT_EQ(p.WhereCount(), 2);
-    EXPECT_EQ(p.MainWhereIndex(), 1);
-    int start = 0, end = 0;
-    QString clause;
-    p.WhereSection(2, start, clause, end);
+    // A sub-select's WHERE counts but ends at its bracket.
+    TSQLParser sub("select a from t where x in (select b from u where y=1)");
+    EXPECT_EQ(sub.WhereCount(), 2);
+    EXPECT_EQ(sub.MainWhereIndex(), 1);
+    sub.WhereSection(2, start, clause, end);
     EXPECT_EQ(clause, "y=1");
-    p.WhereSection(1, start, clause, end);
+    sub.WhereSection(1, start, clause, end);
     EXPECT_EQ(clause, "x in (select b from u where y=1)");
+
+    TSQLParser plan("select * from t where a = 1 plan (t natural) order by a");
+    plan.PlanSection(1, start, clause, end);
+    EXPECT_EQ(clause, "(t natural)");
+    EXPECT_EQ(plan.SetPlan("(t index (ix))"), "select * from t where a = 1 PLAN (t index (ix)) order by a");
+    plan.SetText("select * from t order by a");
+    EXPECT_EQ(plan.SetPlan("(t natural)"), "select * from t PLAN (t natural)\r\norder by a");
 
     // Only a sub-select's WHERE: the new condition goes behind the FROM section.
     TSQLParser inner("select a, (select max(b) from u where y=1) as m from t order by a");
@@ -67,7 +70,7 @@ TEST(SqlText, SubSelectWhereCountsButEndsAtItsBracket)
               "select a, (select max(b) from u where y=1) as m from t \r\n WHERE a > 0\r\norder by a");
 }
 
-TEST(SqlText, AddConditionKeepsTheOldClauseInBrackets)
+TEST(SqlText, RewritesKeepTheOldClauseInBracketsAndTheRestInPlace)
 {
     TSQLParser p("select * from t where a = 1 or b = 2 order by a");
     EXPECT_EQ(p.AddCondition("c = 3", false), "select * from t where( a = 1 or b = 2 ) and ( c = 3 ) order by a");
@@ -77,17 +80,14 @@ TEST(SqlText, AddConditionKeepsTheOldClauseInBrackets)
     // A last word that is part of the condition ends at the text's end.
     TSQLParser r("select * from t where a = b");
     EXPECT_EQ(r.AddCondition("c = 1", false), "select * from t where( a = b ) and ( c = 1 )");
-}
 
-TEST(SqlText, SetWhereAndOrderBy)
-{
-    TSQLParser p("select * from t where a = 1\r\norder by b");
+    p.SetText("select * from t where a = 1\r\norder by b");
     EXPECT_EQ(p.SetWhere(1, "x = 2"), "select * from t \r\nWHERE x = 2\r\norder by b");
     EXPECT_EQ(p.SetWhere(1, ""), "select * from t \r\n\r\norder by b");
     EXPECT_EQ(p.SetWhere(5, "x = 2"), p.Text);
     EXPECT_EQ(p.SetOrderBy("c desc"), "select * from t where a = 1\r\nORDER BY c desc");
     EXPECT_EQ(p.SetOrderBy("  "), "select * from t where a = 1\r\n");
-    TSQLParser q("select * from t  ");
+    q.SetText("select * from t  ");
     EXPECT_EQ(q.SetOrderBy(" "), "select * from t  ");
     EXPECT_EQ(q.SetOrderBy("a"), "select * from t\r\nORDER BY a");
     EXPECT_EQ(q.SetMainWhere("k = 1"), "select * from t  \r\n WHERE k = 1\r\n");
@@ -95,11 +95,8 @@ TEST(SqlText, SetWhereAndOrderBy)
     QString clause;
     p.OrderBySection(start, end, clause);
     EXPECT_EQ(clause, " b");   // all behind BY
-}
 
-TEST(SqlText, CountAndFirst)
-{
-    TSQLParser p("select a, b from t where a > 1 order by a");
+    p.SetText("select a, b from t where a > 1 order by a");
     EXPECT_EQ(p.CountStatement(), "Select Count(*) from t \r\n WHERE a > 1");
     EXPECT_EQ(TSQLParser("update t set a = 1").CountStatement(), "");
     EXPECT_EQ(InsertFirst("select a from t", 10), "select FIRST 10  a from t");
@@ -119,10 +116,6 @@ TEST(SqlText, TablesOfSelectsWithJoinsAndDerivedTables)
     EXPECT_EQ(TSQLParser("update Messdaten m set a = 1").TableList(false), QStringList({"Messdaten m"}));
     EXPECT_EQ(MainTableName("select * from messdaten m where 1=1", false), "MESSDATEN");
     EXPECT_EQ(MainTableName("insert into Auftraege (a) values (1)", true), "Auftraege");
-}
-
-TEST(SqlText, MainTableByKind)
-{
     EXPECT_EQ(TSQLParser("update T1 x set a = 1").MainTable(), "T1 x");
     EXPECT_EQ(TSQLParser("update T1 set a = 1").MainTable(), "T1");
     EXPECT_EQ(TSQLParser("insert into \"My Table\"(a) values (1)").MainTable(), "\"My Table\"");
@@ -167,16 +160,4 @@ TEST(SqlText, FreeRoutines)
 
     EXPECT_EQ(JoinsToList("a JOIN b ON a.x = b.x LEFT JOIN c ON c.y = b.y"), "a , b , c ");
     EXPECT_EQ(JoinsToList("a, b"), "a, b");
-}
-
-TEST(SqlText, PlanSectionAndSetPlan)
-{
-    TSQLParser p("select * from t where a = 1 plan (t natural) order by a");
-    int start = 0, end = 0;
-    QString clause;
-    p.PlanSection(1, start, clause, end);
-    EXPECT_EQ(clause, "(t natural)");
-    EXPECT_EQ(p.SetPlan("(t index (ix))"), "select * from t where a = 1 PLAN (t index (ix)) order by a");
-    TSQLParser q("select * from t order by a");
-    EXPECT_EQ(q.SetPlan("(t natural)"), "select * from t PLAN (t natural)\r\norder by a");
 }
