@@ -141,6 +141,12 @@ TEST(DataSet, EmptyResultHasEofAndBofAndKeepsItsFields)
     ds->Last();
     EXPECT_TRUE(ds->Eof() && ds->Bof());
     EXPECT_NE(ErrorText([&] { ds->Delete(); }).indexOf(QStringLiteral("empty dataset")), -1);
+    // Edit of an empty dataset becomes an insert; its cancel leaves it empty.
+    ds->Edit();
+    EXPECT_EQ(ds->State(), dsInsert);
+    ds->Cancel();
+    EXPECT_TRUE(ds->IsEmpty());
+    EXPECT_TRUE(ds->Eof() && ds->Bof());
     ds->Close();
     EXPECT_FALSE(ds->Active());
     EXPECT_EQ(ds->State(), dsInactive);
@@ -299,43 +305,7 @@ TEST(DataSetEditing, InsertPostFiresEventsInOrderAndPlacesTheRow)
     EXPECT_EQ(ds->Cell(4, 0).toInt(), 100);
 }
 
-TEST(DataSetEditing, CancelRestoresTheRowAndThePosition)
-{
-    Log log;  // outlives the dataset, whose closing it records
-    auto ds = MakeTable(3);
-    ds->Open();
-    ds->Next();
-    TField* name = ds->FieldByName(QStringLiteral("NAME"));
-    HookEvents(*ds, log);
-    ds->Edit();
-    EXPECT_EQ(ds->State(), dsEdit);
-    name->SetAsString(QStringLiteral("geändert"));
-    EXPECT_EQ(name->AsString(), QStringLiteral("geändert"));
-    EXPECT_EQ(ds->Cell(1, 1).toString(), QStringLiteral("berta"));  // not stored before Post
-    ds->Cancel();
-    EXPECT_EQ(log, (Log{"BeforeEdit", "AfterEdit", "BeforeCancel", "AfterCancel"}));
-    EXPECT_EQ(name->AsString(), QStringLiteral("berta"));
-    EXPECT_EQ(ds->RecNo(), 2);
-
-    // A cancelled insert returns to the row it started from.
-    ds->Last();
-    ds->Insert();
-    ds->FieldByName(QStringLiteral("ID"))->SetAsInteger(50);
-    ds->Cancel();
-    EXPECT_EQ(ds->RecordCount(), 3);
-    EXPECT_EQ(ds->FieldByName(QStringLiteral("ID"))->AsInteger(), 3);
-
-    // Edit of an empty dataset becomes an insert; its cancel leaves it empty.
-    auto empty = MakeTable(0);
-    empty->Open();
-    empty->Edit();
-    EXPECT_EQ(empty->State(), dsInsert);
-    empty->Cancel();
-    EXPECT_TRUE(empty->IsEmpty());
-    EXPECT_TRUE(empty->Eof() && empty->Bof());
-}
-
-TEST(DataSetEditing, EditPostStoresAndMovingPostsPendingChanges)
+TEST(DataSetEditing, EditPostStoresMovingPostsAndCancelRestores)
 {
     Log log;  // outlives the dataset, whose closing it records
     auto ds = MakeTable(3);
@@ -367,6 +337,27 @@ TEST(DataSetEditing, EditPostStoresAndMovingPostsPendingChanges)
     EXPECT_EQ(ErrorText([&] { ds->Post(); }), QStringLiteral("Field 'NAME' must have a value"));
     EXPECT_EQ(ds->State(), dsEdit);
     ds->Cancel();
+
+    // Cancel restores the row and the position.
+    ds->Prior();
+    TField* name = ds->FieldByName(QStringLiteral("NAME"));
+    log.clear();
+    ds->Edit();
+    EXPECT_EQ(ds->State(), dsEdit);
+    name->SetAsString(QStringLiteral("geändert"));
+    EXPECT_EQ(name->AsString(), QStringLiteral("geändert"));
+    EXPECT_EQ(ds->Cell(1, 1).toString(), QStringLiteral("berta"));  // not stored before Post
+    ds->Cancel();
+    EXPECT_EQ(log, (Log{"BeforeEdit", "AfterEdit", "BeforeCancel", "AfterCancel"}));
+    EXPECT_EQ(name->AsString(), QStringLiteral("berta"));
+    EXPECT_EQ(ds->RecNo(), 2);
+    // A cancelled insert returns to the row it started from.
+    ds->Last();
+    ds->Insert();
+    ds->FieldByName(QStringLiteral("ID"))->SetAsInteger(50);
+    ds->Cancel();
+    EXPECT_EQ(ds->RecordCount(), 3);
+    EXPECT_EQ(ds->FieldByName(QStringLiteral("ID"))->AsInteger(), 3);
 }
 
 TEST(DataSetEditing, DeleteAndTheErrorEventsRetryAbortOrFail)
@@ -642,8 +633,6 @@ TEST(DataSetFields, PersistentFieldsBindByNameAndStay)
     ds->SetName(QStringLiteral("Messdaten"));
     auto* wert = new TFloatField(ds.get(), QStringLiteral("MessdatenWERT"), QStringLiteral("WERT"));
     auto* id = new TIntegerField(ds.get(), QStringLiteral("MessdatenID"), QStringLiteral("ID"));
-    EXPECT_EQ(wert->Name(), QStringLiteral("MessdatenWERT"));
-    EXPECT_EQ(wert->FieldNo(), 0);
     ds->Open();
     // Only the program's fields exist; their column numbers come from the definitions.
     EXPECT_EQ(ds->Fields().Count(), 2);
@@ -784,16 +773,13 @@ TEST(DataSetFields, DisplayTextFollowsFormatsAndTheDecimalComma)
                 << v << " " << digits;
     }
 
-    zp->SetDisplayFormat(QStringLiteral("dd.mm.yyyy HH:mm:ss"));
-    EXPECT_EQ(zp->DisplayText(), QStringLiteral("07.03.2024 09:05:03"));
-    zp->SetDisplayFormat(QStringLiteral("dd.mm.yyyy hh:nn"));
-    EXPECT_EQ(zp->DisplayText(), QStringLiteral("07.03.2024 09:05"));
-    zp->SetDisplayFormat(QStringLiteral("dd/mm hh:mm"));
-    EXPECT_EQ(zp->DisplayText(), QStringLiteral("07.03 09:05"));
-    zp->SetDisplayFormat(QStringLiteral("d.m.yy h:n:s.zzz"));
-    EXPECT_EQ(zp->DisplayText(), QStringLiteral("7.3.24 9:5:3.000"));
-    zp->SetDisplayFormat(QString());
-    EXPECT_EQ(zp->DisplayText(), QStringLiteral("07.03.2024 09:05:03"));
+    const std::pair<const char*, const char*> dates[] = {
+        {"dd.mm.yyyy HH:mm:ss", "07.03.2024 09:05:03"}, {"dd.mm.yyyy hh:nn", "07.03.2024 09:05"},
+        {"dd/mm hh:mm", "07.03 09:05"}, {"d.m.yy h:n:s.zzz", "7.3.24 9:5:3.000"}, {"", "07.03.2024 09:05:03"}};
+    for (const auto& [format, text] : dates) {
+        zp->SetDisplayFormat(QString::fromLatin1(format));
+        EXPECT_EQ(zp->DisplayText(), QString::fromLatin1(text)) << format;
+    }
 
     TField* status = ds.FieldByName(QStringLiteral("STATUS"));
     EXPECT_EQ(status->DisplayText(), QStringLiteral("3"));
@@ -982,5 +968,4 @@ TEST(DataSetContract, ADetailFollowsItsMasterThroughADetailLink)
     EXPECT_EQ(link.Reopens, 4);
     master->Close();
     EXPECT_FALSE(detail->Active());
-    EXPECT_EQ(link.DetailDataSet(), detail.get());
 }

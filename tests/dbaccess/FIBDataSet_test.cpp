@@ -628,7 +628,7 @@ TEST_F(DataSetTest, OrderInfoAndSortByText)
     EXPECT_TRUE(ThrownMessage([&] { ds->DoSortEx("V + 1"); }).contains("Can't sort. Invalid parameter: Fields[V + 1]"));
 }
 
-TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
+TEST_F(DataSetTest, ChecksAndMessagesWithoutWritingStatementsAndWhileOpen)
 {
     ds = MakeDataSet("select * from ROWS_ order by ID");
     ds->Open();
@@ -650,6 +650,29 @@ TEST_F(DataSetTest, WithoutWritingStatementsEditsAreRefused)
     EXPECT_TRUE(ds->CanDelete());
     ds->SetAllowedUpdateKinds(ukModify | ukInsert);
     EXPECT_FALSE(ds->CanDelete());
+
+    // What an open dataset refuses, and a closed or empty one.
+    EXPECT_EQ(ThrownMessage([&] { ds->SetSelectSQL("select 1 from rdb$database"); }),
+              "Can't  change SelectSQL  because DS dataset open.");
+    EXPECT_EQ(ThrownMessage([&] { ds->SetCachedUpdates(true); }),
+              "Can't  change CachedUpdates mode  because DS dataset open.");
+    ds->Close();
+    EXPECT_TRUE(ThrownMessage([&] { ds->FetchAll(); }).contains("dataset closed"));
+    auto empty = MakeDataSet("");
+    EXPECT_TRUE(ThrownMessage([&] { empty->Open(); }).contains("because  query is empty"));
+    EXPECT_FALSE(empty->Active());
+
+    // Stored option names: the first resets the sets to their defaults.
+    TpFIBDataSet fresh;
+    fresh.SetOptions(0);
+    fresh.ReadStoredOption("poSQLINT64ToBCD", true);
+    EXPECT_EQ(fresh.Options(), DefaultDsOptions);
+    EXPECT_EQ(fresh.PrepareOptions(), DefaultPrepareOptions | psSQLINT64ToBCD);
+    fresh.ReadStoredOption("dcForceOpen", true);
+    fresh.ReadStoredOption("oDontAutoClose", true);
+    fresh.ReadStoredOption("oTrimCharFields", false);
+    EXPECT_EQ(fresh.DetailConditions(), dcForceOpen);
+    EXPECT_EQ(fresh.Options(), (DefaultDsOptions | poDontCloseAfterEndTransaction) & ~poTrimCharFields);
 }
 
 TEST_F(DataSetTest, EditsInsertsAndDeletesGoThroughTheServer)
@@ -835,34 +858,7 @@ TEST_F(DataSetTest, DetailWaitsForScrollingToEndAndRefreshesItsMasterAfterPost)
     detail->SetDataSource(nullptr);
 }
 
-TEST_F(DataSetTest, ChecksAndMessages)
-{
-    ds = MakeDataSet("select * from ROWS_");
-    ds->Open();
-    EXPECT_EQ(ThrownMessage([&] { ds->SetSelectSQL("select 1 from rdb$database"); }),
-              "Can't  change SelectSQL  because DS dataset open.");
-    EXPECT_EQ(ThrownMessage([&] { ds->SetCachedUpdates(true); }),
-              "Can't  change CachedUpdates mode  because DS dataset open.");
-    ds->Close();
-    EXPECT_TRUE(ThrownMessage([&] { ds->FetchAll(); }).contains("dataset closed"));
-    auto empty = MakeDataSet("");
-    EXPECT_TRUE(ThrownMessage([&] { empty->Open(); }).contains("because  query is empty"));
-    EXPECT_FALSE(empty->Active());
-
-    // Stored option names: the first resets the sets to their defaults.
-    TpFIBDataSet fresh;
-    fresh.SetOptions(0);
-    fresh.ReadStoredOption("poSQLINT64ToBCD", true);
-    EXPECT_EQ(fresh.Options(), DefaultDsOptions);
-    EXPECT_EQ(fresh.PrepareOptions(), DefaultPrepareOptions | psSQLINT64ToBCD);
-    fresh.ReadStoredOption("dcForceOpen", true);
-    fresh.ReadStoredOption("oDontAutoClose", true);
-    fresh.ReadStoredOption("oTrimCharFields", false);
-    EXPECT_EQ(fresh.DetailConditions(), dcForceOpen);
-    EXPECT_EQ(fresh.Options(), (DefaultDsOptions | poDontCloseAfterEndTransaction) & ~poTrimCharFields);
-}
-
-TEST(RecordsCacheTest, BlocksAndRowChecks)
+TEST(RecordsCacheTest, BlocksRowChecksAndRepeatedTextsThatShareTheirRoom)
 {
     TRecordsCache cache(100, 32, 1);
     EXPECT_EQ(cache.RecordsPerBlock(), 32);
@@ -877,14 +873,11 @@ TEST(RecordsCacheTest, BlocksAndRowChecks)
     EXPECT_EQ(cache.Strings(0).Get(3), QByteArray("ab"));
     EXPECT_EQ(cache.Strings(0).Get(2), QByteArray());
     EXPECT_EQ(cache.Strings(0).Get(500), QByteArray());
-}
 
-// Texts repeated from row to row share one copy; an edit of one row must leave
-// every row that shared its text alone, also when it takes a text seen before.
-TEST(RecordsCacheTest, RepeatedTextsShareTheirRoomAndAnEditLeavesTheOthers)
-{
-    TRecordsCache cache(16, 4, 1);
-    TStringCollection& s = cache.Strings(0);
+    // Texts repeated from row to row share one copy; an edit of one row must leave
+    // every row that shared its text alone, also when it takes a text seen before.
+    TRecordsCache texts(16, 4, 1);
+    TStringCollection& s = texts.Strings(0);
     for (int r = 0; r < 1000; ++r)
         s.Set(r, r % 100 == 50 ? "Versuchsstart" : "Speicherzyklus", r % 100 == 50 ? 13 : 14);
     EXPECT_LT(s.Bytes(), 1000u) << "one copy and one run per change of text, nothing per row";

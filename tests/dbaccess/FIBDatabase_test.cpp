@@ -73,7 +73,6 @@ TEST(DatabaseParams, NamesValuesAndBytes)
 TEST(DatabaseParams, ConnectParamsViewTheLines)
 {
     TFIBDatabase db;
-    EXPECT_EQ(db.LibraryName(), "libfbclient.so.2");
     db.DBParams().Assign({"isc_dpb_user_name=SYSDBA", "password=a=b", "lc_ctype=WIN1252"});
     EXPECT_EQ(db.ConnectParams().UserName(), "SYSDBA");
     EXPECT_EQ(db.ConnectParams().Password(), "a=b");

@@ -32,14 +32,8 @@ public:
     // Schema and rows; a column's values are set with SetCell (null until then).
     void AddColumn(const QString& name, TFieldType type, int size = 0, bool required = false)
     {
-        Column c;
-        c.Name = name;
-        c.Type = type;
-        c.Size = size;
-        c.Required = required;
-        fColumns.push_back(c);
-        Resize(c, fRows);
-        fColumns.back() = c;
+        fColumns.push_back(Column{name, type, size, required, {}, {}, {}, {}, {}});
+        Resize(fColumns.back(), fRows);
     }
     void Reserve(int rows)
     {
@@ -75,7 +69,6 @@ public:
         c.F[static_cast<std::size_t>(row)] = v;
         c.Null[static_cast<std::size_t>(row)] = 0;
     }
-    int Rows() const { return fRows; }
     const std::vector<double>& FloatColumn(int col) const { return fColumns[static_cast<std::size_t>(col)].F; }
     QVariant Cell(int row, int col) const
     {
