@@ -132,7 +132,7 @@ TEST_F(ValueRules, NoneAndOctetsTextIsWindows1252InStatementsAndTheCache)
 
 // ---------------------------------------------------------------- dates
 
-TEST_F(ValueRules, DateTimesBeforeTheDayZeroFollowOneRuleEverywhere)
+TEST_F(ValueRules, DateTimesBeforeTheDayZeroFollowOneRuleEverywhereLocateIncluded)
 {
     Connect();
     // Whole days count back from 30.12.1899; the fraction is the time of that day.
@@ -141,11 +141,34 @@ TEST_F(ValueRules, DateTimesBeforeTheDayZeroFollowOneRuleEverywhere)
         {2, {QDateTime(QDate(1800, 3, 1), QTime(18, 30)), -36463 - 18.5 / 24}},
         {3, {QDateTime(QDate(2026, 1, 5), QTime(10, 15, 30, 123)), 46027 + (10 * 3600 + 15 * 60 + 30.123) / 86400}},
         {4, {QDateTime(QDate(1899, 12, 30), QTime(12, 0)), 0.5}}};
-    auto sel = Query("select ID, TS from DATES order by ID");
-    sel->ExecQuery();
     ds = MakeDataSet("select ID, TS, DT, TM from DATES order by ID");
     ds->UpdateSQL().SetText("update DATES set TS = ?TS where ID = ?OLD_ID");
     ds->Open();
+    // Locate finds date, date-time and time keys by the same rule.
+    const auto idAt = [&](const QString& field, const QVariant& key) {
+        return ds->Locate(field, key, {}) ? ds->FieldByName("ID")->AsInteger() : 0;
+    };
+    EXPECT_EQ(idAt("DT", QDate(1800, 3, 1)), 1);
+    EXPECT_EQ(idAt("DT", QDate(2026, 1, 5)), 3);
+    EXPECT_EQ(idAt("DT", QDateTime(QDate(1899, 12, 29), QTime(0, 0))), 2);
+    EXPECT_EQ(idAt("TS", QDateTime(QDate(2026, 1, 5), QTime(10, 15, 30, 123))), 3);
+    EXPECT_EQ(idAt("TS", QDateTime(QDate(1899, 12, 29), QTime(6, 0))), 1);
+    EXPECT_EQ(idAt("TS", QDateTime(QDate(1800, 3, 1), QTime(18, 30))), 2);
+    EXPECT_EQ(idAt("TM", QTime(18, 30)), 2);
+    EXPECT_EQ(idAt("TS", -1.25), 1);
+    // A date-time one millisecond off, or a day that is not there, is no match, and
+    // the cursor stays where it was.
+    ds->First();
+    ds->Next();
+    EXPECT_EQ(idAt("TS", QDateTime(QDate(2026, 1, 5), QTime(10, 15, 30, 124))), 0);
+    EXPECT_EQ(idAt("DT", QDate(2026, 1, 6)), 0);
+    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 2);
+    // Several keys at once.
+    EXPECT_TRUE(ds->Locate("ID;DT", QVariantList{4, QDate(1899, 12, 30)}, {}));
+    EXPECT_FALSE(ds->Locate("ID;DT", QVariantList{4, QDate(1899, 12, 29)}, {}));
+    auto sel = Query("select ID, TS from DATES order by ID");
+    sel->ExecQuery();
+    ds->First();
     for (; !sel->Eof(); sel->Next(), ds->Next()) {
         const int id = sel->FieldByName("ID").AsInteger();
         SCOPED_TRACE(id);
@@ -182,34 +205,6 @@ TEST_F(ValueRules, DateTimesBeforeTheDayZeroFollowOneRuleEverywhere)
     EXPECT_DOUBLE_EQ(ds->FieldByName("TM")->AsDateTime(), 0.75);
     EXPECT_EQ(ds->FieldByName("TS")->Value().toDateTime(), QDateTime(QDate(1899, 12, 28), QTime(18, 0)));
     EXPECT_EQ(ds->FieldByName("DT")->Value().toDateTime().date(), QDate(1899, 12, 28));
-}
-
-TEST_F(ValueRules, LocateFindsDateTimeAndTimeKeys)
-{
-    Connect();
-    ds = MakeDataSet("select ID, TS, DT, TM from DATES order by ID");
-    ds->Open();
-    const auto idAt = [&](const QString& field, const QVariant& key) {
-        return ds->Locate(field, key, {}) ? ds->FieldByName("ID")->AsInteger() : 0;
-    };
-    EXPECT_EQ(idAt("DT", QDate(1800, 3, 1)), 1);
-    EXPECT_EQ(idAt("DT", QDate(2026, 1, 5)), 3);
-    EXPECT_EQ(idAt("DT", QDateTime(QDate(1899, 12, 29), QTime(0, 0))), 2);
-    EXPECT_EQ(idAt("TS", QDateTime(QDate(2026, 1, 5), QTime(10, 15, 30, 123))), 3);
-    EXPECT_EQ(idAt("TS", QDateTime(QDate(1899, 12, 29), QTime(6, 0))), 1);
-    EXPECT_EQ(idAt("TS", QDateTime(QDate(1800, 3, 1), QTime(18, 30))), 2);
-    EXPECT_EQ(idAt("TM", QTime(18, 30)), 2);
-    EXPECT_EQ(idAt("TS", -1.25), 1);
-    // A date-time one millisecond off, or a day that is not there, is no match, and
-    // the cursor stays where it was.
-    ds->First();
-    ds->Next();
-    EXPECT_EQ(idAt("TS", QDateTime(QDate(2026, 1, 5), QTime(10, 15, 30, 124))), 0);
-    EXPECT_EQ(idAt("DT", QDate(2026, 1, 6)), 0);
-    EXPECT_EQ(ds->FieldByName("ID")->AsInteger(), 2);
-    // Several keys at once.
-    EXPECT_TRUE(ds->Locate("ID;DT", QVariantList{4, QDate(1899, 12, 30)}, {}));
-    EXPECT_FALSE(ds->Locate("ID;DT", QVariantList{4, QDate(1899, 12, 29)}, {}));
 }
 
 // ---------------------------------------------------------------- blobs
