@@ -413,8 +413,14 @@ TEST_F(QueryTest, FetchCloseAndStates)
     EXPECT_EQ(ThrownMessage([&] { empty->ExecQuery(); }), "Can't Prepare , because  query is empty");
 }
 
+// Calls that need a statement handle say so without one: never prepared, freed
+// after use, and run directly without a handle.
 TEST_F(QueryTest, ProceduresPlansRowCountsAndOrigins)
 {
+    const auto invalidHandle = [](TFIBQuery& q) {
+        const auto e = Caught<EFIBClientError>([&] { q.RowsAffected(); });
+        return e && e->SQLCode == 27 && e->Message().endsWith("Q:Invalid statement handle.");
+    };
     auto p = Query("execute procedure TWICE(:X)");
     p->ParamByName("X").SetAsInteger(21);
     p->ExecQuery();
@@ -425,9 +431,12 @@ TEST_F(QueryTest, ProceduresPlansRowCountsAndOrigins)
     Exec("insert into T values (1, 'a')");
     Exec("insert into T values (2, 'b')");
     auto u = Query("update T set B = 'c'");
+    EXPECT_TRUE(invalidHandle(*u));
     u->ExecQuery();
     EXPECT_EQ(u->RowsAffected(), 2);
     EXPECT_TRUE(u->Plan().startsWith("PLAN (T NATURAL)")) << u->Plan().toStdString();
+    u->FreeHandle();
+    EXPECT_TRUE(invalidHandle(*u));
     auto d = Query("delete from T where A = 1");
     d->ExecQuery();
     EXPECT_EQ(d->RowsAffected(), 1);
@@ -443,9 +452,13 @@ TEST_F(QueryTest, ProceduresPlansRowCountsAndOrigins)
     EXPECT_EQ(s->RowsAffected(), 1);
 
     auto ddl = Query("create table T2 (X integer)");
-    ddl->ExecQuery();   // run directly, without a statement handle
+    tr->WatchUncommitedUpdates = true;
+    ddl->ExecQuery();   // run directly; the transaction's own look at the counts passes quietly
     EXPECT_EQ(ddl->Handle(), 0u);
     EXPECT_EQ(ddl->Plan(), "");
+    EXPECT_TRUE(invalidHandle(*ddl));
+    EXPECT_FALSE(tr->HasUncommitedUpdates());
+    tr->WatchUncommitedUpdates = false;
     tr->Commit();
     tr->StartTransaction();
     EXPECT_EQ(Server("select count(*) from rdb$relations where rdb$relation_name = 'T2'").toInt(), 1);
@@ -577,29 +590,4 @@ TEST_F(QueryTest, ClockOffsetIsMeasuredThroughTheStatementLayer)
     EXPECT_FALSE(logger.Lines.filter(QRegularExpression("Prepare:.*CAST\\('NOW' AS TIMESTAMP\\)")).isEmpty());
     EXPECT_FALSE(logger.Lines.filter("|Fetch:|").isEmpty());
     db->SQLLogger = nullptr;
-}
-
-// ---------------------------------------------------------------- repairs
-
-TEST_F(QueryTest, CallsThatNeedAStatementHandleSaySoWithoutOne)
-{
-    const auto invalidHandle = [](TFIBQuery& q) {
-        const auto e = Caught<EFIBClientError>([&] { q.RowsAffected(); });
-        return e && e->SQLCode == 27 && e->Message().endsWith("Q:Invalid statement handle.");
-    };
-    // Never prepared, freed after use, and run directly without a handle.
-    auto q = Query("update T set B = 'x'");
-    EXPECT_TRUE(invalidHandle(*q));
-    q->ExecQuery();
-    EXPECT_EQ(q->RowsAffected(), 0);
-    q->FreeHandle();
-    EXPECT_TRUE(invalidHandle(*q));
-
-    auto ddl = Query("create table T3 (X integer)");
-    tr->WatchUncommitedUpdates = true;
-    ddl->ExecQuery();   // the transaction's own look at the counts passes quietly
-    EXPECT_EQ(ddl->Handle(), 0u);
-    EXPECT_TRUE(invalidHandle(*ddl));
-    EXPECT_FALSE(tr->HasUncommitedUpdates());
-    tr->WatchUncommitedUpdates = false;
 }

@@ -61,7 +61,7 @@ TEST(ClientLibrary, RealLibraryIsPooledByExactName)
     EXPECT_FALSE(lib->InCall());
 }
 
-TEST(ClientLibrary, LoadFailuresShowTheLoadersText)
+TEST(ClientLibrary, LoadFailuresShowTheLoadersTextOrThatNoLibraryIsConfigured)
 {
     const QString missing = QStringLiteral("/nonexistent/libnothing.so");
     const QString text = ThrownMessage([&] { AcquireClientLibrary(missing); });
@@ -77,6 +77,22 @@ TEST(ClientLibrary, LoadFailuresShowTheLoadersText)
     TIBClientLibrary direct(FakeClient(1));
     EXPECT_THROW(direct.LoadClientLibrary(), Exception);
     EXPECT_FALSE(direct.ClientLibraryLoaded());
+
+    // An empty library name says that no client library is configured.
+    for (const QString& name : {QString(), QStringLiteral("   ")}) {
+        const QString text = ThrownMessage([&] { AcquireClientLibrary(name); });
+        EXPECT_TRUE(text.contains("Keine Client-Bibliothek")) << text.toStdString();
+        EXPECT_FALSE(text.contains("Can't find procedure")) << text.toStdString();
+        EXPECT_FALSE(text.contains("undefined symbol")) << text.toStdString();
+    }
+    // A database with no library name says the same at connect and stays closed.
+    TFIBDatabase db;
+    db.SetName("DB1");
+    db.SetLibraryName(QString());
+    db.SetDBName("/tmp/egal.fdb");
+    const QString atConnect = ThrownMessage([&] { db.Open(); });
+    EXPECT_TRUE(atConnect.contains("Keine Client-Bibliothek")) << atConnect.toStdString();
+    EXPECT_FALSE(db.Connected());
 }
 
 TEST(ClientLibrary, GenerationsAreProbedByTheirEntryPoints)
@@ -169,24 +185,4 @@ TEST(ClientLibrary, StatusErrorTextAssembly)
     // Texts set later are composed under the same flags.
     e.SetMessageBody("Body");
     EXPECT_EQ(e.Message(), "DB1:" + CRLF + e.SQLMessage + e.IBMessage + "Body");
-}
-
-// ---------------------------------------------------------------- repairs
-
-TEST(ClientLibraryRepairs, AnEmptyLibraryNameSaysNoLibraryIsConfigured)
-{
-    for (const QString& name : {QString(), QStringLiteral("   ")}) {
-        const QString text = ThrownMessage([&] { AcquireClientLibrary(name); });
-        EXPECT_TRUE(text.contains("Keine Client-Bibliothek")) << text.toStdString();
-        EXPECT_FALSE(text.contains("Can't find procedure")) << text.toStdString();
-        EXPECT_FALSE(text.contains("undefined symbol")) << text.toStdString();
-    }
-    // A database with no library name says the same at connect and stays closed.
-    TFIBDatabase db;
-    db.SetName("DB1");
-    db.SetLibraryName(QString());
-    db.SetDBName("/tmp/egal.fdb");
-    const QString text = ThrownMessage([&] { db.Open(); });
-    EXPECT_TRUE(text.contains("Keine Client-Bibliothek")) << text.toStdString();
-    EXPECT_FALSE(db.Connected());
 }
