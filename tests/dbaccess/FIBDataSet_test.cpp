@@ -265,68 +265,11 @@ TEST_F(DataSetTest, LongTextCostsOnlyItsTrimmedLengthAndCharFieldsAreTrimmed)
     EXPECT_EQ(ds->FieldByName("CH")->AsString(), "abc       ");
 }
 
-// Whole columns read from the fetched rows must be what the fields give row by row,
-// nulls, time stamps, scaled numbers and a client sort included; a field whose
-// AsFloat is more than the stored number sends the caller back to the cursor.
-TEST_F(DataSetTest, ColumnsReadAtOnceAreWhatTheFieldsGiveRowByRow)
-{
-    for (int i = 1; i <= 40; ++i)
-        Exec(i % 7 == 0 ? QStringLiteral("insert into VALS (ID) values (%1)").arg(i)
-                        : QStringLiteral("insert into VALS (ID, N52, F, DP, TS, CH) values (%1, %2, %3, %4, "
-                                         "dateadd(%1 * 997 millisecond to timestamp '2026-03-29 01:59:58.0010'), 'x')")
-                              .arg(i)
-                              .arg(i * 1.25 - 20)
-                              .arg(i / 3.0)
-                              .arg(1.0 / i, 0, 'g', 17));
-    ds = MakeDataSet("select * from VALS order by ID");
-    ds->Open();
-    const std::vector<TField*> fields{ds->FieldByName("N52"), ds->FieldByName("F"), ds->FieldByName("DP"),
-                                      ds->FieldByName("TS")};
-    EXPECT_FALSE(ds->CanReadFloats(fields)) << "rows still on the server";
-    ds->FetchAll();
-    ds->DoSort({"DP"}, {false});   // the cursor's order, not the slots'
-    ASSERT_TRUE(ds->CanReadFloats(fields));
-
-    std::vector<std::vector<double>> columns(fields.size(), std::vector<double>(40, -1.0));
-    std::vector<double*> out;
-    for (auto& c : columns)
-        out.push_back(c.data());
-    ds->First();
-    const TBookmark before = ds->Bookmark();
-    EXPECT_EQ(ds->ReadFloats(fields, out, 3), 3) << "no more than the arrays hold";
-    EXPECT_EQ(columns[0][3], -1.0);
-    ASSERT_EQ(ds->ReadFloats(fields, out, 1000), 40);
-    EXPECT_EQ(ds->Bookmark(), before) << "the cursor stays";
-    int row = 0;
-    for (ds->First(); !ds->Eof(); ds->Next(), ++row)
-        for (std::size_t k = 0; k < fields.size(); ++k)
-            ASSERT_EQ(std::bit_cast<std::uint64_t>(columns[k][std::size_t(row)]),
-                      std::bit_cast<std::uint64_t>(fields[k]->AsFloat()))
-                << fields[k]->FieldName().toStdString() << " row " << row;
-    EXPECT_EQ(row, 40);
-
-    // Fields that read otherwise than their stored number, and rows that are not all there to read.
-    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("I")}));
-    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("CH")}));
-    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("BI")}));
-    auto* rounded = dynamic_cast<TFIBFloatField*>(ds->FieldByName("N52"));
-    ASSERT_NE(rounded, nullptr);
-    rounded->RoundByScale = true;
-    EXPECT_FALSE(ds->CanReadFloats(fields));
-    rounded->RoundByScale = false;
-    ds->SetFilter("ID > 20");
-    ds->SetFiltered(true);
-    EXPECT_FALSE(ds->CanReadFloats(fields));
-    ds->SetFiltered(false);
-    ds->Edit();
-    EXPECT_FALSE(ds->CanReadFloats(fields));
-    ds->Cancel();
-    EXPECT_TRUE(ds->CanReadFloats(fields));
-}
-
-// The texts of cached rows read without the cursor are the fields' display texts row by
-// row, in the cursor's order; where a text is not the value's, there is no such reader.
-TEST_F(DataSetTest, RowTextsAreTheDisplayTextsTheCursorReads)
+// Whole columns and row texts read from the fetched rows must be what the fields give
+// row by row, in the cursor's order, nulls, time stamps, scaled numbers and a client
+// sort included; where a field's number or text is more than the stored value, there
+// is no such reader and the caller goes back to the cursor.
+TEST_F(DataSetTest, ColumnsAndRowTextsReadAtOnceAreWhatTheFieldsGiveRowByRow)
 {
     for (int i = 1; i <= 30; ++i)
         Exec(i % 6 == 0 ? QStringLiteral("insert into VALS (ID) values (%1)").arg(i)
@@ -347,6 +290,8 @@ TEST_F(DataSetTest, RowTextsAreTheDisplayTextsTheCursorReads)
                               .arg(1.0 / i - 0.5, 0, 'g', 17));
     ds = MakeDataSet("select * from VALS order by ID");
     ds->Open();
+    const std::vector<TField*> numbers{ds->FieldByName("N52"), ds->FieldByName("F"), ds->FieldByName("DP"),
+                                       ds->FieldByName("TS")};
     ds->FieldByName("I")->SetDisplayFormat("#,##0 Stk");
     ds->FieldByName("DP")->SetDisplayFormat("0.000E+00");
     ds->FieldByName("TM")->SetDisplayFormat("hh:nn:ss.zzz");
@@ -358,37 +303,67 @@ TEST_F(DataSetTest, RowTextsAreTheDisplayTextsTheCursorReads)
     std::vector<const TField*> fields;
     for (const QString& n : names)
         fields.push_back(ds->FieldByName(n));
+    EXPECT_FALSE(ds->CanReadFloats(numbers)) << "rows still on the server";
     EXPECT_EQ(ds->RowTexts(fields), nullptr) << "rows still on the server";
     ds->FetchAll();
-    ds->DoSort({"DP"}, {false});
+    ds->DoSort({"DP"}, {false});   // the cursor's order, not the slots'
+    ASSERT_TRUE(ds->CanReadFloats(numbers));
     const auto texts = ds->RowTexts(fields);
     ASSERT_NE(texts, nullptr);
     ASSERT_EQ(texts->RowCount(), 30);
     ASSERT_EQ(texts->ColumnCount(), static_cast<int>(fields.size()));
+
+    std::vector<std::vector<double>> columns(numbers.size(), std::vector<double>(30, -1.0));
+    std::vector<double*> out;
+    for (auto& c : columns)
+        out.push_back(c.data());
+    ds->First();
+    const TBookmark before = ds->Bookmark();
+    EXPECT_EQ(ds->ReadFloats(numbers, out, 3), 3) << "no more than the arrays hold";
+    EXPECT_EQ(columns[0][3], -1.0);
+    ASSERT_EQ(ds->ReadFloats(numbers, out, 1000), 30);
+    EXPECT_EQ(ds->Bookmark(), before) << "the cursor stays";
     int row = 0;
-    for (ds->First(); !ds->Eof(); ds->Next(), ++row)
+    for (ds->First(); !ds->Eof(); ds->Next(), ++row) {
+        for (std::size_t k = 0; k < numbers.size(); ++k)
+            ASSERT_EQ(std::bit_cast<std::uint64_t>(columns[k][std::size_t(row)]),
+                      std::bit_cast<std::uint64_t>(numbers[k]->AsFloat()))
+                << numbers[k]->FieldName().toStdString() << " row " << row;
         for (std::size_t k = 0; k < fields.size(); ++k)
             ASSERT_EQ(texts->Text(row, static_cast<int>(k)), fields[k]->DisplayText())
                 << names[static_cast<int>(k)].toStdString() << " row " << row;
+    }
     EXPECT_EQ(row, 30);
     ds->First();
     EXPECT_EQ(ds->FieldByName("VU")->DisplayText(), QString::fromUtf8("Grüße 1")) << "the largest DP first";
     EXPECT_EQ(ds->FieldByName("SI")->DisplayText(), QStringLiteral("SI=-14000"));
 
-    // A boolean, a memo, a text event, a filter or an edit: no reader.
+    // Fields that read otherwise than their stored number or text.
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("I")}));
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("CH")}));
+    EXPECT_FALSE(ds->CanReadFloats({ds->FieldByName("BI")}));
+    auto* rounded = dynamic_cast<TFIBFloatField*>(ds->FieldByName("N52"));
+    ASSERT_NE(rounded, nullptr);
+    rounded->RoundByScale = true;
+    EXPECT_FALSE(ds->CanReadFloats(numbers));
+    rounded->RoundByScale = false;
     EXPECT_EQ(ds->RowTexts({ds->FieldByName("BO")}), nullptr);
     EXPECT_EQ(ds->RowTexts({ds->FieldByName("BT")}), nullptr);
     TField* ch = ds->FieldByName("CH");
     ch->OnGetText = [](TField*, QString& text, bool) { text = "x"; };
     EXPECT_EQ(ds->RowTexts(fields), nullptr);
     ch->OnGetText = nullptr;
+    // Rows that are not all there to read: a filter or an edit.
     ds->SetFilter("ID > 20");
     ds->SetFiltered(true);
+    EXPECT_FALSE(ds->CanReadFloats(numbers));
     EXPECT_EQ(ds->RowTexts(fields), nullptr);
     ds->SetFiltered(false);
     ds->Edit();
+    EXPECT_FALSE(ds->CanReadFloats(numbers));
     EXPECT_EQ(ds->RowTexts(fields), nullptr);
     ds->Cancel();
+    EXPECT_TRUE(ds->CanReadFloats(numbers));
     EXPECT_NE(ds->RowTexts(fields), nullptr);
 }
 
