@@ -745,7 +745,7 @@ TEST_F(DataSetTest, HardCommitClosesUnlessToldToKeepTheRows)
     tr->StartTransaction();
 }
 
-TEST_F(DataSetTest, DetailFollowsItsMaster)
+TEST_F(DataSetTest, DetailFollowsItsMasterAtOnceOrWhenScrollingEnds)
 {
     auto master = MakeDataSet("select ID from ROWS_ where ID <= 3 order by ID");
     TDataSource source;
@@ -792,23 +792,16 @@ TEST_F(DataSetTest, DetailFollowsItsMaster)
                   master->SetDataSource(&back);
               }),
               "Circular datalinks are not allowed");
-    detail->SetDataSource(nullptr);
     quiet->SetDataSource(nullptr);
-}
 
-TEST_F(DataSetTest, DetailWaitsForScrollingToEndAndRefreshesItsMasterAfterPost)
-{
-    auto master = MakeDataSet("select ID from ROWS_ where ID <= 3 order by ID");
+    // A detail told to wait opens once the master's scrolling ends, and its post
+    // refreshes the master's row.
+    detail->Close();
     master->RefreshSQL().SetText("select ID from ROWS_ where ID = ?OLD_ID");
-    TDataSource source;
-    source.SetDataSet(master.get());
-    auto detail = MakeDataSet("select X from DET where MID = :MAS_ID order by X");
     detail->InsertSQL().SetText("insert into DET (MID, X) values (?MAS_ID, ?X)");
     detail->SetDetailConditions(dcForceOpen | dcWaitEndMasterScroll | dcForceMasterRefresh);
-    detail->SetDataSource(&source);
     int opens = 0;
     detail->AfterOpen = [&](TDataSet*) { ++opens; };
-
     master->Open();
     master->Next();
     master->Next();
@@ -818,7 +811,6 @@ TEST_F(DataSetTest, DetailWaitsForScrollingToEndAndRefreshesItsMasterAfterPost)
     EXPECT_EQ(opens, 1);
     detail->FetchAll();
     EXPECT_EQ(detail->RecordCount(), 3);
-
     int refreshes = 0;
     master->BeforeRefresh = [&](TDataSet*) { ++refreshes; };
     detail->Append();

@@ -414,7 +414,7 @@ TEST_F(EmbeddedDatabase, TwoThreadsAttachAtOnce)
     EXPECT_EQ(mostInside, 1);
 }
 
-TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
+TEST_F(EmbeddedDatabase, CreateDetachAtProcessEndAndDropDatabase)
 {
     const QString path = sFile->FilePath("Dropped.fdb");
     auto db = CreateTestDatabase(path, 3, "DBX");
@@ -424,19 +424,7 @@ TEST_F(EmbeddedDatabase, CreateAndDropDatabase)
     db->DBParams().Assign({"USER 'SYSDBA'", "PASSWORD 'masterkey'"});
     EXPECT_THROW(db->CreateDatabase(), EFIBInterBaseError);
     EXPECT_FALSE(db->Connected());
-    SetLoginParams(*db);
-    db->Open();
-    db->DropDatabase();
-    EXPECT_FALSE(db->Connected());
-    EXPECT_FALSE(QFile::exists(path));
-    EXPECT_EQ(ThrownMessage([&] { db->DropDatabase(); }),
-              "DBX:" + CRLF + "DBX: Cannot perform operation -- DB is not open.");
-}
-
-TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
-{
-    const QString path = sFile->FilePath("AtExit.fdb");
-    CreateTestDatabase(path, 3, "DBE");
+    // A process that ends with the connection still open detaches on its own.
     QProcess child;
     child.start(QCoreApplication::applicationFilePath(), {"--exit-with-open-connection", path});
     ASSERT_TRUE(child.waitForFinished(60000));
@@ -444,6 +432,13 @@ TEST_F(EmbeddedDatabase, ProcessEndDetachesWhatIsStillConnected)
     EXPECT_EQ(child.exitStatus(), QProcess::NormalExit) << output.toStdString();
     EXPECT_EQ(child.exitCode(), 0) << output.toStdString();
     EXPECT_TRUE(output.contains("closed at exit")) << output.toStdString();
+    SetLoginParams(*db);
+    db->Open();
+    db->DropDatabase();
+    EXPECT_FALSE(db->Connected());
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_EQ(ThrownMessage([&] { db->DropDatabase(); }),
+              "DBX:" + CRLF + "DBX: Cannot perform operation -- DB is not open.");
 }
 
 TEST_F(EmbeddedDatabase, AliasKeepsTheConnectionValuesPerUserAndTheDialectIsLowered)
