@@ -35,7 +35,7 @@ QString ParseError(const QString& text)
 }
 }  // namespace
 
-TEST(ParamParser, NamesLiteralsAndComments)
+TEST(ParamParser, NamesLiteralsCommentsAndMacros)
 {
     auto p = Parse("SELECT * FROM T WHERE A=:A AND B=:A");
     EXPECT_EQ(p.Processed, "SELECT * FROM T WHERE A=? AND B=?");
@@ -66,6 +66,26 @@ TEST(ParamParser, NamesLiteralsAndComments)
     auto off = ParseSQLParams("select :A from T", u'@', false, skSelect);
     EXPECT_TRUE(off.Params.empty());
     EXPECT_EQ(off.Processed, "select :A from T");
+
+    // Macros: "@NAME", or "@@NAME%default@" with "#" for a quoted one.
+    auto m = Parse("select * from @TAB where @@COND%1=1@ and X = :X and @@S%#abc@ = 1");
+    ASSERT_EQ(m.Params.size(), 4u);
+    EXPECT_TRUE(m.Params[0].IsMacro);
+    EXPECT_EQ(m.Params[0].Name, "@TAB");
+    EXPECT_EQ(m.Params[0].MacroDefault, "");
+    EXPECT_EQ(m.Params[1].Name, "@COND");
+    EXPECT_EQ(m.Params[1].MacroDefault, "1=1");
+    EXPECT_FALSE(m.Params[1].MacroQuoted);
+    EXPECT_EQ(m.Params[2].Name, "X");
+    EXPECT_EQ(m.Params[3].Name, "@S");
+    EXPECT_TRUE(m.Params[3].MacroQuoted);
+    EXPECT_EQ(m.Params[3].MacroDefault, "abc");
+    // Macros stay in the processed text; they are replaced before the server sees it.
+    EXPECT_EQ(m.Processed, "select * from @TAB where @@COND%1=1@ and X = ? and @@S%#abc@ = 1");
+    // A macro at the very end, and a macro char inside a literal.
+    auto end = Parse("select '@x' from @@T");
+    ASSERT_EQ(end.Params.size(), 1u);
+    EXPECT_EQ(end.Params[0].Name, "@T");
 }
 
 TEST(ParamParser, ErrorTexts)
@@ -88,29 +108,7 @@ TEST(ParamParser, ErrorTexts)
     EXPECT_EQ(ThrownMessage([&] { running.SQL().SetText("select :A, : B from T"); }), "Parameter name expected");
 }
 
-TEST(ParamParser, Macros)
-{
-    auto p = Parse("select * from @TAB where @@COND%1=1@ and X = :X and @@S%#abc@ = 1");
-    ASSERT_EQ(p.Params.size(), 4u);
-    EXPECT_TRUE(p.Params[0].IsMacro);
-    EXPECT_EQ(p.Params[0].Name, "@TAB");
-    EXPECT_EQ(p.Params[0].MacroDefault, "");
-    EXPECT_EQ(p.Params[1].Name, "@COND");
-    EXPECT_EQ(p.Params[1].MacroDefault, "1=1");
-    EXPECT_FALSE(p.Params[1].MacroQuoted);
-    EXPECT_EQ(p.Params[2].Name, "X");
-    EXPECT_EQ(p.Params[3].Name, "@S");
-    EXPECT_TRUE(p.Params[3].MacroQuoted);
-    EXPECT_EQ(p.Params[3].MacroDefault, "abc");
-    // Macros stay in the processed text; they are replaced before the server sees it.
-    EXPECT_EQ(p.Processed, "select * from @TAB where @@COND%1=1@ and X = ? and @@S%#abc@ = 1");
-    // A macro at the very end, and a macro char inside a literal.
-    auto end = Parse("select '@x' from @@T");
-    ASSERT_EQ(end.Params.size(), 1u);
-    EXPECT_EQ(end.Params[0].Name, "@T");
-}
-
-TEST(ParamParser, ExecuteBlockHeadsAndDDL)
+TEST(ParamParser, ExecuteBlockHeadsDDLAndTheComparisonInFront)
 {
     auto block = Parse("EXECUTE BLOCK (A INTEGER = :A, B VARCHAR(10) = ?) RETURNS (R INTEGER) AS\n"
                        "DECLARE X INTEGER; BEGIN X = :A; R = :X + 1; SUSPEND; END");
@@ -124,10 +122,8 @@ TEST(ParamParser, ExecuteBlockHeadsAndDDL)
     // An "AS" inside brackets, or as part of a word, is no body start.
     auto cast = Parse("EXECUTE BLOCK (A INTEGER = CAST(:P AS INTEGER), CLASS_ INT = :Q) AS BEGIN END");
     EXPECT_EQ(Names(cast), QStringList({"P", "Q"}));
-}
 
-TEST(ParamParser, ComparisonAndExpressionFlags)
-{
+    // The comparison in front of a parameter, and whether it stands in an expression.
     auto p = Parse("select * from T where A = :A and B<>:B and C != :C and D ^= :D and E >= :E and F < :F "
                    "and G = (:G) and H = :H + 1 and I = :I|| 'x' and J = :J - 1 and K = :K -- c\n");
     ASSERT_EQ(p.Params.size(), 11u);

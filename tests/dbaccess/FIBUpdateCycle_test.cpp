@@ -290,10 +290,28 @@ TEST_F(UpdateCycleTest, LockRecordHoldsTheRowAndTellsWhyNot)
     EXPECT_EQ(ThrownMessage([&] { bare->LockRecord(); }), "Unable to lock record. Update query is empty");
 }
 
-TEST_F(UpdateCycleTest, UpdateObjectsRunInOrderAroundTheDatasetsStatement)
+TEST_F(UpdateCycleTest, AHandlerThatClosesTheDatasetStopsTheWriteAndUpdateObjectsRunInOrder)
 {
     ds = MakeDataSet("select * from GEN_T order by ID");
     Generated(*ds);
+    ds->Open();
+    ds->BeforeDelete = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Delete(); }), "Can't continue after BeforeDelete because DS dataset closed.");
+    EXPECT_EQ(db->QueryValue("select count(*) from GEN_T", tr.get()).toInt(), 5);
+    ds->BeforeDelete = nullptr;
+    ds->Open();
+    ds->BeforeEdit = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Edit(); }), "Can't continue after BeforeEdit because DS dataset closed.");
+    ds->BeforeEdit = nullptr;
+    ds->Open();
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("nie");
+    ds->BeforePost = [](TDataSet* d) { d->Close(); };
+    EXPECT_EQ(ThrownMessage([&] { ds->Post(); }), "Can't continue after BeforePost because DS dataset closed.");
+    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 1", tr.get()).toString(), "Zeile 1");
+    ds->BeforePost = nullptr;
+
+    // Update objects run in order around the dataset's own statement.
     ds->Open();
     TpFIBUpdateObject after, before, idle;
     after.SQL().SetText("insert into LOG_T (N, TXT) values ((select count(*) from LOG_T), 'nach ' || ?NEW_NAME)");
@@ -316,27 +334,6 @@ TEST_F(UpdateCycleTest, UpdateObjectsRunInOrderAroundTheDatasetsStatement)
     ds->Delete();
     EXPECT_EQ(db->QueryValue("select count(*) from LOG_T where N = -1", tr.get()).toInt(), 0);
     EXPECT_EQ(db->QueryValue("select count(*) from GEN_T where ID = 1", tr.get()).toInt(), 0);
-}
-
-TEST_F(UpdateCycleTest, AHandlerThatClosesTheDatasetStopsTheWrite)
-{
-    ds = MakeDataSet("select * from GEN_T order by ID");
-    Generated(*ds);
-    ds->Open();
-    ds->BeforeDelete = [](TDataSet* d) { d->Close(); };
-    EXPECT_EQ(ThrownMessage([&] { ds->Delete(); }), "Can't continue after BeforeDelete because DS dataset closed.");
-    EXPECT_EQ(db->QueryValue("select count(*) from GEN_T", tr.get()).toInt(), 5);
-    ds->BeforeDelete = nullptr;
-    ds->Open();
-    ds->BeforeEdit = [](TDataSet* d) { d->Close(); };
-    EXPECT_EQ(ThrownMessage([&] { ds->Edit(); }), "Can't continue after BeforeEdit because DS dataset closed.");
-    ds->BeforeEdit = nullptr;
-    ds->Open();
-    ds->Edit();
-    ds->FieldByName("NAME")->SetAsString("nie");
-    ds->BeforePost = [](TDataSet* d) { d->Close(); };
-    EXPECT_EQ(ThrownMessage([&] { ds->Post(); }), "Can't continue after BeforePost because DS dataset closed.");
-    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 1", tr.get()).toString(), "Zeile 1");
 }
 
 TEST_F(UpdateCycleTest, ARowGoneFromTheServerLeavesTheViewOnRefresh)
