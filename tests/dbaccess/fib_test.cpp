@@ -28,7 +28,7 @@ TEST(FIBErrors, MessageRowsAndFormatting)
     EXPECT_EQ(FormatFIBText("100%% %s", {"x"}), "100% x");
 }
 
-TEST(FIBErrors, ClientErrorsCarryRowAndText)
+TEST(FIBErrors, ErrorsCarryRowAndTextComposedUnderTheFlagsOfTheirTime)
 {
     TErrorFlagsGuard guard;
     SetErrorDisplayFlags(DefaultErrorDisplayFlags);
@@ -54,16 +54,10 @@ TEST(FIBErrors, ClientErrorsCarryRowAndText)
     const auto opened = Caught<EFIBClientError>([&] { RaiseClientError(fibceDatabaseOpen, {}, &named); });
     ASSERT_TRUE(opened);
     EXPECT_EQ(opened->Message(), "Cannot perform operation -- DB is currently open.");
-}
 
-TEST(FIBErrors, TextIsComposedUnderTheFlagsOfItsTime)
-{
-    TErrorFlagsGuard guard;
-    TComponent raiser;
-    raiser.SetName("TR1");
-
-    SetErrorDisplayFlags(DefaultErrorDisplayFlags);
-    EFIBInterBaseError all(-104, &raiser, "Sql." + CRLF, "Ib." + CRLF);
+    // A server error's text is composed under the flags of its time.
+    named.SetName("TR1");
+    EFIBInterBaseError all(-104, &named, "Sql." + CRLF, "Ib." + CRLF);
     all.SetCustomMessage("Custom ");
     EXPECT_EQ(all.Message(), "TR1:" + CRLF + "Sql." + CRLF + "Ib." + CRLF + "Custom ");
     all.SetMessageBody("Body");
@@ -74,11 +68,11 @@ TEST(FIBErrors, TextIsComposedUnderTheFlagsOfItsTime)
     all.SetMessageBody("B2");
     EXPECT_TRUE(all.Message().startsWith("TR1:"));
 
-    EFIBInterBaseError onlyIb(-104, &raiser, "Sql.", "Ib.");
+    EFIBInterBaseError onlyIb(-104, &named, "Sql.", "Ib.");
     EXPECT_EQ(onlyIb.Message(), "Ib.");
 
     SetErrorDisplayFlags(0);
-    EFIBInterBaseError none(-104, &raiser, "Sql.", "Ib.");
+    EFIBInterBaseError none(-104, &named, "Sql.", "Ib.");
     EXPECT_TRUE(none.Message().isEmpty());
     EXPECT_TRUE(none.MessageBody().isEmpty());
     EXPECT_EQ(none.SQLMessage, "Sql.");
