@@ -59,7 +59,7 @@ protected:
 
 };
 
-TEST_F(UpdateCycleTest, GeneratedStatementsNameTheTablesColumnsAndKeys)
+TEST_F(UpdateCycleTest, GeneratedStatementsNameTheTablesColumnsAndKeysAndTakeWhatTheServerSendsBack)
 {
     ds = MakeDataSet("select * from GEN_T order by ID");
     ds->Open();
@@ -88,6 +88,32 @@ TEST_F(UpdateCycleTest, GeneratedStatementsNameTheTablesColumnsAndKeys)
     ds->AutoUpdateOptions().CanChangeSQLs = true;
     ds->Open();
     EXPECT_TRUE(ds->DeleteSQL().Text().startsWith("Delete from GEN_T"));
+
+    // Columns the server sends back reach the row without a refresh.
+    ds->Close();
+    ds->AutoUpdateOptions().UseReturningFields = rfAll;
+    ds->SetOptions(ds->Options() & ~poRefreshAfterPost);
+    ds->Open();
+    EXPECT_TRUE(ds->InsertSQL().Text().contains("RETURNING ID,NAME,V,D,TS,U"));
+    ds->Append();
+    ds->FieldByName("ID")->SetAsInteger(50);
+    ds->FieldByName("NAME")->SetAsString("klein geschrieben");
+    ds->Post();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEIN GESCHRIEBEN");
+    ds->Edit();
+    ds->FieldByName("NAME")->SetAsString("kleiner");
+    ds->Post();
+    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEINER");
+    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 50", tr.get()).toString(), "KLEINER");
+
+    // The older stored form of the generator moment.
+    TAutoUpdateOptions stored;
+    stored.ReadStoredBoolean("SelectGenID", true);
+    EXPECT_EQ(stored.WhenGetGenID, wgOnNewRecord);
+    stored.ReadStoredBoolean("GenBeforePost", true);
+    EXPECT_EQ(stored.WhenGetGenID, wgBeforePost);
+    stored.ReadStoredBoolean("SelectGenID", false);
+    EXPECT_EQ(stored.WhenGetGenID, wgNever);
 }
 
 TEST_F(UpdateCycleTest, NewRowsTakeGeneratorKeysAndServerDefaults)
@@ -131,35 +157,6 @@ TEST_F(UpdateCycleTest, NewRowsTakeGeneratorKeysAndServerDefaults)
     EXPECT_EQ(ds->FieldByName("ID")->AsLargeInt(), before + 1);
     EXPECT_EQ(db->QueryValue(QStringLiteral("select NAME from GEN_T where ID = %1").arg(before + 1), tr.get()).toString(),
               "spaet");
-}
-
-TEST_F(UpdateCycleTest, ColumnsTheServerSendsBackReachTheRowWithoutARefresh)
-{
-    ds = MakeDataSet("select * from GEN_T order by ID");
-    Generated(*ds);
-    ds->AutoUpdateOptions().UseReturningFields = rfAll;
-    ds->SetOptions(ds->Options() & ~poRefreshAfterPost);
-    ds->Open();
-    EXPECT_TRUE(ds->InsertSQL().Text().contains("RETURNING ID,NAME,V,D,TS,U"));
-    ds->Append();
-    ds->FieldByName("ID")->SetAsInteger(50);
-    ds->FieldByName("NAME")->SetAsString("klein geschrieben");
-    ds->Post();
-    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEIN GESCHRIEBEN");
-    ds->Edit();
-    ds->FieldByName("NAME")->SetAsString("kleiner");
-    ds->Post();
-    EXPECT_EQ(ds->FieldByName("NAME")->AsString(), "KLEINER");
-    EXPECT_EQ(db->QueryValue("select NAME from GEN_T where ID = 50", tr.get()).toString(), "KLEINER");
-
-    // The older stored form of the generator moment.
-    TAutoUpdateOptions stored;
-    stored.ReadStoredBoolean("SelectGenID", true);
-    EXPECT_EQ(stored.WhenGetGenID, wgOnNewRecord);
-    stored.ReadStoredBoolean("GenBeforePost", true);
-    EXPECT_EQ(stored.WhenGetGenID, wgBeforePost);
-    stored.ReadStoredBoolean("SelectGenID", false);
-    EXPECT_EQ(stored.WhenGetGenID, wgNever);
 }
 
 TEST_F(UpdateCycleTest, OnlyChangedColumnsAreWrittenAndNoActionWritesNothing)
