@@ -271,7 +271,7 @@ TEST_F(IniStoreTest, PathReadWithATokenInTheDefaultWritesNothingBack)
     EXPECT_FALSE(QDir(plain).exists());
 }
 
-TEST_F(IniStoreTest, CallersOwnIniObject)
+TEST_F(IniStoreTest, CallersOwnIniObjectAndTheImagesStoreOperations)
 {
     WriteBytes(IniFileName, "[X]\r\nName=  Wert  \r\nNum=zz\r\n");
     QString value = "untouched";
@@ -287,19 +287,17 @@ TEST_F(IniStoreTest, CallersOwnIniObject)
     EXPECT_EQ(ReadFileInteger(&ini, "X", "Num", 3), 3);
     EXPECT_EQ(Reread("X", "Num"), "3");
     EXPECT_FALSE(VarTable().count("X.Name"));
-}
 
-TEST_F(IniStoreTest, StoreOperationsOfTheImage)
-{
+    // The image's own store operations.
     WriteBytes(IniFileName, "[A]\r\nx=1\r\ny=2\r\n[B]\r\nz=3\r\n");
-    TMemIniFile ini(IniFileName);
-    EXPECT_TRUE(ini.SectionExists("a"));
-    EXPECT_EQ(ini.ReadSectionValues("A"), QStringList({"x=1", "y=2"}));
-    ini.DeleteKey("A", "X");
-    ini.EraseSection("b");
-    EXPECT_FALSE(ini.SectionExists("B"));
-    EXPECT_EQ(ini.GetStrings(), QStringList({"[A]", "y=2", ""}));
-    ini.UpdateFile();
+    TMemIniFile image(IniFileName);
+    EXPECT_TRUE(image.SectionExists("a"));
+    EXPECT_EQ(image.ReadSectionValues("A"), QStringList({"x=1", "y=2"}));
+    image.DeleteKey("A", "X");
+    image.EraseSection("b");
+    EXPECT_FALSE(image.SectionExists("B"));
+    EXPECT_EQ(image.GetStrings(), QStringList({"[A]", "y=2", ""}));
+    image.UpdateFile();
     EXPECT_EQ(ReadBytes(IniFileName), QByteArray("[A]\r\ny=2\r\n\r\n"));
 }
 
@@ -309,8 +307,8 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     AppPath = root.filePath("ZELSOFT/App");
     ZELSOFTPath = root.filePath("ZELSOFT");
     AppName = "ORVEXAUSW";
-    WriteBytes(IniFileName,
-               "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\n[String_Constants]\r\nWahr_String=Wahr\r\n");
+    WriteBytes(IniFileName, "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\nUseExterneProgramme=true\r\n"
+                            "[String_Constants]\r\nWahr_String=Wahr\r\n");
     KeyboardEnabled = true;
     FirstLayoutName = SecondLayoutName = "Deutsch.kbl";
 
@@ -339,6 +337,11 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     EXPECT_EQ(GetVariable("PROGRAMM.Produkinfo").toString(), Produkinfo);
     EXPECT_FALSE(GetVariable("SystemPath.ProfileFolder").toString().isEmpty());
     EXPECT_EQ(GetVariable("SystemPath.Current").toString(), QDir::currentPath());
+    // The external programs' list, asked for, is filled and written.
+    ASSERT_TRUE(ExterneProgramme);
+    EXPECT_EQ(ExterneProgramme->size(), 4);
+    EXPECT_NE(Reread("EXTERNEPROGRAMME", "MS-EXCEL_PATH"), "<missing>");
+    ExterneProgramme.reset();
 }
 
 // Settings that every later float and boolean of the file goes through: a value
@@ -382,20 +385,6 @@ TEST_F(IniStoreTest, ProgramSettingsRepairWhatWouldCorruptTheFileOrPutFilesAtThe
     EXPECT_EQ(FormatSettings.DecimalSeparator, u'.');
     EXPECT_EQ(Reread("PROGRAMM", "CSV_Kommazeichen_Wert"), "302");
     EXPECT_EQ(PairNoYes.True, "OK");
-}
-
-TEST_F(IniStoreTest, ExternalProgramsListIsWrittenOnlyWhenAsked)
-{
-    QTemporaryDir root;
-    AppPath = root.filePath("App");
-    ZELSOFTPath = root.path();
-    AppName = "ORVEXAUSW";
-    WriteBytes(IniFileName, "[PROGRAMM]\r\nUseExterneProgramme=true\r\n");
-    ReadProgramSettings();
-    ASSERT_TRUE(ExterneProgramme);
-    EXPECT_EQ(ExterneProgramme->size(), 4);
-    EXPECT_NE(Reread("EXTERNEPROGRAMME", "MS-EXCEL_PATH"), "<missing>");
-    ExterneProgramme.reset();
 }
 
 TEST(Delay, UsesOnlyTheLowSixteenBits)
