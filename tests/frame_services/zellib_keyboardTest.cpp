@@ -211,7 +211,7 @@ TEST_F(KeyboardTest, KeysTypeIntoTheLinkedEditWithShiftCapsAndAltGrEnterConfirms
     EXPECT_TRUE(FoKb.isNull());
 }
 
-TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesAndTheHint)
+TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesTheHintAndThePicture)
 {
     EditForm form;
     WriteIniInteger("KeyboardLayouts", kLayout + ".breite", 500);
@@ -256,11 +256,7 @@ TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesAndTheHint)
     for (QWidget* w : QApplication::topLevelWidgets())
         open += dynamic_cast<TFoKb*>(w) && w->isVisible();
     EXPECT_EQ(open, 1);
-}
 
-TEST_F(KeyboardTest, KeyboardWindowPicture)
-{
-    EditForm form;
     ShowFirstKeyboard(form.Edit, 0, 0, "Bitte den Namen eingeben");
     ASSERT_FALSE(FoKb.isNull());
     PressType(ktShift);
@@ -278,3 +274,4 @@ TEST_F(KeyboardTest, KeyboardWindowPicture)
         }
     EXPECT_EQ(FoKb->KB->KeyControl(FoKb->KB->Keys().IndexOfChar("Q", klShift))->text(), "Q");
 }
+

@@ -50,7 +50,7 @@ void Click(QWidget* target)
 }
 }
 
-TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTime)
+TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTimeAndATimeOfZeroFiresAtOnce)
 {
     Fehlermeldezeit = 300;
     MsgInfo(QStringLiteral("a"));
@@ -75,10 +75,9 @@ TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTime)
     EXPECT_EQ(PendingInfo, QStringLiteral("a"));
 
     EXPECT_EQ(LoggedEntries(), (QStringList{";SysInfo   ;a", ";ErrInfo   ;b", ";SysInfo   ;a"}));
-}
 
-TEST_F(MsgTest, AnErrorTimeOfZeroFiresAtOnce)
-{
+    // An error time of zero fires at once; no pending note is left to come back.
+    MsgClear();
     Fehlermeldezeit = 0;
     MsgError(QStringLiteral("kurz"), 0, false);
     EXPECT_TRUE(FoMsg->Timer1->AllowZero());
