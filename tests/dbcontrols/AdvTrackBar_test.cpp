@@ -28,7 +28,7 @@ struct Slider {
     std::pair<int, int> Positions() const { return {s.PositionLeft(), s.PositionRight()}; }
 };
 
-TEST(AdvRangeSlider, SettersKeepLeftAtOrBelowRightAndDropTheValueThatWouldPass)
+TEST(AdvRangeSlider, SettersKeepLeftAtOrBelowRightAndLimitsMoveOnlyTheLeftThumb)
 {
     Slider t;
     TAdvRangeSlider& s = t.s;
@@ -73,12 +73,8 @@ TEST(AdvRangeSlider, SettersKeepLeftAtOrBelowRightAndDropTheValueThatWouldPass)
     s.SetPositionLeft(60);
     s.SetLoading(false);
     EXPECT_EQ(t.Positions(), std::make_pair(60, 10));
-}
 
-TEST(AdvRangeSlider, LimitsMoveOnlyTheLeftThumb)
-{
-    Slider t;
-    TAdvRangeSlider& s = t.s;
+    // Limits move only the left thumb.
     s.SetPositionRight(80);
     s.SetPositionLeft(70);
     const int before = t.changes;

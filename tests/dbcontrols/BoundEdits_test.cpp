@@ -42,7 +42,7 @@ protected:
     TdxDBMemo Kommentar;
 };
 
-TEST_F(BoundEdits, FollowTheCurrentRowAndItsChangesWithFormattedText)
+TEST_F(BoundEdits, FollowTheCurrentRowAndItsChangesAndShowNothingWhileOffOrClosed)
 {
     EXPECT_EQ(Shown(), (QStringList{"BUZ 11", "1.234 h", "12,50 h", QString::fromUtf8("0,500 µA"),
                                     "erster Lauf\nzweite Zeile"}));
@@ -67,10 +67,8 @@ TEST_F(BoundEdits, FollowTheCurrentRowAndItsChangesWithFormattedText)
     Runs.Cancel();
     EXPECT_EQ(Rest.Text(), "12,50 h");
     EXPECT_EQ(Teil.Text(), "BUZ 11");
-}
 
-TEST_F(BoundEdits, ShowNothingWhileTheSourceIsOffOrTheDatasetClosed)
-{
+    // The source off or the dataset closed: nothing shows.
     const QStringList none{"", "", "", "", ""};
     HeaderSource.SetEnabled(false);
     EXPECT_EQ(Shown(), none);

@@ -61,7 +61,7 @@ protected:
 };
 }
 
-TEST_F(IniStoreTest, FileIsWindows1252WithCrLfAndLfIsAcceptedOnReading)
+TEST_F(IniStoreTest, FileIsWindows1252WithCrLfKeepsTrailingBlanksAndJoinsSectionsInOtherCase)
 {
     WriteBytes(IniFileName, "[Path]\nDatapath = C:\\Daten\\Pr\xfc" "fling\n; a note\r\n[Other]\r\nk=v\r\n");
     TMemIniFile ini(IniFileName);
@@ -74,10 +74,8 @@ TEST_F(IniStoreTest, FileIsWindows1252WithCrLfAndLfIsAcceptedOnReading)
     EXPECT_TRUE(bytes.contains("; a note\r\n"));   // remarks survive a rewrite
     EXPECT_FALSE(bytes.contains("\n\n"));
     EXPECT_EQ(bytes.count('\n'), bytes.count("\r\n"));
-}
 
-TEST_F(IniStoreTest, AValueKeepsItsTrailingBlankFromStartToStart)
-{
+    // A value keeps its trailing blank from start to start.
     WriteBytes(IniFileName, "[Ports]\r\nF03=CANBus \r\n  F04 =\t COM1  \r\n");
     EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
     EXPECT_EQ(ReadIniString("Ports", "F04", ""), "COM1  ");   // the blanks round "=" are layout
@@ -85,10 +83,9 @@ TEST_F(IniStoreTest, AValueKeepsItsTrailingBlankFromStartToStart)
     IniStore.reset();
     EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
     EXPECT_TRUE(File().contains("F03=CANBus \r\nF04=COM1  \r\nF05=x\r\n"));
-}
 
-TEST_F(IniStoreTest, SectionsInOtherCaseAreOneSection)
-{
+    // Sections in other case are one section.
+    IniStore.reset();
     WriteBytes(IniFileName, "[Programm]\r\nA=1\r\n[PROGRAMM]\r\nB=2\r\nA=3\r\n");
     EXPECT_EQ(ReadIniInteger("programm", "a", 0), 1);   // the first of two equal keys wins
     EXPECT_EQ(ReadIniInteger("Programm", "B", 0), 2);

@@ -47,7 +47,35 @@ void Key(QWidget* target, Qt::Key key)
 }
 }
 
-TEST_F(EingabeTest, ANoteShowsItsLinesWithTheOneButtonAndFitsThem)
+TEST_F(EingabeTest, WithoutAScreenNotesLogQuestionsCancelAndAMissingPortIsReported)
+{
+    QElapsedTimer t;
+    t.start();
+    ShowHinweis("Datei<BR>konnte nicht gelöscht werden");
+    EXPECT_LT(t.elapsed(), 5000);
+    EXPECT_EQ(CurrentEingabe, nullptr);
+    EXPECT_EQ(LoggedEntries(), QStringList{";DLG       ;Hinweis Datei<BR>konnte nicht gelöscht werden"});
+    // The questions have nobody to answer them: cancel.
+    QString text = "vorher";
+    EXPECT_FALSE(EingabeText("Name?", text));
+    EXPECT_EQ(text, "vorher");
+    double value = 1;
+    EXPECT_FALSE(EingabeZahl("Wert?", value, 0, 10, 2, "V"));
+    int index = 0;
+    EXPECT_FALSE(EingabeAuswahl("Welcher?", {"a", "b"}, index));
+
+    // A missing reader port is reported, and the window nobody sees ends.
+    t.restart();
+    EXPECT_FALSE(EingabeText("Barcode scannen:", text, dir.filePath("ttyFehlt")));
+    EXPECT_LT(t.elapsed(), 5000);
+    EXPECT_EQ(text, "vorher");
+    ASSERT_NE(FoMsg, nullptr);
+    EXPECT_TRUE(FoMsg->MsgLabel->text().startsWith("Die Schnittstelle " + dir.filePath("ttyFehlt") +
+                                                   " ist nicht vorhanden"))
+        << FoMsg->MsgLabel->text().toStdString();
+}
+
+TEST_F(EingabeTest, NotesFitTheirLinesEditsAndListsStandBelowTheQuestionWideTextsDoNotWiden)
 {
     auto form = CreateHinweis("Erste Zeile\nzweite Zeile, etwas länger");
     EXPECT_EQ(form->windowTitle(), "Hinweis");
@@ -80,38 +108,8 @@ TEST_F(EingabeTest, ANoteShowsItsLinesWithTheOneButtonAndFitsThem)
     EXPECT_FALSE(form->isVisible());
     EXPECT_EQ(form->result(), QDialog::Accepted);
     EXPECT_EQ(CurrentEingabe, nullptr);
-}
 
-TEST_F(EingabeTest, WithoutAScreenNotesLogQuestionsCancelAndAMissingPortIsReported)
-{
-    QElapsedTimer t;
-    t.start();
-    ShowHinweis("Datei<BR>konnte nicht gelöscht werden");
-    EXPECT_LT(t.elapsed(), 5000);
-    EXPECT_EQ(CurrentEingabe, nullptr);
-    EXPECT_EQ(LoggedEntries(), QStringList{";DLG       ;Hinweis Datei<BR>konnte nicht gelöscht werden"});
-    // The questions have nobody to answer them: cancel.
-    QString text = "vorher";
-    EXPECT_FALSE(EingabeText("Name?", text));
-    EXPECT_EQ(text, "vorher");
-    double value = 1;
-    EXPECT_FALSE(EingabeZahl("Wert?", value, 0, 10, 2, "V"));
-    int index = 0;
-    EXPECT_FALSE(EingabeAuswahl("Welcher?", {"a", "b"}, index));
-
-    // A missing reader port is reported, and the window nobody sees ends.
-    t.restart();
-    EXPECT_FALSE(EingabeText("Barcode scannen:", text, dir.filePath("ttyFehlt")));
-    EXPECT_LT(t.elapsed(), 5000);
-    EXPECT_EQ(text, "vorher");
-    ASSERT_NE(FoMsg, nullptr);
-    EXPECT_TRUE(FoMsg->MsgLabel->text().startsWith("Die Schnittstelle " + dir.filePath("ttyFehlt") +
-                                                   " ist nicht vorhanden"))
-        << FoMsg->MsgLabel->text().toStdString();
-}
-
-TEST_F(EingabeTest, EditsAndListStandBelowTheQuestionAndWideTextsDoNotWiden)
-{
+    // Edits and lists stand below the question.
     auto text = CreateTextQuery("Seriennummer des Prüflings:", "S-17");
     text->show();
     EXPECT_EQ(text->StrEdit->y(), Bottom(text->Label1) + 16);
