@@ -4,7 +4,6 @@
 #include "dbcontrols/TdxDBCurrencyEdit.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxDBMemo.h"
-#include "tests/QtPrinters.h"
 
 #include <QTest>
 

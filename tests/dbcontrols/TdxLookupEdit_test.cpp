@@ -3,7 +3,6 @@
 #include "RunFixture.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxLookupEdit.h"
-#include "tests/QtPrinters.h"
 
 #include <QLineEdit>
 #include <QTest>

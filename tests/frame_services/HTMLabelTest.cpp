@@ -180,19 +180,18 @@ TEST_F(HTMLabelTest, ColoursByNameAndBackground)
     EXPECT_EQ(count(restored, qRgb(255, 255, 0)), yellowOnly) << "</FONT> takes back the brush";
 }
 
-TEST(HTMLabel, HeaderCaptionsRendered)
+TEST_F(HTMLabelTest, HeaderCaptionsRendered)
 {
     // The header panel's captions, large enough to look at.
     const QStringList captions{QStringLiteral("<FONT size=\"10\"><B>U</B><SUB>soll</SUB></FONT>"),
                                QStringLiteral("<B>I </B><SUB>max</SUB>")};
     const QStringList names{QStringLiteral("htmlabel_usoll"), QStringLiteral("htmlabel_imax")};
+    QFont f = label.font();
+    f.setPointSize(10);
+    label.setFont(f);
+    label.SetAutoSizeType(asBoth);
+    label.SetAutoSizing(true);
     for (int i = 0; i < captions.size(); ++i) {
-        THTMLabel label;
-        QFont f(QStringLiteral("Arial"));
-        f.setPointSize(10);
-        label.setFont(f);
-        label.SetAutoSizeType(asBoth);
-        label.SetAutoSizing(true);
         label.SetHTMLText({captions[i]});
         const QImage img = label.grab().toImage();
         ASSERT_FALSE(DarkBox(img).Empty());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "frame/zellib_Logging.h"
+#include "tests/QtPrinters.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -11,7 +12,6 @@
 #include <QStringList>
 #include <functional>
 #include <gtest/gtest.h>
-#include <ostream>
 #include <pty.h>
 #include <unistd.h>
 
@@ -101,13 +101,3 @@ private:
     int fSlave = -1;
     QString fPath;
 };
-
-// Readable failure messages for Qt texts.
-inline void PrintTo(const QString& s, std::ostream* os)
-{
-    *os << '"' << s.toStdString() << '"';
-}
-inline void PrintTo(const QStringList& l, std::ostream* os)
-{
-    *os << '[' << l.join(QStringLiteral("|")).toStdString() << ']';
-}
