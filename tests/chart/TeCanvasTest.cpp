@@ -1,3 +1,4 @@
+#include "ChartTestSupport.h"
 #include "chart/TeeGDIPlus.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ struct Painting {
     Canvas canvas;
 };
 
-TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
+TEST(Canvas, HiddenOrClearPenDrawsNothing)
 {
     QImage img = WhiteImage();
     {
@@ -38,6 +39,13 @@ TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
         p.canvas.Rectangle({5, 5, 15, 15});
         p.canvas.Pen().SetVisible(true);
         p.canvas.Rectangle({20, 5, 30, 15});
+        // A clear pen still moves the pen position.
+        p.canvas.MoveTo(2, 2);
+        p.canvas.Pen().SetStyle(psClear);
+        p.canvas.LineTo(35, 2);
+        EXPECT_EQ(p.canvas.PenPos(), (TPoint{35, 2}));
+        p.canvas.Pen().SetStyle(psSolid);
+        p.canvas.LineTo(35, 20);
         p.Finish();
     }
     EXPECT_EQ(img.pixel(5, 5), QColor(Qt::red).rgb());
@@ -46,26 +54,11 @@ TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
     EXPECT_EQ(img.pixel(20, 5), kBlack);    // a visible pen frames
     EXPECT_EQ(img.pixel(29, 14), kBlack);
     EXPECT_EQ(img.pixel(25, 10), QColor(Qt::red).rgb());
-}
-
-TEST(Canvas, LineToWithClearPenMovesAndDrawsNothing)
-{
-    QImage img = WhiteImage();
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.MoveTo(2, 2);
-        p.canvas.Pen().SetStyle(psClear);
-        p.canvas.LineTo(30, 2);
-        EXPECT_EQ(p.canvas.PenPos(), (TPoint{30, 2}));
-        p.canvas.Pen().SetStyle(psSolid);
-        p.canvas.LineTo(30, 20);
-        p.Finish();
-    }
-    for (int x = 0; x < 30; ++x)
+    for (int x = 0; x < 35; ++x)
         ASSERT_EQ(img.pixel(x, 2), kWhite) << x;
-    EXPECT_EQ(img.pixel(30, 2), kBlack);
-    EXPECT_EQ(img.pixel(30, 19), kBlack);
-    EXPECT_EQ(img.pixel(30, 20), kWhite);   // the end pixel belongs to the next line
+    EXPECT_EQ(img.pixel(35, 2), kBlack);
+    EXPECT_EQ(img.pixel(35, 19), kBlack);
+    EXPECT_EQ(img.pixel(35, 20), kWhite);   // the end pixel belongs to the next line
 }
 
 TEST(Canvas, ConsecutiveLinesReachThePainterAsOnePolyline)
@@ -280,38 +273,27 @@ TEST(Canvas, SmallDotsLeaveGaps)
     EXPECT_LT(ink, 20);   // one dot, then the gap of SmallSpace + 1
 }
 
-TEST(Canvas, VisiblePenAssignment)
+TEST(Canvas, VisiblePenAssignmentAndCanvasByName)
 {
     TTeeCanvas3D canvas;
     TTeePen pen;
     pen.SetColor(clRed);
     pen.SetWidth(3);
     pen.SetStyle(psDash);
-    canvas.AssignVisiblePen(pen);
-    EXPECT_EQ(canvas.Pen().Color(), clRed);
-    EXPECT_EQ(canvas.Pen().Width(), 3);
-    EXPECT_EQ(canvas.Pen().Style(), psDash);
     canvas.AssignVisiblePenColor(pen, clBlue);
     EXPECT_EQ(canvas.Pen().Color(), clBlue);
+    EXPECT_EQ(canvas.Pen().Width(), 3);
+    EXPECT_EQ(canvas.Pen().Style(), psDash);
     TTeeHiddenPen hidden;
     canvas.AssignVisiblePen(hidden);
     EXPECT_EQ(canvas.Pen().Style(), psClear);
-    EXPECT_FALSE(canvas.SupportsFullRotation());
-}
 
-TEST(Canvas, CanvasByName)
-{
     EXPECT_NE(dynamic_cast<TGDIPlusCanvas*>(CreateCanvasByName("TGDIPlusCanvas").get()), nullptr);
     auto plain = CreateCanvasByName("Unbekannt");
     EXPECT_EQ(dynamic_cast<TGDIPlusCanvas*>(plain.get()), nullptr);
     EXPECT_NE(dynamic_cast<TTeeCanvas3D*>(plain.get()), nullptr);
-    TTeeCanvas3D canvas;
-    try {
-        canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite);
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception& e) {
-        EXPECT_EQ(e.Message(), "GDI+ Error: InvalidParameter 2");
-    }
+    EXPECT_EQ(ThrownMessage([&] { canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite); }),
+              "GDI+ Error: InvalidParameter 2");
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "chart/TeEngine.h"
+#include "ChartTestSupport.h"
 #include "frame/ZELColor.h"
 
 #include <QDir>
@@ -7,29 +7,8 @@
 
 namespace {
 
-template <typename F>
-QString ThrownMessage(F f)
-{
-    try {
-        f();
-    } catch (const Exception& e) {
-        return e.Message();
-    }
-    return QStringLiteral("<no exception>");
-}
-
 class AxisTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        saved = FormatSettings;
-        FormatSettings.ThousandSeparator = QChar();
-        FormatSettings.DecimalSeparator = u',';
-        FormatSettings.ShortDateFormat = QStringLiteral("dd.MM.yyyy");
-        FormatSettings.ShortTimeFormat = QStringLiteral("HH:mm:ss");
-    }
-    void TearDown() override { FormatSettings = saved; }
-
     // Plot rectangle r, axis range fixed, positions computed as a paint would.
     void Place(TChartAxis* axis, const TRect& r, double min, double max)
     {
@@ -39,7 +18,7 @@ protected:
         axis->InternalCalcPositions();
     }
 
-    TFormatSettings saved;
+    const GermanFormats german;
     TCustomAxisPanel chart;
 };
 
@@ -138,38 +117,47 @@ TEST_F(AxisTest, DateTimeStepSearch)
     EXPECT_EQ(a->Increment(), 0);
 }
 
-TEST_F(AxisTest, LinearMappingBothWays)
+TEST_F(AxisTest, LinearAndLogarithmicMappingBothWays)
 {
-    TChartAxis* h = chart.BottomAxis();
-    Place(h, {100, 50, 600, 450}, 0, 100);
-    EXPECT_EQ(h->IStartPos, 100);
-    EXPECT_EQ(h->IEndPos, 600);
-    EXPECT_EQ(h->CalcPosValue(0), 100);
-    EXPECT_EQ(h->CalcPosValue(25), 225);
-    EXPECT_EQ(h->CalcPosValue(100), 600);
-    EXPECT_EQ(h->CalcPosValue(150), 850);   // outside the range: not clamped
-    EXPECT_EQ(h->CalcPosValue(-10), 50);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(225), 25);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(100), 0);
-    h->SetInverted(true);
-    EXPECT_EQ(h->CalcPosValue(25), 475);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(475), 25);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(600), 0);
-
-    TChartAxis* v = chart.LeftAxis();
-    Place(v, {100, 50, 600, 450}, -1, 1);
-    EXPECT_EQ(v->CalcPosValue(1), 50);
-    EXPECT_EQ(v->CalcPosValue(-1), 450);
-    EXPECT_EQ(v->CalcPosValue(0.5), 150);
-    EXPECT_DOUBLE_EQ(v->CalcPosPoint(150), 0.5);
-    v->SetInverted(true);
-    EXPECT_EQ(v->CalcPosValue(0.5), 350);
-    EXPECT_DOUBLE_EQ(v->CalcPosPoint(350), 0.5);
-    EXPECT_DOUBLE_EQ(v->CalcPosPoint(50), -1);
+    using Pairs = std::vector<std::pair<double, int>>;
+    struct TCase {
+        bool horizontal, log, inverted;
+        TRect rect;
+        double min, max;
+        Pairs both;      // value and pixel map onto each other
+        Pairs outside;   // values out of the range, one way: not clamped, or the log axis' lower end
+    };
+    const TRect wide{100, 50, 600, 450}, square{0, 0, 300, 300};
+    const TCase cases[] = {
+        {true, false, false, wide, 0, 100, {{0, 100}, {25, 225}, {100, 600}}, {{150, 850}, {-10, 50}}},
+        {true, false, true, wide, 0, 100, {{25, 475}, {0, 600}}, {}},
+        {false, false, false, wide, -1, 1, {{1, 50}, {-1, 450}, {0.5, 150}}, {}},
+        {false, false, true, wide, -1, 1, {{0.5, 350}, {-1, 50}}, {}},
+        {true, true, false, square, 1, 1000, {{1, 0}, {10, 100}, {100, 200}, {1000, 300}}, {{0, 0}, {-5, 0}}},
+        {true, true, true, square, 1, 1000, {{10, 200}, {1, 300}}, {{0, 300}}},
+        {false, true, false, square, 1, 1000, {{10, 200}, {1000, 0}}, {{0, 300}}},
+        {false, true, true, square, 1, 1000, {{10, 100}}, {{0, 0}}},
+    };
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(testing::Message() << "horizontal " << c.horizontal << " log " << c.log << " inverted " << c.inverted);
+        TChartAxis* a = c.horizontal ? chart.BottomAxis() : chart.LeftAxis();
+        a->SetLogarithmic(c.log);
+        a->SetInverted(c.inverted);
+        Place(a, c.rect, c.min, c.max);
+        for (auto [value, pixel] : c.both) {
+            EXPECT_EQ(a->CalcPosValue(value), pixel) << value;
+            EXPECT_NEAR(a->CalcPosPoint(pixel), value, 1e-9) << pixel;
+        }
+        for (auto [value, pixel] : c.outside)
+            EXPECT_EQ(a->CalcPosValue(value), pixel) << value;
+    }
+    EXPECT_EQ(ThrownMessage([&] { chart.LeftAxis()->SetLogarithmicBase(1); }), "Axis logarithmic base must be > 1");
 
     // Half pixels round to the even neighbour.
-    Place(h, {0, 0, 500, 100}, 0, 500);
+    TChartAxis* h = chart.BottomAxis();
+    h->SetLogarithmic(false);
     h->SetInverted(false);
+    Place(h, {0, 0, 500, 100}, 0, 500);
     EXPECT_EQ(h->CalcPosValue(0.5), 0);
     EXPECT_EQ(h->CalcPosValue(1.5), 2);
     EXPECT_EQ(h->CalcPosValue(2.5), 2);
@@ -180,40 +168,6 @@ TEST_F(AxisTest, LinearMappingBothWays)
     EXPECT_TRUE(h->IRangeZero);
     EXPECT_EQ(h->CalcPosValue(7), 250);
     EXPECT_EQ(h->CalcPosValue(-1000), 250);
-}
-
-TEST_F(AxisTest, LogarithmicMappingBothWays)
-{
-    TChartAxis* h = chart.BottomAxis();
-    h->SetLogarithmic(true);
-    Place(h, {0, 0, 300, 300}, 1, 1000);
-    EXPECT_EQ(h->CalcPosValue(1), 0);
-    EXPECT_EQ(h->CalcPosValue(10), 100);
-    EXPECT_EQ(h->CalcPosValue(100), 200);
-    EXPECT_EQ(h->CalcPosValue(0), 0);
-    EXPECT_EQ(h->CalcPosValue(-5), 0);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(0), 1);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(300), 1000);
-    EXPECT_NEAR(h->CalcPosPoint(100), 10, 1e-9);
-    h->SetInverted(true);
-    EXPECT_EQ(h->CalcPosValue(10), 200);
-    EXPECT_EQ(h->CalcPosValue(0), 300);
-    EXPECT_NEAR(h->CalcPosPoint(200), 10, 1e-9);
-    EXPECT_DOUBLE_EQ(h->CalcPosPoint(300), 1);
-
-    TChartAxis* v = chart.LeftAxis();
-    v->SetLogarithmic(true);
-    Place(v, {0, 0, 300, 300}, 1, 1000);
-    EXPECT_EQ(v->CalcPosValue(10), 200);
-    EXPECT_EQ(v->CalcPosValue(0), 300);
-    EXPECT_NEAR(v->CalcPosPoint(200), 10, 1e-9);
-    EXPECT_DOUBLE_EQ(v->CalcPosPoint(0), 1000);
-    v->SetInverted(true);
-    EXPECT_EQ(v->CalcPosValue(10), 100);
-    EXPECT_EQ(v->CalcPosValue(0), 0);
-    EXPECT_NEAR(v->CalcPosPoint(100), 10, 1e-9);
-
-    EXPECT_EQ(ThrownMessage([&] { v->SetLogarithmicBase(1); }), "Axis logarithmic base must be > 1");
 }
 
 TEST_F(AxisTest, RangeSettersAndTheirMessages)
@@ -448,29 +402,9 @@ TEST_F(AxisTest, ValueLoopRunsFromTheTopAndRefusesTenThousandLabels)
     EXPECT_EQ(given, (std::vector<double>{0, 4, 8}));
 }
 
-TEST_F(AxisTest, DateAxisLabelsAlignOnWholeDays)
-{
-    TChartSeries s;
-    s.AddXY(45000.3, 0);
-    s.AddXY(45009.8, 1);
-    s.XValues()->SetDateTime(true);
-    chart.AddSeries(&s);
-    chart.SetChartRect({50, 20, 650, 350});
-    chart.LeftAxis()->SetVisible(false);
-    TChartAxis* a = chart.BottomAxis();
-    a->SetIncrement(1);
-    a->SetDateTimeFormat("dd.mm");
-    PaintAxes(chart, 700, 400);
-    ASSERT_FALSE(a->LabelEntries().empty());
-    for (const auto& e : a->LabelEntries())
-        EXPECT_EQ(e.Value, std::floor(e.Value)) << e.Text.toStdString();
-    EXPECT_EQ(a->LabelEntries().front().Value, 45009);
-    EXPECT_EQ(a->LabelEntries().front().Text, TeeFormatDateTime("dd.mm", 45009));
-}
-
-// Sub-day steps over ranges that cross midnights: every label names its step value
-// to the minute, the first after midnight included, whichever way the axis runs.
-TEST_F(AxisTest, SubDayDateLabelsNameTheExactStepsAcrossMidnights)
+// Steps of whole days and below over ranges that cross midnights: every label names its
+// step value to the minute, the first after midnight included, whichever way the axis runs.
+TEST_F(AxisTest, DateLabelsNameTheExactStepsAcrossMidnights)
 {
     TChartSeries s;
     s.XValues()->SetDateTime(true);
@@ -485,7 +419,7 @@ TEST_F(AxisTest, SubDayDateLabelsNameTheExactStepsAcrossMidnights)
     };
     const TCase cases[] = {{10, 45598.93, 45599.07},  {10, 45600.96, 45601.03}, {10, 45601.99, 45602.01},
                            {60, 45598.31, 45601.62},  {60, 45599.97, 45600.04}, {120, 45598.51, 45599.49},
-                           {120, 45598.02, 45602.97}, {120, 45600.41, 45601.44}};
+                           {120, 45598.02, 45602.97}, {120, 45600.41, 45601.44}, {1440, 45000.3, 45009.8}};
     const QDateTime zero(QDate(1899, 12, 30), QTime(0, 0));
     for (bool inverted : {false, true})
         for (const TCase& c : cases) {
@@ -590,8 +524,7 @@ TEST_F(AxisTest, RenderedAxisPutsTicksAndLabelsWhereItSays)
     l->SetAxisValuesFormat("###0.00");
     b->SetAxisValuesFormat("###0");
     const QImage img = PaintAxes(chart, 640, 400);
-    const QString dir = QStringLiteral(CHART_TEST_OUTPUT_DIR);
-    img.save(dir + "/axis_render.png");
+    img.save(OutPath("axis_render.png"));
 
     // The plot rectangle gave room to labels and titles on the left and at the bottom.
     const TRect& r = chart.ChartRect();
@@ -668,7 +601,7 @@ TEST_F(AxisTest, VerticalLabelsOnTheBottomAxisReadUpward)
     b->SetAxisValuesFormat("0.0");
     b->Grid().SetVisible(false);
     const QImage img = PaintAxes(chart, 640, 400);
-    img.save(QStringLiteral(CHART_TEST_OUTPUT_DIR) + "/axis_render_vertical.png");
+    img.save(OutPath("axis_render_vertical.png"));
     chart.Canvas()->AssignFont(b->LabelsFont());
     const int widest = chart.Canvas()->TextWidth("1000,0");
     // The labels take their width, not their height, below the axis.
@@ -688,10 +621,6 @@ TEST_F(AxisTest, VerticalLabelsOnTheBottomAxisReadUpward)
     EXPECT_GE(top, b->PosLabels);
 }
 
-} // namespace
-
-namespace {
-
 TEST_F(AxisTest, AlternatingLabelsTakeTwoRows)
 {
     TChartSeries s;
@@ -704,7 +633,7 @@ TEST_F(AxisTest, AlternatingLabelsTakeTwoRows)
     b->SetMinMax(0, 100);
     b->SetIncrement(10);
     b->SetLabelsSeparation(0);
-    const QImage single = PaintAxes(chart, 640, 400);
+    PaintAxes(chart, 640, 400);
     const int singleBottom = chart.ChartRect().Bottom;
     b->SetLabelsAlternate(true);
     const QImage img = PaintAxes(chart, 640, 400);
@@ -724,7 +653,6 @@ TEST_F(AxisTest, AlternatingLabelsTakeTwoRows)
         EXPECT_EQ(inkIn(e[i], b->PosLabels), i % 2 == 0) << i;
         EXPECT_EQ(inkIn(e[i], b->PosLabels + fh), i % 2 == 1) << i;
     }
-    (void)single;
 }
 
 } // namespace
