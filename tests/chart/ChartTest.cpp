@@ -243,35 +243,18 @@ TEST_F(ChartFixture, DragOfSixteenPixelsIsIgnoredSeventeenZoomsBackwardUndoesAll
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), 99);
 }
 
-TEST_F(ChartFixture, ZoomHistoryStepsBackOneZoomAtATime)
-{
-    AddSeries(100, [](int i) { return i % 10; }, clRed);
-    chart.Zoom().History = true;
-    chart.RenderImage();
-    chart.ZoomRect(TRect{Inside(0.1, 0.1).x(), Inside(0.1, 0.1).y(), Inside(0.9, 0.9).x(), Inside(0.9, 0.9).y()});
-    const double firstMin = chart.BottomAxis()->Minimum(), firstMax = chart.BottomAxis()->Maximum();
-    chart.RenderImage();
-    chart.ZoomRect(TRect{Inside(0.3, 0.3).x(), Inside(0.3, 0.3).y(), Inside(0.6, 0.6).x(), Inside(0.6, 0.6).y()});
-    ASSERT_EQ(chart.ZoomHistory().size(), 2u);
-    chart.UndoZoom();
-    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), firstMin);
-    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), firstMax);
-    EXPECT_FALSE(chart.BottomAxis()->Automatic());
-    // The last snapshot gone, undo returns to the state before the first zoom.
-    chart.UndoZoom();
-    EXPECT_TRUE(chart.ZoomHistory().empty());
-    EXPECT_TRUE(chart.BottomAxis()->Automatic());
-}
-
-// Reversed corners and the animated zoom both end where the plain zoom of the sorted rectangle does.
-TEST_F(ChartFixture, ReversedAndAnimatedZoomsEndWhereThePlainOneDoes)
+// Reversed corners and the animated zoom both end where the plain zoom of the sorted
+// rectangle does; with a history, undo steps back one zoom at a time.
+TEST_F(ChartFixture, ZoomRectReversedAnimatedAndWithHistory)
 {
     AddSeries(100, [](int i) { return i % 10; }, clRed);
     chart.RenderImage();
     const QPoint p = Inside(0.2, 0.3), q = Inside(0.6, 0.7);
-    chart.ZoomRect(TRect{p.x(), p.y(), q.x(), q.y()});
-    const double min = chart.BottomAxis()->Minimum(), max = chart.LeftAxis()->Maximum();
-    EXPECT_LT(min, chart.BottomAxis()->Maximum());
+    const TRect sorted{p.x(), p.y(), q.x(), q.y()};
+    chart.ZoomRect(sorted);
+    const double min = chart.BottomAxis()->Minimum(), bottomMax = chart.BottomAxis()->Maximum();
+    const double max = chart.LeftAxis()->Maximum();
+    EXPECT_LT(min, bottomMax);
     chart.UndoZoom();
     chart.RenderImage();
     chart.ZoomRect(TRect{q.x(), q.y(), p.x(), p.y()});
@@ -282,12 +265,28 @@ TEST_F(ChartFixture, ReversedAndAnimatedZoomsEndWhereThePlainOneDoes)
     int zooms = 0;
     chart.OnZoom = [&](TCustomChart*) { ++zooms; };
     chart.Zoom().Animated = true;
-    chart.ZoomRect(TRect{p.x(), p.y(), q.x(), q.y()});
+    chart.ZoomRect(sorted);
     EXPECT_EQ(zooms, 1);
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), min);
     EXPECT_DOUBLE_EQ(chart.LeftAxis()->Maximum(), max);
     // The state before the first step is what undo restores.
     chart.UndoZoom();
+    EXPECT_TRUE(chart.BottomAxis()->Automatic());
+
+    chart.Zoom().Animated = false;
+    chart.Zoom().History = true;
+    chart.RenderImage();
+    chart.ZoomRect(sorted);
+    chart.RenderImage();
+    chart.ZoomRect(TRect{Inside(0.3, 0.3).x(), Inside(0.3, 0.3).y(), Inside(0.6, 0.6).x(), Inside(0.6, 0.6).y()});
+    ASSERT_EQ(chart.ZoomHistory().size(), 2u);
+    chart.UndoZoom();
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), min);
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), bottomMax);
+    EXPECT_FALSE(chart.BottomAxis()->Automatic());
+    // The last snapshot gone, undo returns to the state before the first zoom.
+    chart.UndoZoom();
+    EXPECT_TRUE(chart.ZoomHistory().empty());
     EXPECT_TRUE(chart.BottomAxis()->Automatic());
 }
 

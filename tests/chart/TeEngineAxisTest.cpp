@@ -17,9 +17,19 @@ protected:
         axis->AdjustMaxMin();
         axis->InternalCalcPositions();
     }
+    // A curve of two points on the chart, the plot rectangle r.
+    TChartSeries& Curve(double x0, double y0, double x1, double y1, const TRect& r)
+    {
+        curve.AddXY(x0, y0);
+        curve.AddXY(x1, y1);
+        chart.AddSeries(&curve);
+        chart.SetChartRect(r);
+        return curve;
+    }
 
     const GermanFormats german;
     TCustomAxisPanel chart;
+    TChartSeries curve;
 };
 
 TEST(AxisSteps, OneTwoFiveLadder)
@@ -69,12 +79,8 @@ TEST_F(AxisTest, StepForLabelsOfThirtyPixelsOnFiveHundred)
 
 TEST_F(AxisTest, FewPointsForceWholeStepsOnlyFromRangeOnePointOne)
 {
-    TChartSeries s;
-    s.AddXY(0, 1);
-    s.AddXY(0.5, 2);
-    chart.AddSeries(&s);
+    TChartSeries& s = Curve(0, 1, 0.5, 2, {0, 0, 500, 300});
     TChartAxis* a = chart.BottomAxis();
-    chart.SetChartRect({0, 0, 500, 300});
     a->AdjustMaxMin();
     a->InternalCalcPositions();
     ASSERT_DOUBLE_EQ(a->IMaximum, 0.5);
@@ -88,13 +94,8 @@ TEST_F(AxisTest, FewPointsForceWholeStepsOnlyFromRangeOnePointOne)
 
 TEST_F(AxisTest, DateTimeStepSearch)
 {
-    TChartSeries s;
-    s.AddXY(45000, 0);
-    s.AddXY(45010, 1);
-    s.XValues()->SetDateTime(true);
-    chart.AddSeries(&s);
+    Curve(45000, 0, 45010, 1, {0, 0, 600, 300}).XValues()->SetDateTime(true);
     TChartAxis* a = chart.BottomAxis();
-    chart.SetChartRect({0, 0, 600, 300});
     a->IAxisDateTime = a->IsDateTime();
     ASSERT_TRUE(a->IAxisDateTime);
     a->AdjustMaxMin();
@@ -240,12 +241,8 @@ TEST_F(AxisTest, RangeFromActiveSeriesAndRounding)
 
 TEST_F(AxisTest, OffsetsWidenTheRangeByTheirPixels)
 {
-    TChartSeries s;
-    s.AddXY(0, 0);
-    s.AddXY(100, 1);
-    chart.AddSeries(&s);
+    Curve(0, 0, 100, 1, {0, 0, 120, 100});
     TChartAxis* h = chart.BottomAxis();
-    chart.SetChartRect({0, 0, 120, 100});
     h->AdjustMaxMin();
     h->InternalCalcPositions();
     h->SetMinimumOffset(10);
@@ -348,12 +345,8 @@ bool InkInRow(const QImage& img, int y, int x0, int x1)
 
 TEST_F(AxisTest, ValueLoopRunsFromTheTopAndRefusesTenThousandLabels)
 {
-    TChartSeries s;
-    s.AddXY(0, 0);
-    s.AddXY(1, 1);
-    chart.AddSeries(&s);
     chart.resize(600, 400);
-    chart.SetChartRect({50, 20, 550, 350});
+    Curve(0, 0, 1, 1, {50, 20, 550, 350});
     chart.LeftAxis()->SetVisible(false);
     TChartAxis* a = chart.BottomAxis();
     a->SetMinMax(0, 100);
@@ -484,11 +477,7 @@ TEST_F(AxisTest, TextLabelsDropOverlaps)
 
 TEST_F(AxisTest, LogarithmicLabelsRunUpByPowersOfTheBase)
 {
-    TChartSeries s;
-    s.AddXY(0, 1);
-    s.AddXY(1, 1000);
-    chart.AddSeries(&s);
-    chart.SetChartRect({60, 20, 600, 380});
+    Curve(0, 1, 1, 1000, {60, 20, 600, 380});
     chart.BottomAxis()->SetVisible(false);
     TChartAxis* l = chart.LeftAxis();
     l->SetLogarithmic(true);
@@ -588,28 +577,24 @@ TEST_F(AxisTest, RenderedAxisPutsTicksAndLabelsWhereItSays)
     EXPECT_FALSE(b->AxisClicked(mid, b->PosAxis + 2));
 }
 
-TEST_F(AxisTest, VerticalLabelsOnTheBottomAxisReadUpward)
+TEST_F(AxisTest, VerticalAndAlternatingLabelsOnTheBottomAxis)
 {
-    TChartSeries s;
-    s.AddXY(0, 0);
-    s.AddXY(1000, 1);
-    chart.AddSeries(&s);
-    chart.SetChartRect({20, 20, 620, 380});
+    Curve(0, 0, 1000, 1, {20, 20, 620, 380});
     chart.LeftAxis()->SetVisible(false);
     TChartAxis* b = chart.BottomAxis();
     b->SetLabelsAngle(90);
     b->SetAxisValuesFormat("0.0");
     b->Grid().SetVisible(false);
-    const QImage img = PaintAxes(chart, 640, 400);
+    QImage img = PaintAxes(chart, 640, 400);
     img.save(OutPath("axis_render_vertical.png"));
     chart.Canvas()->AssignFont(b->LabelsFont());
     const int widest = chart.Canvas()->TextWidth("1000,0");
     // The labels take their width, not their height, below the axis.
     EXPECT_GE(380 - chart.ChartRect().Bottom, widest);
     ASSERT_FALSE(b->LabelEntries().empty());
-    const TAxisLabelEntry& e = b->LabelEntries().front();
-    const int x = b->CalcPosValue(e.Value);
-    const int w = chart.Canvas()->TextWidth(e.Text);
+    const TAxisLabelEntry& first = b->LabelEntries().front();
+    const int x = b->CalcPosValue(first.Value);
+    const int w = chart.Canvas()->TextWidth(first.Text);
     // A column of ink, narrow, centred on the tick, as long as the text is wide.
     int top = 10000, bottom = -1;
     for (int y = b->PosLabels; y < 400; ++y)
@@ -619,27 +604,19 @@ TEST_F(AxisTest, VerticalLabelsOnTheBottomAxisReadUpward)
         }
     EXPECT_NEAR(bottom - top, w, 4);
     EXPECT_GE(top, b->PosLabels);
-}
 
-TEST_F(AxisTest, AlternatingLabelsTakeTwoRows)
-{
-    TChartSeries s;
-    s.AddXY(0, 0);
-    s.AddXY(100, 1);
-    chart.AddSeries(&s);
-    chart.SetChartRect({20, 20, 620, 380});
-    chart.LeftAxis()->SetVisible(false);
-    TChartAxis* b = chart.BottomAxis();
+    // Upright labels in alternating rows: the second row takes its own room.
+    b->SetLabelsAngle(0);
     b->SetMinMax(0, 100);
     b->SetIncrement(10);
     b->SetLabelsSeparation(0);
     PaintAxes(chart, 640, 400);
     const int singleBottom = chart.ChartRect().Bottom;
     b->SetLabelsAlternate(true);
-    const QImage img = PaintAxes(chart, 640, 400);
+    img = PaintAxes(chart, 640, 400);
     chart.Canvas()->AssignFont(b->LabelsFont());
     const int fh = chart.Canvas()->FontHeight();
-    EXPECT_LE(chart.ChartRect().Bottom, singleBottom - fh);   // room for the second row
+    EXPECT_LE(chart.ChartRect().Bottom, singleBottom - fh);
     const auto& e = b->LabelEntries();
     ASSERT_GE(e.size(), 4u);
     auto inkIn = [&](const TAxisLabelEntry& entry, int top) {
