@@ -391,7 +391,8 @@ TEST_F(VisibleRange, FirstAndLastIndexFollowTheAxisRangeAndItsOffsets)
     chart.BottomAxis()->SetInverted(false);
 
     // An offset of one pixel moves no edge; at 10 pixels per unit one of 21 reaches 2 units in.
-    Range(10.5, 20.5);
+    // The edges lie on rows, so that a shift by a single pixel would show.
+    EXPECT_EQ(Range(11, 21), Rows(11, 21));
     chart.BottomAxis()->SetMinimumOffset(1);
     chart.BottomAxis()->SetMaximumOffset(1);
     EXPECT_EQ(Indices(), Rows(11, 21));
