@@ -106,24 +106,6 @@ TEST(Canvas, ExclusiveOrRubberBandErasesItself)
     EXPECT_EQ(img, before);
 }
 
-TEST(Canvas, ClipRectangleConfinesDrawing)
-{
-    QImage img = WhiteImage();
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.ClipRectangle({10, 0, 20, 40});
-        p.canvas.HorizLine(0, 40, 5);
-        p.canvas.UnClipRectangle();
-        p.canvas.HorizLine(0, 40, 15);
-        p.Finish();
-    }
-    EXPECT_EQ(img.pixel(9, 5), kWhite);
-    EXPECT_EQ(img.pixel(10, 5), kBlack);
-    EXPECT_EQ(img.pixel(19, 5), kBlack);
-    EXPECT_EQ(img.pixel(20, 5), kWhite);
-    EXPECT_EQ(img.pixel(2, 15), kBlack);
-}
-
 QRect InkBox(const QImage& img)
 {
     QRect box;
@@ -160,19 +142,6 @@ TEST(Canvas, RotatedTextTurnsAroundItsAnchor)
     EXPECT_LE(b.bottom(), 180);
     EXPECT_NEAR(b.top(), 180 - w, 4);
     EXPECT_GE(b.left(), 100);
-}
-
-TEST(Canvas, OpaqueTextFillsItsCell)
-{
-    QImage img = WhiteImage(100, 40);
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.SetBackMode(cbmOpaque);
-        p.canvas.SetBackColor(clYellow);
-        p.canvas.TextOut(5, 5, QStringLiteral("ab"));
-        p.Finish();
-    }
-    EXPECT_EQ(img.pixel(5, 5), QColor(Qt::yellow).rgb());
 }
 
 bool HasInBetweenShades(const QImage& img)
@@ -239,36 +208,42 @@ TEST(Canvas, BufferedDisplayPaintsIntoTheBitmapAndCopiesOnShow)
     EXPECT_EQ(again, target);
 }
 
-TEST(Canvas, BlendingDrawsTransparently)
+// Clipping, opaque text, blending and small dots, each in its own part of one picture.
+TEST(Canvas, ClipOpaqueTextBlendingAndSmallDots)
 {
-    QImage img = WhiteImage();
+    QImage img = WhiteImage(100, 40);
     {
         Painting<TTeeCanvas3D> p(img);
+        p.canvas.ClipRectangle({10, 0, 20, 40});
+        p.canvas.HorizLine(0, 40, 5);
+        p.canvas.UnClipRectangle();
+        p.canvas.HorizLine(0, 40, 15);
+        p.canvas.SetBackMode(cbmOpaque);
+        p.canvas.SetBackColor(clYellow);
+        p.canvas.TextOut(50, 2, QStringLiteral("ab"));
         p.canvas.Brush().SetColor(clBlack);
         p.canvas.Pen().SetVisible(false);
-        const TTeeBlend h = p.canvas.BeginBlending({0, 0, 40, 40}, 50);
-        p.canvas.FillRect({0, 0, 20, 20});
+        const TTeeBlend h = p.canvas.BeginBlending({60, 25, 100, 40}, 50);
+        p.canvas.FillRect({60, 25, 80, 40});
         p.canvas.EndBlending(h);
-        p.canvas.FillRect({20, 20, 40, 40});
-        p.Finish();
-    }
-    EXPECT_NEAR(qGray(img.pixel(5, 5)), 128, 2);
-    EXPECT_EQ(img.pixel(30, 30), kBlack);
-}
-
-TEST(Canvas, SmallDotsLeaveGaps)
-{
-    QImage img = WhiteImage(40, 10);
-    {
-        Painting<TTeeCanvas3D> p(img);
+        p.canvas.FillRect({80, 25, 100, 40});
+        p.canvas.Pen().SetVisible(true);
         p.canvas.Pen().SetSmallDots(true);
         p.canvas.Pen().SetSmallSpace(2);
-        p.canvas.HorizLine(0, 40, 5);
+        p.canvas.HorizLine(0, 40, 30);
         p.Finish();
     }
+    EXPECT_EQ(img.pixel(9, 5), kWhite);
+    EXPECT_EQ(img.pixel(10, 5), kBlack);
+    EXPECT_EQ(img.pixel(19, 5), kBlack);
+    EXPECT_EQ(img.pixel(20, 5), kWhite);
+    EXPECT_EQ(img.pixel(2, 15), kBlack);
+    EXPECT_EQ(img.pixel(50, 2), QColor(Qt::yellow).rgb());
+    EXPECT_NEAR(qGray(img.pixel(65, 30)), 128, 2);
+    EXPECT_EQ(img.pixel(90, 30), kBlack);
     int ink = 0;
     for (int x = 0; x < 39; ++x)
-        ink += img.pixel(x, 5) == kBlack;
+        ink += img.pixel(x, 30) == kBlack;
     EXPECT_GT(ink, 5);
     EXPECT_LT(ink, 20);   // one dot, then the gap of SmallSpace + 1
 }
