@@ -309,9 +309,7 @@ TEST_F(FastLineChart, AppendingWithoutRepaintDrawsOnTheKeptPicture)
 TEST(FastLineSeries, MarginsColourAndOwnDefaults)
 {
     TFastLineSeries s;
-    EXPECT_EQ(s.TreatNulls(), tnIgnore);
     EXPECT_FALSE(s.AllowSinglePoint());
-    EXPECT_EQ(s.Pen().Color(), clTeeColor);
     int l = 0, r = 0;
     s.CalcHorizMargins(l, r);
     EXPECT_EQ(std::make_pair(l, r), std::make_pair(1, 1));
