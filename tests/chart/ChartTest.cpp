@@ -279,7 +279,12 @@ TEST_F(ChartFixture, ZoomRectReversedAnimatedAndWithHistory)
     chart.ZoomRect(sorted);
     chart.RenderImage();
     chart.ZoomRect(TRect{Inside(0.3, 0.3).x(), Inside(0.3, 0.3).y(), Inside(0.6, 0.6).x(), Inside(0.6, 0.6).y()});
-    ASSERT_EQ(chart.ZoomHistory().size(), 2u);
+    const double secondMin = chart.BottomAxis()->Minimum();
+    chart.RenderImage();
+    chart.ZoomRect(sorted);
+    ASSERT_EQ(chart.ZoomHistory().size(), 3u);
+    chart.UndoZoom();
+    EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), secondMin);
     chart.UndoZoom();
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Minimum(), min);
     EXPECT_DOUBLE_EQ(chart.BottomAxis()->Maximum(), bottomMax);
