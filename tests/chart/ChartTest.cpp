@@ -82,7 +82,6 @@ std::pair<int, int> InkColumns(const QImage& img, int y0, int y1, const std::fun
     return {lo, hi};
 }
 
-// Two custom axes share the plot height by halves, each curve in its own half.
 TEST_F(ChartFixture, StackedAxesShareTheHeightAndKeepEachTitleBesideItsLabels)
 {
     chart.LeftAxis()->SetVisible(false);
@@ -107,11 +106,7 @@ TEST_F(ChartFixture, StackedAxesShareTheHeightAndKeepEachTitleBesideItsLabels)
     b.SetCustomVertAxis(inner);
     const QImage img = chart.RenderImage();
     img.save(OutPath("stacked_axes.png"));
-    const TRect& r = chart.ChartRect();
-    EXPECT_EQ(outer->IStartPos, r.Top);
-    EXPECT_EQ(outer->IEndPos, inner->IStartPos);
-    EXPECT_NEAR(outer->IEndPos, (r.Top + r.Bottom) / 2, 1);
-    EXPECT_EQ(inner->IEndPos, r.Bottom);
+    // The shares of the height themselves are the engine's (AxisTest); here each curve keeps to its half.
     for (auto [s, axis] : {std::pair{&a, outer}, std::pair{&b, inner}}) {
         const int y = axis->CalcPosValue(s->YValue(4));
         EXPECT_GE(y, axis->IStartPos);
