@@ -114,9 +114,12 @@ TEST_F(IniStoreTest, StringReadWritesTheDefaultBackOnlyWhenItIsWhatStands)
     EXPECT_EQ(VarTable().count("s.other"), 1u);
 }
 
-TEST_F(IniStoreTest, IntegerReadRepairsGarbageButKeepsOtherValues)
+// What the plain typed reads return and leave in the file: integers and colours
+// are repaired, unreadable booleans and floats stay as they stand.
+TEST_F(IniStoreTest, PlainTypedReadsRepairIntegersAndColoursButLeaveBooleansAndFloats)
 {
-    WriteBytes(IniFileName, "[P]\r\nBad=abc\r\nSet=12\r\nHex=$10\r\n");
+    WriteBytes(IniFileName, "[P]\r\nBad=abc\r\nSet=12\r\nHex=$10\r\nFlag=vielleicht\r\nOn=Ja\r\nF=abc\r\nG=2.25\r\n"
+                            "[C]\r\nDec=255\r\nDecOther=255\r\nHex=$00FF8000\r\nBad=rot\r\n");
     EXPECT_EQ(ReadIniInteger("P", "Bad", 4), 4);
     EXPECT_EQ(Reread("P", "Bad"), "4");
     EXPECT_EQ(ReadIniInteger("P", "Set", 4), 12);
@@ -125,11 +128,7 @@ TEST_F(IniStoreTest, IntegerReadRepairsGarbageButKeepsOtherValues)
     EXPECT_EQ(ReadIniInteger("P", "New", -7), -7);
     EXPECT_EQ(Reread("P", "New"), "-7");
     EXPECT_EQ(GetVariable("P.Set").toInt(), 12);
-}
 
-TEST_F(IniStoreTest, BooleanAndFloatReadsLeaveUnreadableTextInTheFile)
-{
-    WriteBytes(IniFileName, "[P]\r\nFlag=vielleicht\r\nOn=Ja\r\nF=abc\r\nG=2.25\r\n");
     EXPECT_FALSE(ReadIniBool("P", "Flag", true));
     EXPECT_EQ(Reread("P", "Flag"), "vielleicht");
     EXPECT_TRUE(ReadIniBool("P", "On", false));
@@ -145,12 +144,8 @@ TEST_F(IniStoreTest, BooleanAndFloatReadsLeaveUnreadableTextInTheFile)
     EXPECT_EQ(Reread("P", "G"), "2.25");
     EXPECT_DOUBLE_EQ(ReadIniFloat("P", "H", 0.125), 0.125);
     EXPECT_EQ(Reread("P", "H"), "0,125");
-}
 
-TEST_F(IniStoreTest, ColourReadAcceptsNamesHexAndDecimal)
-{
-    WriteBytes(IniFileName, "[C]\r\nDec=255\r\nDecOther=255\r\nHex=$00FF8000\r\nBad=rot\r\n");
-    // A decimal text equal to the default becomes its name in the file.
+    // A decimal colour equal to the default becomes its name in the file.
     EXPECT_EQ(ReadIniColor("C", "Dec", clRed), clRed);
     EXPECT_EQ(Reread("C", "Dec"), "clRed");
     EXPECT_EQ(ReadIniColor("C", "DecOther", clBlue), clRed);
