@@ -130,7 +130,10 @@ void TpFIBDatabase::DoAfterEndTransaction(TFIBTransaction* tr, TTransactionActio
 
 bool TpFIBDatabase::ExamineLostConnection(EFIBInterBaseError& error)
 {
-    if (!CheckStatusVector({isc_network_error, isc_net_read_err, isc_net_write_err, isc_lost_db_connection}))
+    // A server that ends the attachment itself (going down in order, an administrator's
+    // cut) answers "connection shutdown" instead of a network error: lost just the same.
+    if (!CheckStatusVector(
+            {isc_network_error, isc_net_read_err, isc_net_write_err, isc_lost_db_connection, isc_att_shutdown}))
         return true;
     TOnLostConnectActions action = laCloseConnect;
     LostConnection(error, action);

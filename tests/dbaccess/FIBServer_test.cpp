@@ -188,3 +188,32 @@ TEST_F(ServerDatabase, ACursorBrokenOffByTheServerKeepsFailing)
     EXPECT_EQ(ThrownMessage([&] { q.Next(); }), first);
     EXPECT_FALSE(q.Eof());
 }
+
+// A connection the server ends (an administrator's cut, a server going down in order)
+// answers "connection shutdown", not a network error: it is lost all the same.
+TEST_F(ServerDatabase, AConnectionEndedByTheServerIsLost)
+{
+    auto db = MakeDb();
+    db->Open();
+    auto admin = MakeDb();
+    admin->Open();
+    int lost = 0;
+    db->OnLostConnect = [&](TFIBDatabase*, EFIBError&, TOnLostConnectActions& action) {
+        ++lost;
+        action = laCloseConnect;
+    };
+    TpFIBTransaction cut;
+    cut.AddDatabase(admin.get());
+    cut.StartTransaction();
+    cut.ExecSQLImmediate(QStringLiteral("delete from mon$attachments where mon$attachment_id = %1").arg(db->AttachmentID()));
+    cut.Commit();
+    LostConnectTarget = db.get();
+    const auto shut = Caught<EFIBInterBaseError>([&] { db->QueryValue("select 1 from rdb$database"); });
+    LostConnectTarget = nullptr;
+    ASSERT_TRUE(shut);
+    EXPECT_EQ(shut->SQLState, "08003");
+    EXPECT_EQ(lost, 1);
+    EXPECT_FALSE(db->Connected());
+    EXPECT_TRUE(db->ConnectionLost());
+    admin->Close();
+}
