@@ -12,6 +12,7 @@
 
 #include "dbcontrols/TdxLookupEdit.h"
 
+#include <QScopeGuard>
 #include <array>
 
 namespace {
@@ -170,10 +171,7 @@ int TAutoAktualisierung::Nachladen()
         // The header: remaining time, status and rows, the chosen run kept.
         {
             w->fRefreshLaeuft = true;
-            struct TReset {
-                bool& flag;
-                ~TReset() { flag = false; }
-            } reset{w->fRefreshLaeuft};
+            const auto reset = qScopeGuard([this] { w->fRefreshLaeuft = false; });
             DMorvex->AuftraegeNeuOeffnen();
             DMorvex->VersuchLaden(w->LookupAuftrag->Text(), *AktVersuch);
         }

@@ -29,6 +29,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QVBoxLayout>
 #include <cmath>
@@ -491,10 +492,7 @@ void TFOOrvexAuswertung::BtnRefreshClick()
         return;
     fRefreshLaeuft = true;
     // The flag must fall also when the load fails: the report comes from the loop.
-    struct TReset {
-        bool& flag;
-        ~TReset() { flag = false; }
-    } reset{fRefreshLaeuft};
+    const auto reset = qScopeGuard([this] { fRefreshLaeuft = false; });
     DatenLaden();
     // New header values (remaining time, row count) without losing the chosen run.
     DMorvex->AuftraegeNeuOeffnen();
