@@ -242,6 +242,7 @@ TCustomComPort::~TCustomComPort()
     try {
         Close();
     } catch (...) {
+        // A destructor cannot report; the line is closed by the system with the handle.
     }
 }
 

@@ -247,6 +247,7 @@ void TdxDBGridExport::DoExportTo(QIODevice* stream)
         try {
             RestorePosition(ds, position);
         } catch (...) {
+            // Dropped for the failure of the rows, rethrown below.
         }
         throw;
     }
