@@ -2,7 +2,6 @@
 // dialog opens, what a right click does, bottom-axis edits reaching both charts,
 // the stored axes after each closing, and the chart double click.
 
-#include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoSetupAx.h"
 #include "chart/ChartEditor.h"
 #include "chart/ChartExport.h"
@@ -13,12 +12,7 @@
 #include "dbcontrols/TdxSpinEdit.h"
 #include "frame/MemIniFile.h"
 #include "frame/ZELColor.h"
-#include "frame/ZELInit.h"
-#include "frame/ZELLIB_INI.h"
-#include "testdata/uDMorvex.h"
-#include "tools/OrvexDemoDb.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
@@ -29,7 +23,6 @@
 #include <QStandardPaths>
 #include <QPushButton>
 #include <QScreen>
-#include <QTemporaryDir>
 #include <optional>
 #include <QTest>
 #include <QTimer>

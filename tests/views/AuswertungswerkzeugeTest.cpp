@@ -4,18 +4,11 @@
 
 #include "views/uFoAuswertungWerkzeuge.h"
 
-#include "dbaccess/pFIBQuery.h"
 #include "dbcontrols/TCheckListBox.h"
 #include "frame/MemIniFile.h"
 #include "frame/ZELFormat.h"
-#include "frame/ZELInit.h"
 #include "frame/ZELLIB_STR.h"
-#include "frame/ZELLIB_INI.h"
-#include "testdata/uDMorvex.h"
-#include "tools/OrvexDemoDb.h"
-#include "views/uFoAuswertungUebersicht.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
@@ -27,19 +20,12 @@
 #include <QMenu>
 #include <QSet>
 #include <QTableWidget>
-#include <QTemporaryDir>
 #include <optional>
 #include <QToolTip>
 #include <cmath>
 
 namespace {
 const QString Active = QStringLiteral("H3TRB 2026/021");   // device 4 fails at 250.5 h; 8 and 9 empty
-
-const TDemoRun& RunNamed(const QString& nr)
-{
-    static const std::vector<TDemoRun> runs = DemoRuns();
-    return FindDemoRun(runs, nr);
-}
 
 class AuswertungswerkzeugeTest : public ::testing::Test {
 protected:

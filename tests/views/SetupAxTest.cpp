@@ -122,7 +122,7 @@ protected:
     QChar savedDecimal;
 };
 
-TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedAndOnlyCloses)
+TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedDrawsItsControlsAndOnlyCloses)
 {
     Bearbeiten({[&] {
                     EXPECT_TRUE(form->isVisible());
@@ -159,6 +159,25 @@ TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedAndOnlyCloses)
                     EXPECT_FALSE(form->fPosSperre);
                     EXPECT_EQ(form->fAchse, achse);
                     EXPECT_EQ(form->BitBtn2->text(), "   zurück");
+                    QImage img = form->grab().toImage();
+                    img.save(QStringLiteral(VIEWS_PICTURE_DIR "/achsendialog.png"));
+                    // The value slider shows its range in its own colour.
+                    const QRect r = form->EDSkalenwerte->geometry();
+                    bool range = false;
+                    for (int y = r.top(); y <= r.bottom() && !range; ++y)
+                        range = img.pixelColor(r.center().x(), y) == form->EDSkalenwerte->Slider.Range;
+                    EXPECT_TRUE(range);
+                    // No control reaches beyond the dialog or over another one.
+                    const QList<QWidget*> controls = form->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+                    for (QWidget* c : controls) {
+                        EXPECT_TRUE(form->rect().contains(c->geometry())) << c->objectName().toStdString();
+                        for (QWidget* d : controls) {
+                            if (c != d && !qobject_cast<QLabel*>(c) && !qobject_cast<QLabel*>(d)) {
+                                EXPECT_FALSE(c->geometry().intersects(d->geometry()))
+                                    << c->objectName().toStdString() << " / " << d->objectName().toStdString();
+                            }
+                        }
+                    }
                 },
                 [&] { form->BitBtn2->click(); }});
     // Nothing was changed, and the dialog left before its first write.
@@ -323,33 +342,6 @@ TEST_F(SetupAxTest, SlidersAndNumbersFollowEachOtherWithinTheirLimits)
                     EXPECT_DOUBLE_EQ(achse->Increment(), 0);
                 },
                 [&] { form->close(); }});
-}
-
-TEST_F(SetupAxTest, DrawsItsControlsAndSavesAPicture)
-{
-    Bearbeiten({[&] {
-                    QImage img = form->grab().toImage();
-                    img.save(QStringLiteral(VIEWS_PICTURE_DIR "/achsendialog.png"));
-                    // The value slider shows its range in its own colour.
-                    const QRect r = form->EDSkalenwerte->geometry();
-                    bool range = false;
-                    for (int y = r.top(); y <= r.bottom() && !range; ++y)
-                        range = img.pixelColor(r.center().x(), y) == form->EDSkalenwerte->Slider.Range;
-                    EXPECT_TRUE(range);
-                    // No control reaches beyond the dialog or over another one.
-                    const QList<QWidget*> controls = form->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
-                    for (QWidget* c : controls) {
-                        EXPECT_TRUE(form->rect().contains(c->geometry())) << c->objectName().toStdString();
-                        for (QWidget* d : controls) {
-                            if (c != d && !qobject_cast<QLabel*>(c) && !qobject_cast<QLabel*>(d)) {
-                                EXPECT_FALSE(c->geometry().intersects(d->geometry()))
-                                    << c->objectName().toStdString() << " / " << d->objectName().toStdString();
-                            }
-                        }
-                    }
-                },
-                [&] { form->close(); }},
-               false);
 }
 
 } // namespace

@@ -84,10 +84,14 @@ protected:
 
 } // namespace
 
-TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
+TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingDrawsThemAndOkKeepsThem)
 {
+    w.I = 0x00A5FF; // orange
+    w.Zeitstempel = true;
     const Werte vorher = w;
+    QImage bild;
     Bearbeiten({[&] {
+                    bild = form->grab().toImage();
                     EXPECT_TRUE(form->isVisible());
                     EXPECT_EQ(form->windowTitle(), "Charteinstellungen");
                     EXPECT_EQ(form->size(), QSize(279, 190));
@@ -99,10 +103,10 @@ TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
                     EXPECT_EQ(form->EDSBottom->IntValue(), 2);
                     EXPECT_EQ(form->EdCol_Chart->SelectedColor(), 0x102030);
                     EXPECT_EQ(form->EdCol_Temp->SelectedColor(), clBlack);
-                    EXPECT_EQ(form->EdCol_I->SelectedColor(), clRed);
+                    EXPECT_EQ(form->EdCol_I->SelectedColor(), 0x00A5FF);
                     EXPECT_EQ(form->edCol_U->SelectedColor(), clBlue);
                     EXPECT_EQ(form->EdCol_RF->SelectedColor(), clPurple);
-                    EXPECT_FALSE(form->EDZT->Checked());
+                    EXPECT_TRUE(form->EDZT->Checked());
                     EXPECT_FALSE(form->fGeaendert);
                     EXPECT_FALSE(form->fZeitGeaendert);
                     EXPECT_EQ(form->ModalResult(), 0);
@@ -111,6 +115,11 @@ TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
     EXPECT_EQ(form->ModalResult(), 1);
     EXPECT_TRUE(nachher.empty()) << "filling the controls counted as a change";
     EXPECT_EQ(w, vorher);
+    ASSERT_EQ(bild.size(), QSize(279, 190) * bild.devicePixelRatio());
+    // Middle of the swatch on the colour button of I.
+    const QPoint mitte = form->EdCol_I->geometry().topLeft() + QPoint(10, 11);
+    EXPECT_EQ(bild.pixelColor(mitte), QColor(255, 165, 0));
+    bild.save(QStringLiteral("SetupCharts.png"));
 }
 
 TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
@@ -137,10 +146,29 @@ TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
                     form->EdCol_RF->SetSelectedColor(clTeal);
                     form->EDSBottom->SetIntValue(11);
                 },
+                [&] {
+                    // The kind of the x axis is reported only when toggled.
+                    ASSERT_EQ(nachher.size(), 3u);
+                    EXPECT_EQ(nachher[2].Rand, (TRect{40, 20, 0, 11}));
+                    EXPECT_FALSE(nachher[2].XGeaendert);
+                    form->EDZT->click();
+                },
+                [&] {
+                    ASSERT_EQ(nachher.size(), 4u);
+                    EXPECT_TRUE(nachher[3].XGeaendert);
+                    EXPECT_TRUE(nachher[3].Zeitstempel);
+                    EXPECT_FALSE(form->fZeitGeaendert);
+                    form->EDZT->click();
+                },
+                [&] {
+                    ASSERT_EQ(nachher.size(), 5u);
+                    EXPECT_FALSE(nachher[4].Zeitstempel);
+                    form->EDZT->click();
+                },
                 [&] { form->BitBtn2->click(); }});
-    ASSERT_EQ(nachher.size(), 3u);
-    EXPECT_EQ(nachher[2].Rand, (TRect{40, 20, 0, 11}));
     Werte erwartet;
+    erwartet.Zeitstempel = true;
+    erwartet.XGeaendert = true;
     erwartet.Rand = {40, 20, 0, 11};
     erwartet.I = clGreen;
     erwartet.U = clYellow;
@@ -148,32 +176,6 @@ TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
     erwartet.T = clMaroon;
     erwartet.RF = clTeal;
     EXPECT_EQ(w, erwartet);
-}
-
-TEST_F(SetupChartsTest, TheXAxisKindIsReportedOnlyWhenToggled)
-{
-    Bearbeiten({[&] { form->EdCol_RF->SetSelectedColor(clLime); },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 1u);
-                    EXPECT_FALSE(nachher[0].XGeaendert);
-                    form->EDZT->click();
-                },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 2u);
-                    EXPECT_TRUE(nachher[1].XGeaendert);
-                    EXPECT_TRUE(nachher[1].Zeitstempel);
-                    EXPECT_FALSE(form->fZeitGeaendert);
-                    form->EDZT->click();
-                },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 3u);
-                    EXPECT_FALSE(nachher[2].Zeitstempel);
-                    form->EDZT->click();
-                },
-                [&] { form->BitBtn2->click(); }});
-    EXPECT_TRUE(w.Zeitstempel);
-    EXPECT_TRUE(w.XGeaendert);
-    EXPECT_EQ(w.RF, clLime);
 }
 
 TEST_F(SetupChartsTest, CancelRestoresAndExchangesIAndU)
@@ -293,20 +295,4 @@ TEST_F(SetupChartsTest, AskingAgainWhileOpenLeavesTheSecondCallersValuesAlone)
     EXPECT_EQ(zweiter, (Werte{.Rand = {9, 9, 9, 9}}));
     EXPECT_EQ(w.I, clBlue) << "exchanged exactly once";
     EXPECT_EQ(w.U, clRed);
-}
-
-TEST_F(SetupChartsTest, DrawsTheChosenColoursAndSavesAPicture)
-{
-    QImage bild;
-    w.I = 0x00A5FF; // orange
-    w.Zeitstempel = true;
-    Bearbeiten({[&] {
-                    bild = form->grab().toImage();
-                    form->BitBtn2->click();
-                }});
-    ASSERT_EQ(bild.size(), QSize(279, 190) * bild.devicePixelRatio());
-    // Middle of the swatch on the colour button of I.
-    const QPoint mitte = form->EdCol_I->geometry().topLeft() + QPoint(10, 11);
-    EXPECT_EQ(bild.pixelColor(mitte), QColor(255, 165, 0));
-    bild.save(QStringLiteral("SetupCharts.png"));
 }
