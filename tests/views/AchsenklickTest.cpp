@@ -134,7 +134,7 @@ protected:
 };
 }
 
-TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRightClickOnlyRemembers)
+TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisWithinTheScreenAndRightClickOnlyRemembers)
 {
     Select(Finished);
     TChart* chart = w->chart_U_I;
@@ -194,33 +194,30 @@ TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRight
     // Vertical scales are not tied to anything after the dialog.
     EXPECT_EQ(FoSetupAx->fNachher, nullptr);
 
+    // Near the lower screen edge the dialog moves up to 20 pixels above it.
+    TChart* unten = w->Chart_T_RF;
+    unten->RenderImage();
+    TChartAxis* a = w->fAchsen[3];
+    const int screenBottom = unten->screen()->geometry().bottom() + 1;
+    // Low on the scale of the lower chart, and the window moved down as far as needed.
+    const QPoint p(AufAchse(a).x(), a->IEndPos - 5);
+    w->move(0, screenBottom - 100 - unten->mapTo(w, p).y());
+    QApplication::processEvents();
+    ASSERT_GT(unten->mapToGlobal(p).y() + FoSetupAx->height(), screenBottom - 20);
+    Klicken(unten, p,
+            {[&] {
+                 EXPECT_EQ(FoSetupAx->fAchse, a);
+                 EXPECT_EQ(FoSetupAx->y() + FoSetupAx->frameGeometry().height(), screenBottom - 20);
+                 EXPECT_EQ(FoSetupAx->x(), unten->mapToGlobal(p).x() - (w->geometry().x() - w->x()) + 20);
+             },
+             [&] { FoSetupAx->close(); }});
+
     // The window closed by the system while the dialog is open: the dialog goes
     // too, and the settings are written.
     Klicken(chart, pl, {[&] { Tippen(FoSetupAx->EdHigh, QStringLiteral("30")); }, [&] { w->close(); }});
     EXPECT_FALSE(w->isVisible());
     TMemIniFile file(IniFileName);
     EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));
-}
-
-TEST_F(AchsenklickTest, NearTheLowerScreenEdgeTheDialogMovesUpTo20PixelsAboveIt)
-{
-    Select(Finished);
-    TChart* chart = w->Chart_T_RF;
-    chart->RenderImage();
-    TChartAxis* a = w->fAchsen[3];
-    const int screenBottom = chart->screen()->geometry().bottom() + 1;
-    // Low on the scale of the lower chart, and the window moved down as far as needed.
-    const QPoint p(AufAchse(a).x(), a->IEndPos - 5);
-    w->move(0, screenBottom - 100 - chart->mapTo(w, p).y());
-    QApplication::processEvents();
-    ASSERT_GT(chart->mapToGlobal(p).y() + FoSetupAx->height(), screenBottom - 20);
-    Klicken(chart, p,
-            {[&] {
-                 EXPECT_EQ(FoSetupAx->fAchse, a);
-                 EXPECT_EQ(FoSetupAx->y() + FoSetupAx->frameGeometry().height(), screenBottom - 20);
-                 EXPECT_EQ(FoSetupAx->x(), chart->mapToGlobal(p).x() - (w->geometry().x() - w->x()) + 20);
-             },
-             [&] { FoSetupAx->close(); }});
 }
 
 TEST_F(AchsenklickTest, ABottomAxisEditReachesBothChartsWhileItsColourStaysOnTheClickedOne)

@@ -311,7 +311,7 @@ TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)
     EXPECT_EQ(w->LookupAuftrag->Text(), Active);
 }
 
-TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesIncludingToggleMode)
+TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesAndTheChartsStackByThem)
 {
     Select(Finished);
     const std::vector<bool> all(9, true);
@@ -350,10 +350,8 @@ TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesIncludingToggleMode)
     // Only the first current follows the colour setting.
     EXPECT_EQ(w->Ser_I1->SeriesColor(), w->fFarbeI);
     EXPECT_EQ(w->Ser_I2->SeriesColor(), clBlue);
-}
 
-TEST_F(EvaluationWindowTest, ChartsStackInThePanelAndOnlyTheLowestCarriesTheScale)
-{
+    // The charts stack in the panel and only the lowest carries the scale.
     const int panel = w->ChartPanel->height();
     ASSERT_GT(panel, 200);
     const int h = panel / 2 - 10;
