@@ -26,7 +26,6 @@
 #include <optional>
 #include <QTest>
 #include <QTimer>
-#include <deque>
 
 namespace {
 const QString Finished = QStringLiteral("HTRB-2026-017");
@@ -44,13 +43,6 @@ protected:
         WriteIniColor(QStringLiteral("ChartSettings"), QStringLiteral("Farbe_Chart"), clWhite);
         WriteIniRect(QStringLiteral("Chartsettings"), QStringLiteral("Rand"), TRect{70, 6, 70, 4});
         Start();
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(30000);
-        QObject::connect(&watchdog, &QTimer::timeout, [] {
-            ADD_FAILURE() << "dialog still open";
-            if (FoSetupAx)
-                FoSetupAx->hide();
-        });
     }
     void TearDown() override
     {
@@ -90,23 +82,8 @@ protected:
     // Clicks the axis with the left button and runs the steps while the dialog is open.
     void Klicken(TChart* chart, const QPoint& p, std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        QTest::mouseClick(chart, Qt::LeftButton, {}, p);
-        watchdog.stop();
+        schritte.Run(w, std::move(steps), [&] { QTest::mouseClick(chart, Qt::LeftButton, {}, p); });
         EXPECT_FALSE(FoSetupAx->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        QMetaObject::invokeMethod(w, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
     static void Tippen(QWidget* feld, const QString& text)
     {
@@ -129,8 +106,10 @@ protected:
     QTemporaryDir ini;
     std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{30000, [] {
+        if (FoSetupAx)
+            FoSetupAx->hide();
+    }};
 };
 }
 

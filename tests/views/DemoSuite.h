@@ -19,7 +19,10 @@
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QVariant>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
@@ -99,6 +102,49 @@ inline QStringList ReadWithOpenpyxl(const QString& path, QString* formats = null
         *formats = last;
     return lines;
 }
+
+// Steps run inside a dialog's modal loop, each posted by the one before: a pass over
+// the posted events never takes what was posted during it, so the loop gets a turn
+// between any two steps, and nothing is left posted after the last one to run ahead
+// of the next session's first. A dialog still open after the time is hidden by hide,
+// so that one a step forgot to close cannot hang the suite.
+class TModalSteps {
+public:
+    TModalSteps(int timeoutMs, std::function<void()> hide)
+    {
+        fWatchdog.setSingleShot(true);
+        fWatchdog.setInterval(timeoutMs);
+        QObject::connect(&fWatchdog, &QTimer::timeout, [hide = std::move(hide)] {
+            ADD_FAILURE() << "dialog still open";
+            hide();
+        });
+    }
+    // Posts the steps to context, then runs modal, which returns once the dialog closed.
+    void Run(QObject* context, std::vector<std::function<void()>> steps, const std::function<void()>& modal)
+    {
+        fSteps.assign(steps.begin(), steps.end());
+        Next(context);
+        fWatchdog.start();
+        modal();
+        fWatchdog.stop();
+        EXPECT_TRUE(fSteps.empty()) << fSteps.size() << " steps did not run";
+    }
+
+private:
+    void Next(QObject* context)
+    {
+        QMetaObject::invokeMethod(context, [this, context] {
+            auto step = std::move(fSteps.front());
+            fSteps.pop_front();
+            step();
+            if (!fSteps.empty())
+                Next(context);
+        }, Qt::QueuedConnection);
+    }
+
+    QTimer fWatchdog;
+    std::deque<std::function<void()>> fSteps;
+};
 
 // Statements on a connection and in a transaction of their own: what another program
 // reads or writes beside the window. Commit makes the writes stay; without it they

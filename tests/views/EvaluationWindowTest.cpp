@@ -97,7 +97,7 @@ protected:
 };
 }
 
-TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStoredRows)
+TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStoredRowsOrNone)
 {
     EXPECT_FALSE(w->BtnRefresh->isEnabled());
     EXPECT_TRUE(w->dxDBEdit1->Text().isEmpty());   // the header is dark before the first choice
@@ -136,6 +136,26 @@ TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStored
     // The load went through the rows to their end, and the cursor stays there.
     EXPECT_TRUE(DMorvex->Messdaten->Eof());
     EXPECT_EQ(DMorvex->Messdaten->RecNo(), run.Zeilen);
+
+    // A run without rows shows its header and empty charts.
+    Select(Empty);
+    EXPECT_EQ(w->fAnzahlSaetze, 0);
+    EXPECT_EQ(w->Ser_T->Count(), 0);
+    EXPECT_EQ(w->fSerI[1]->Count(), 0);
+    EXPECT_TRUE(w->BtnRefresh->isEnabled());
+    EXPECT_EQ(w->dxDBEdit1->Text(), RunNamed(Empty).Teilenr);
+    // Both charts draw without points.
+    EXPECT_FALSE(w->chart_U_I->grab().isNull());
+    EXPECT_FALSE(w->Chart_T_RF->grab().isNull());
+
+    // Clearing the drop-down disables the buttons and leaves the charts as they are.
+    Select(Finished);
+    const int points = w->Ser_T->Count();
+    w->LookupAuftrag->setEditText(QString());
+    w->LookupAuftragSelectionChange(w->LookupAuftrag);
+    EXPECT_FALSE(w->BtnRefresh->isEnabled());
+    EXPECT_FALSE(w->BtnRohdaten->isEnabled());
+    EXPECT_EQ(w->Ser_T->Count(), points);
 }
 
 // The server's count after the fetch sets the arrays' length: rows committed in
@@ -254,28 +274,6 @@ TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTopEvenWhenAbs
     Select(QStringLiteral("RIESIG-NEG"));
     EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("-1,000E+300 µA"));
     EXPECT_FALSE(w->grab().isNull());
-}
-
-TEST_F(EvaluationWindowTest, ARunWithoutRowsShowsItsHeaderAndEmptyCharts)
-{
-    Select(Empty);
-    EXPECT_EQ(w->fAnzahlSaetze, 0);
-    EXPECT_EQ(w->Ser_T->Count(), 0);
-    EXPECT_EQ(w->fSerI[1]->Count(), 0);
-    EXPECT_TRUE(w->BtnRefresh->isEnabled());
-    EXPECT_EQ(w->dxDBEdit1->Text(), RunNamed(Empty).Teilenr);
-    // Both charts draw without points.
-    EXPECT_FALSE(w->chart_U_I->grab().isNull());
-    EXPECT_FALSE(w->Chart_T_RF->grab().isNull());
-
-    // Clearing the drop-down disables the buttons and leaves the charts as they are.
-    Select(Finished);
-    const int points = w->Ser_T->Count();
-    w->LookupAuftrag->setEditText(QString());
-    w->LookupAuftragSelectionChange(w->LookupAuftrag);
-    EXPECT_FALSE(w->BtnRefresh->isEnabled());
-    EXPECT_FALSE(w->BtnRohdaten->isEnabled());
-    EXPECT_EQ(w->Ser_T->Count(), points);
 }
 
 TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -24,8 +25,6 @@
 #include <QPushButton>
 #include <QTest>
 #include <QThread>
-#include <QTimer>
-#include <deque>
 #include <functional>
 
 namespace {
@@ -55,12 +54,6 @@ protected:
         chart.AddSeries(&serie);
         chart.RenderImage();
         form = new TFoSetupAx;
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(20000);
-        QObject::connect(&watchdog, &QTimer::timeout, [this] {
-            ADD_FAILURE() << "dialog still open";
-            form->hide();
-        });
     }
     void TearDown() override
     {
@@ -69,34 +62,18 @@ protected:
         FormatSettings.DecimalSeparator = savedDecimal;
     }
 
-    // Opens the dialog on the axis and runs the steps inside its modal loop, each
-    // posted by the one before.
-    void Bearbeiten(std::vector<std::function<void()>> steps, bool mitNachher = true)
+    // Opens the dialog on the axis and runs the steps inside its modal loop.
+    void Bearbeiten(std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        std::function<void()> nachher;
-        if (mitNachher)
-            nachher = [this] {
-                ++geschrieben;
-                seitAenderung.push_back(letzteAenderung.isValid() ? letzteAenderung.elapsed() : -1);
-            };
-        letzteAenderung.start();
-        form->AchseBearbeiten(nachher, achse, 40, 30);
-        watchdog.stop();
+        const std::function<void()> nachher = [this] {
+            ++geschrieben;
+            seitAenderung.push_back(letzteAenderung.isValid() ? letzteAenderung.elapsed() : -1);
+        };
+        schritte.Run(form, std::move(steps), [&] {
+            letzteAenderung.start();
+            form->AchseBearbeiten(nachher, achse, 40, 30);
+        });
         EXPECT_FALSE(form->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        QMetaObject::invokeMethod(form, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
     // Waits for the next write, generously: the timer's half second is a lower bound only.
     bool WarteAufSchreiben(int n) { return QTest::qWaitFor([&] { return geschrieben >= n; }, 10000); }
@@ -114,8 +91,7 @@ protected:
     TFastLineSeries serie;
     TChartAxis* achse = nullptr;
     TFoSetupAx* form = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{20000, [this] { form->hide(); }};
     int geschrieben = 0;
     std::vector<qint64> seitAenderung;   // milliseconds from the last input to each write
     QElapsedTimer letzteAenderung;

@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QImage>
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QTimer>
-#include <deque>
 #include <functional>
 #include <vector>
 
@@ -34,13 +34,6 @@ protected:
     {
         ProgrammEndet = false;
         form = new TFoSetupCharts;
-        // A dialog a script forgot to close must not hang the suite.
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(10000);
-        QObject::connect(&watchdog, &QTimer::timeout, [this] {
-            ADD_FAILURE() << "dialog still open";
-            form->hide();
-        });
     }
     void TearDown() override
     {
@@ -48,36 +41,18 @@ protected:
         ProgrammEndet = false;
     }
 
-    // Runs the steps while ChartsBearbeiten polls. Each step is posted by the one
-    // before, and a pass over the posted events never takes what was posted during
-    // it, so the loop gets a turn between any two steps.
+    // Runs the steps while ChartsBearbeiten polls.
     void Bearbeiten(std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        form->ChartsBearbeiten([this] { nachher.push_back(w); }, w.Chart, w.T, w.I, w.U, w.RF, w.Rand,
-                               w.Zeitstempel, w.XGeaendert);
-        watchdog.stop();
+        schritte.Run(form, std::move(steps), [this] {
+            form->ChartsBearbeiten([this] { nachher.push_back(w); }, w.Chart, w.T, w.I, w.U, w.RF, w.Rand,
+                                   w.Zeitstempel, w.XGeaendert);
+        });
         EXPECT_FALSE(form->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        // Nothing is left posted after the last step: it would run ahead of the
-        // next session's first.
-        QMetaObject::invokeMethod(form, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
 
     TFoSetupCharts* form = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{10000, [this] { form->hide(); }};
     Werte w;
     std::vector<Werte> nachher; // the caller's values at each call of Nachher
 };
