@@ -94,7 +94,7 @@ TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingDrawsThemAndOkKe
     // Middle of the swatch on the colour button of I.
     const QPoint mitte = form->EdCol_I->geometry().topLeft() + QPoint(10, 11);
     EXPECT_EQ(bild.pixelColor(mitte), QColor(255, 165, 0));
-    bild.save(QStringLiteral("SetupCharts.png"));
+    bild.save(QStringLiteral(VIEWS_PICTURE_DIR "/SetupCharts.png"));
 }
 
 TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
