@@ -1,6 +1,7 @@
 // The chart editor: the order of a run, its hold on chart and series, the pages
 // writing into the chart at once, and every text of every page in German.
 
+#include "ChartTestSupport.h"
 #include "chart/ButtonColor.h"
 #include "chart/Chart.h"
 #include "chart/ChartEditor.h"
@@ -27,11 +28,6 @@
 #include <memory>
 
 namespace {
-
-QString OutPath(const QString& name)
-{
-    return QStringLiteral(CHART_TEST_OUTPUT_DIR "/") + name;
-}
 
 // Records what happens around the modal part instead of waiting for a user.
 class RecordingEditor : public TChartEditor {
@@ -250,10 +246,7 @@ TEST_F(ChartEditorTest, TheDataPageReadsAMillionRowsOnDemand)
         (*x)[i] = i;
         (*y)[i] = i * 0.5;
     }
-    big->XValues()->Value = x;
-    big->YValues()->Value = y;
-    big->XValues()->SetCount(1'000'000);
-    big->YValues()->SetCount(1'000'000);
+    ShareValues(*big, x, y);
     chart->AddSeries(big.get());
     TChartEditor ed;
     ed.SetChart(chart.get());

@@ -1,6 +1,7 @@
 // A paint of many rows per pixel column takes each column's first, extreme and last
 // rows from the range index; it must give exactly the pixels of the walk over every row.
 
+#include "ChartTestSupport.h"
 #include "chart/Chart.h"
 #include "chart/Series.h"
 
@@ -49,14 +50,7 @@ protected:
     }
     void Assign(TFastLineSeries& s, const TChartValuesPtr& y)
     {
-        s.BeginUpdate();
-        s.XValues()->Value = x;
-        s.XValues()->SetCount(kRows);
-        s.XValues()->SetModified(true);
-        s.YValues()->Value = y;
-        s.YValues()->SetCount(kRows);
-        s.YValues()->SetModified(true);
-        s.EndUpdate();
+        ShareValues(s, x, y);
         s.SetManualData(true);
     }
     QImage Render(bool byIndex)

@@ -1,3 +1,4 @@
+#include "ChartTestSupport.h"
 #include "chart/TeeGDIPlus.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ struct Painting {
     Canvas canvas;
 };
 
-TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
+TEST(Canvas, HiddenOrClearPenDrawsNothing)
 {
     QImage img = WhiteImage();
     {
@@ -38,6 +39,13 @@ TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
         p.canvas.Rectangle({5, 5, 15, 15});
         p.canvas.Pen().SetVisible(true);
         p.canvas.Rectangle({20, 5, 30, 15});
+        // A clear pen still moves the pen position.
+        p.canvas.MoveTo(2, 2);
+        p.canvas.Pen().SetStyle(psClear);
+        p.canvas.LineTo(35, 2);
+        EXPECT_EQ(p.canvas.PenPos(), (TPoint{35, 2}));
+        p.canvas.Pen().SetStyle(psSolid);
+        p.canvas.LineTo(35, 20);
         p.Finish();
     }
     EXPECT_EQ(img.pixel(5, 5), QColor(Qt::red).rgb());
@@ -46,26 +54,11 @@ TEST(Canvas, HiddenPenFramesNothingAroundAFilledRectangle)
     EXPECT_EQ(img.pixel(20, 5), kBlack);    // a visible pen frames
     EXPECT_EQ(img.pixel(29, 14), kBlack);
     EXPECT_EQ(img.pixel(25, 10), QColor(Qt::red).rgb());
-}
-
-TEST(Canvas, LineToWithClearPenMovesAndDrawsNothing)
-{
-    QImage img = WhiteImage();
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.MoveTo(2, 2);
-        p.canvas.Pen().SetStyle(psClear);
-        p.canvas.LineTo(30, 2);
-        EXPECT_EQ(p.canvas.PenPos(), (TPoint{30, 2}));
-        p.canvas.Pen().SetStyle(psSolid);
-        p.canvas.LineTo(30, 20);
-        p.Finish();
-    }
-    for (int x = 0; x < 30; ++x)
+    for (int x = 0; x < 35; ++x)
         ASSERT_EQ(img.pixel(x, 2), kWhite) << x;
-    EXPECT_EQ(img.pixel(30, 2), kBlack);
-    EXPECT_EQ(img.pixel(30, 19), kBlack);
-    EXPECT_EQ(img.pixel(30, 20), kWhite);   // the end pixel belongs to the next line
+    EXPECT_EQ(img.pixel(35, 2), kBlack);
+    EXPECT_EQ(img.pixel(35, 19), kBlack);
+    EXPECT_EQ(img.pixel(35, 20), kWhite);   // the end pixel belongs to the next line
 }
 
 TEST(Canvas, ConsecutiveLinesReachThePainterAsOnePolyline)
@@ -113,24 +106,6 @@ TEST(Canvas, ExclusiveOrRubberBandErasesItself)
     EXPECT_EQ(img, before);
 }
 
-TEST(Canvas, ClipRectangleConfinesDrawing)
-{
-    QImage img = WhiteImage();
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.ClipRectangle({10, 0, 20, 40});
-        p.canvas.HorizLine(0, 40, 5);
-        p.canvas.UnClipRectangle();
-        p.canvas.HorizLine(0, 40, 15);
-        p.Finish();
-    }
-    EXPECT_EQ(img.pixel(9, 5), kWhite);
-    EXPECT_EQ(img.pixel(10, 5), kBlack);
-    EXPECT_EQ(img.pixel(19, 5), kBlack);
-    EXPECT_EQ(img.pixel(20, 5), kWhite);
-    EXPECT_EQ(img.pixel(2, 15), kBlack);
-}
-
 QRect InkBox(const QImage& img)
 {
     QRect box;
@@ -167,19 +142,6 @@ TEST(Canvas, RotatedTextTurnsAroundItsAnchor)
     EXPECT_LE(b.bottom(), 180);
     EXPECT_NEAR(b.top(), 180 - w, 4);
     EXPECT_GE(b.left(), 100);
-}
-
-TEST(Canvas, OpaqueTextFillsItsCell)
-{
-    QImage img = WhiteImage(100, 40);
-    {
-        Painting<TTeeCanvas3D> p(img);
-        p.canvas.SetBackMode(cbmOpaque);
-        p.canvas.SetBackColor(clYellow);
-        p.canvas.TextOut(5, 5, QStringLiteral("ab"));
-        p.Finish();
-    }
-    EXPECT_EQ(img.pixel(5, 5), QColor(Qt::yellow).rgb());
 }
 
 bool HasInBetweenShades(const QImage& img)
@@ -246,72 +208,67 @@ TEST(Canvas, BufferedDisplayPaintsIntoTheBitmapAndCopiesOnShow)
     EXPECT_EQ(again, target);
 }
 
-TEST(Canvas, BlendingDrawsTransparently)
+// Clipping, opaque text, blending and small dots, each in its own part of one picture.
+TEST(Canvas, ClipOpaqueTextBlendingAndSmallDots)
 {
-    QImage img = WhiteImage();
+    QImage img = WhiteImage(100, 40);
     {
         Painting<TTeeCanvas3D> p(img);
+        p.canvas.ClipRectangle({10, 0, 20, 40});
+        p.canvas.HorizLine(0, 40, 5);
+        p.canvas.UnClipRectangle();
+        p.canvas.HorizLine(0, 40, 15);
+        p.canvas.SetBackMode(cbmOpaque);
+        p.canvas.SetBackColor(clYellow);
+        p.canvas.TextOut(50, 2, QStringLiteral("ab"));
         p.canvas.Brush().SetColor(clBlack);
         p.canvas.Pen().SetVisible(false);
-        const TTeeBlend h = p.canvas.BeginBlending({0, 0, 40, 40}, 50);
-        p.canvas.FillRect({0, 0, 20, 20});
+        const TTeeBlend h = p.canvas.BeginBlending({60, 25, 100, 40}, 50);
+        p.canvas.FillRect({60, 25, 80, 40});
         p.canvas.EndBlending(h);
-        p.canvas.FillRect({20, 20, 40, 40});
-        p.Finish();
-    }
-    EXPECT_NEAR(qGray(img.pixel(5, 5)), 128, 2);
-    EXPECT_EQ(img.pixel(30, 30), kBlack);
-}
-
-TEST(Canvas, SmallDotsLeaveGaps)
-{
-    QImage img = WhiteImage(40, 10);
-    {
-        Painting<TTeeCanvas3D> p(img);
+        p.canvas.FillRect({80, 25, 100, 40});
+        p.canvas.Pen().SetVisible(true);
         p.canvas.Pen().SetSmallDots(true);
         p.canvas.Pen().SetSmallSpace(2);
-        p.canvas.HorizLine(0, 40, 5);
+        p.canvas.HorizLine(0, 40, 30);
         p.Finish();
     }
+    EXPECT_EQ(img.pixel(9, 5), kWhite);
+    EXPECT_EQ(img.pixel(10, 5), kBlack);
+    EXPECT_EQ(img.pixel(19, 5), kBlack);
+    EXPECT_EQ(img.pixel(20, 5), kWhite);
+    EXPECT_EQ(img.pixel(2, 15), kBlack);
+    EXPECT_EQ(img.pixel(50, 2), QColor(Qt::yellow).rgb());
+    EXPECT_NEAR(qGray(img.pixel(65, 30)), 128, 2);
+    EXPECT_EQ(img.pixel(90, 30), kBlack);
     int ink = 0;
     for (int x = 0; x < 39; ++x)
-        ink += img.pixel(x, 5) == kBlack;
+        ink += img.pixel(x, 30) == kBlack;
     EXPECT_GT(ink, 5);
     EXPECT_LT(ink, 20);   // one dot, then the gap of SmallSpace + 1
 }
 
-TEST(Canvas, VisiblePenAssignment)
+TEST(Canvas, VisiblePenAssignmentAndCanvasByName)
 {
     TTeeCanvas3D canvas;
     TTeePen pen;
     pen.SetColor(clRed);
     pen.SetWidth(3);
     pen.SetStyle(psDash);
-    canvas.AssignVisiblePen(pen);
-    EXPECT_EQ(canvas.Pen().Color(), clRed);
-    EXPECT_EQ(canvas.Pen().Width(), 3);
-    EXPECT_EQ(canvas.Pen().Style(), psDash);
     canvas.AssignVisiblePenColor(pen, clBlue);
     EXPECT_EQ(canvas.Pen().Color(), clBlue);
+    EXPECT_EQ(canvas.Pen().Width(), 3);
+    EXPECT_EQ(canvas.Pen().Style(), psDash);
     TTeeHiddenPen hidden;
     canvas.AssignVisiblePen(hidden);
     EXPECT_EQ(canvas.Pen().Style(), psClear);
-    EXPECT_FALSE(canvas.SupportsFullRotation());
-}
 
-TEST(Canvas, CanvasByName)
-{
     EXPECT_NE(dynamic_cast<TGDIPlusCanvas*>(CreateCanvasByName("TGDIPlusCanvas").get()), nullptr);
     auto plain = CreateCanvasByName("Unbekannt");
     EXPECT_EQ(dynamic_cast<TGDIPlusCanvas*>(plain.get()), nullptr);
     EXPECT_NE(dynamic_cast<TTeeCanvas3D*>(plain.get()), nullptr);
-    TTeeCanvas3D canvas;
-    try {
-        canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite);
-        ADD_FAILURE() << "no exception";
-    } catch (const Exception& e) {
-        EXPECT_EQ(e.Message(), "GDI+ Error: InvalidParameter 2");
-    }
+    EXPECT_EQ(ThrownMessage([&] { canvas.InitWindow(nullptr, {0, 0, 10, 10}, false, clWhite); }),
+              "GDI+ Error: InvalidParameter 2");
 }
 
 } // namespace

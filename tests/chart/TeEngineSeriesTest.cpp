@@ -1,4 +1,4 @@
-#include "chart/TeEngine.h"
+#include "ChartTestSupport.h"
 
 #include <bit>
 #include <cstdint>
@@ -10,17 +10,6 @@ namespace {
 std::vector<double> Values(TChartValueList* l)
 {
     return std::vector<double>(l->Data(), l->Data() + l->Count());
-}
-
-template <typename F>
-QString ThrownMessage(F f)
-{
-    try {
-        f();
-    } catch (const Exception& e) {
-        return e.Message();
-    }
-    return QStringLiteral("<no exception>");
 }
 
 TEST(ValueList, SortedInsertionKeepsArrivalOrderOfEqualValues)
@@ -145,15 +134,8 @@ TEST(Series, BulkFillSharesTheCallersArrays)
     TChartSeries s;
     int afterAdd = 0;
     s.OnAfterAdd = [&](TChartSeries*, int) { ++afterAdd; };
-    s.BeginUpdate();
-    s.XValues()->Value = x;
-    s.XValues()->SetCount(5);
-    s.XValues()->SetModified(true);
-    s.YValues()->Value = y;
-    s.YValues()->SetCount(5);
-    s.YValues()->SetModified(true);
+    ShareValues(s, x, y);
     s.XValues()->SetDateTime(true);
-    s.EndUpdate();
     s.SetManualData(true);
 
     EXPECT_EQ(s.XValues()->Data(), x->data());   // no copy
@@ -325,93 +307,101 @@ TEST(Series, CheckOrderMovesWholeRows)
     m.CheckOrder();
     EXPECT_EQ(Values(m.YValues()), (std::vector<double>{8, 4, 2}));
     EXPECT_EQ(Values(m.XValues()), (std::vector<double>{0, 1, 2}));
-}
 
-TEST(Series, LargeRandomSortStaysConsistent)
-{
-    TChartSeries s;
-    s.XValues()->SetOrder(loNone);
+    // Many equal keys in random order: the sort must not tear rows apart.
+    TChartSeries big;
+    big.XValues()->SetOrder(loNone);
     std::uint32_t seed = 12345;
     for (int i = 0; i < 20000; ++i) {
         seed = seed * 1664525u + 1013904223u;
         const double x = double(seed % 500);
-        s.AddXY(x, x + 0.25);
+        big.AddXY(x, x + 0.25);
     }
-    s.XValues()->SetOrder(loAscending);
-    s.CheckOrder();
-    for (int i = 1; i < s.Count(); ++i)
-        ASSERT_LE(s.XValue(i - 1), s.XValue(i));
-    for (int i = 0; i < s.Count(); ++i)
-        ASSERT_EQ(s.YValue(i), s.XValue(i) + 0.25);
+    big.XValues()->SetOrder(loAscending);
+    big.CheckOrder();
+    for (int i = 1; i < big.Count(); ++i)
+        ASSERT_LE(big.XValue(i - 1), big.XValue(i));
+    for (int i = 0; i < big.Count(); ++i)
+        ASSERT_EQ(big.YValue(i), big.XValue(i) + 0.25);
 }
 
 struct VisibleRange : ::testing::Test {
     void SetUp() override
     {
         chart.SetChartRect({0, 0, 100, 100});
-        for (int i = 0; i < 100; ++i)
-            s.AddXY(i, i);
         chart.AddSeries(&s);
     }
-    void Range(double lo, double hi)
+    void Fill(const std::vector<double>& x)
+    {
+        xs = std::make_shared<TChartValues>(x);
+        ShareValues(s, xs, std::make_shared<TChartValues>(x));
+    }
+    std::pair<int, int> Indices()
+    {
+        s.CalcFirstLastVisibleIndex();
+        return {s.FirstValueIndex(), s.LastValueIndex()};
+    }
+    std::pair<int, int> Range(double lo, double hi)
     {
         chart.BottomAxis()->SetMinMax(lo, hi);
         chart.BottomAxis()->AdjustMaxMin();
         chart.BottomAxis()->InternalCalcPositions();
-        s.CalcFirstLastVisibleIndex();
+        return Indices();
+    }
+    // The walk over the rows as the series core describes it.
+    std::pair<int, int> Walk(double lo, double hi) const
+    {
+        const std::vector<double>& v = *xs;
+        const int count = int(v.size());
+        int first = 0;
+        if (v[0] <= lo) {
+            while (first < count && v[first] < lo)
+                ++first;
+            if (first >= count)
+                return {-1, -1};
+        }
+        if (v[count - 1] <= hi)
+            return {first, count - 1};
+        int last = first;
+        while (last < count - 1 && v[last] < hi)
+            ++last;
+        return {first, last};
     }
     TCustomAxisPanel chart;
     TChartSeries s;
+    TChartValuesPtr xs;
 };
 
-TEST_F(VisibleRange, FirstAndLastIndexFollowTheAxisRange)
+using Rows = std::pair<int, int>;
+
+TEST_F(VisibleRange, FirstAndLastIndexFollowTheAxisRangeAndItsOffsets)
 {
-    Range(10.5, 20.5);
-    EXPECT_EQ(s.FirstValueIndex(), 11);
-    EXPECT_EQ(s.LastValueIndex(), 21);   // the first row beyond the edge, for the connecting line
+    for (int i = 0; i < 100; ++i)
+        s.AddXY(i, i);
+    // The last index is the first row beyond the edge, for the connecting line.
+    EXPECT_EQ(Range(10.5, 20.5), Rows(11, 21));
     s.SetDrawBetweenPoints(false);
-    s.CalcFirstLastVisibleIndex();
-    EXPECT_EQ(s.LastValueIndex(), 20);
+    EXPECT_EQ(Indices(), Rows(11, 20));
     s.SetDrawBetweenPoints(true);
-
-    Range(-50, 50.5);
-    EXPECT_EQ(s.FirstValueIndex(), 0);
-    EXPECT_EQ(s.LastValueIndex(), 51);
-    Range(90, 1000);
-    EXPECT_EQ(s.FirstValueIndex(), 90);
-    EXPECT_EQ(s.LastValueIndex(), 99);
-
-    Range(200, 300);
-    EXPECT_EQ(s.FirstValueIndex(), -1);
-    EXPECT_EQ(s.LastValueIndex(), -1);
-
+    EXPECT_EQ(Range(-50, 50.5), Rows(0, 51));
+    EXPECT_EQ(Range(90, 1000), Rows(90, 99));
+    EXPECT_EQ(Range(200, 300), Rows(-1, -1));
     chart.BottomAxis()->SetInverted(true);
-    Range(10.5, 20.5);
-    EXPECT_EQ(s.FirstValueIndex(), 11);
-    EXPECT_EQ(s.LastValueIndex(), 21);
+    EXPECT_EQ(Range(10.5, 20.5), Rows(11, 21));
     chart.BottomAxis()->SetInverted(false);
 
-    s.SetCalcVisiblePoints(false);
-    Range(10.5, 20.5);
-    EXPECT_EQ(s.FirstValueIndex(), 0);
-    EXPECT_EQ(s.LastValueIndex(), 99);
-}
-
-TEST_F(VisibleRange, OffsetsMoveTheEdgesButAnOffsetOfOneDoesNot)
-{
-    Range(10.5, 20.5);
-    const int first = s.FirstValueIndex(), last = s.LastValueIndex();
+    // An offset of one pixel moves no edge; at 10 pixels per unit one of 21 reaches 2 units in.
+    // The edges lie on rows, so that a shift by a single pixel would show.
+    EXPECT_EQ(Range(11, 21), Rows(11, 21));
     chart.BottomAxis()->SetMinimumOffset(1);
     chart.BottomAxis()->SetMaximumOffset(1);
-    s.CalcFirstLastVisibleIndex();
-    EXPECT_EQ(s.FirstValueIndex(), first);
-    EXPECT_EQ(s.LastValueIndex(), last);
-    // 10 pixels per unit: an offset of 21 reaches 2 units in at each end.
+    EXPECT_EQ(Indices(), Rows(11, 21));
     chart.BottomAxis()->SetMinimumOffset(21);
     chart.BottomAxis()->SetMaximumOffset(21);
-    s.CalcFirstLastVisibleIndex();
-    EXPECT_EQ(s.FirstValueIndex(), 13);
-    EXPECT_EQ(s.LastValueIndex(), 19);
+    EXPECT_EQ(Indices(), Rows(13, 19));
+
+    s.SetCalcVisiblePoints(false);
+    EXPECT_EQ(Range(10.5, 20.5), Rows(0, 99));
 }
 
 TEST(SeriesList, ChartAddsColoursAndResolvesAxes)
@@ -459,14 +449,9 @@ TEST(SeriesList, ChartAddsColoursAndResolvesAxes)
     EXPECT_EQ(b.CalcXPos(0), 0);
 }
 
-} // namespace
-
-namespace {
-
 TEST(Series, MarksComeOnFirstUseAndFollowTheRows)
 {
-    TFormatSettings saved = FormatSettings;
-    FormatSettings.DecimalSeparator = u',';
+    const GermanFormats german;
     TCustomAxisPanel chart;
     TChartSeries s;
     for (int i = 0; i < 5; ++i)
@@ -510,69 +495,15 @@ TEST(Series, MarksComeOnFirstUseAndFollowTheRows)
     EXPECT_FALSE(inkAbove());
     s.Marks().Visible = true;
     EXPECT_TRUE(inkAbove());
-    FormatSettings = saved;
 }
 
-// ---------------------------------------------------------------- bulk fill order
-
-struct BulkRange : ::testing::Test {
-    void SetUp() override
-    {
-        chart.SetChartRect({0, 0, 100, 100});
-        chart.AddSeries(&s);
-    }
-    // Hands X over as the views do: shared, not checked, not sorted.
-    void Fill(const std::vector<double>& x)
-    {
-        xs = std::make_shared<TChartValues>(x);
-        ys = std::make_shared<TChartValues>(x);
-        s.BeginUpdate();
-        s.XValues()->Value = xs;
-        s.XValues()->SetCount(int(x.size()));
-        s.XValues()->SetModified(true);
-        s.YValues()->Value = ys;
-        s.YValues()->SetCount(int(x.size()));
-        s.YValues()->SetModified(true);
-        s.EndUpdate();
-    }
-    std::pair<int, int> Range(double lo, double hi)
-    {
-        chart.BottomAxis()->SetMinMax(lo, hi);
-        chart.BottomAxis()->AdjustMaxMin();
-        chart.BottomAxis()->InternalCalcPositions();
-        s.CalcFirstLastVisibleIndex();
-        return {s.FirstValueIndex(), s.LastValueIndex()};
-    }
-    // The walk over the rows as the series core describes it.
-    std::pair<int, int> Walk(double lo, double hi) const
-    {
-        const std::vector<double>& v = *xs;
-        const int count = int(v.size());
-        int first = 0;
-        if (v[0] <= lo) {
-            while (first < count && v[first] < lo)
-                ++first;
-            if (first >= count)
-                return {-1, -1};
-        }
-        if (v[count - 1] <= hi)
-            return {first, count - 1};
-        int last = first;
-        while (last < count - 1 && v[last] < hi)
-            ++last;
-        return {first, last};
-    }
-    TCustomAxisPanel chart;
-    TChartSeries s;
-    TChartValuesPtr xs, ys;
-};
-
-TEST_F(BulkRange, AnUnsortedXListGivesTheRowsOfTheWalk)
+// Bulk-filled X lists: the search by halves only for lists that really are in order.
+TEST_F(VisibleRange, AnUnsortedXListGivesTheRowsOfTheWalk)
 {
     Fill({0, 10, 1, 2, 3, 11, 12});
     EXPECT_EQ(Range(2.5, 20), Walk(2.5, 20));
-    EXPECT_EQ(Range(2.5, 20), std::make_pair(1, 6));
-    EXPECT_EQ(Range(-1, 2.5), std::make_pair(0, 1));
+    EXPECT_EQ(Range(2.5, 20), Rows(1, 6));
+    EXPECT_EQ(Range(-1, 2.5), Rows(0, 1));
     EXPECT_EQ(Range(10.5, 11.5), Walk(10.5, 11.5));
 
     // A sorted list gives the same rows as the walk would.
@@ -581,11 +512,11 @@ TEST_F(BulkRange, AnUnsortedXListGivesTheRowsOfTheWalk)
         EXPECT_EQ(Range(lo, hi), Walk(lo, hi)) << lo << " " << hi;
 
     // A value changed in the shared array counts once the list is told of it.
-    EXPECT_EQ(Range(10.5, 20), std::make_pair(5, 6));
+    EXPECT_EQ(Range(10.5, 20), Rows(5, 6));
     (*xs)[1] = 50;
     s.XValues()->SetModified(true);
     EXPECT_EQ(Range(10.5, 20), Walk(10.5, 20));
-    EXPECT_EQ(Range(10.5, 20), std::make_pair(1, 6));
+    EXPECT_EQ(Range(10.5, 20), Rows(1, 6));
 
     // A list that is only partly in order from its start: the walk stops early.
     std::vector<double> big(2000);
@@ -593,7 +524,7 @@ TEST_F(BulkRange, AnUnsortedXListGivesTheRowsOfTheWalk)
         big[std::size_t(i)] = i % 1000;
     Fill(big);
     EXPECT_EQ(Range(500.5, 700.5), Walk(500.5, 700.5));
-    EXPECT_EQ(Range(500.5, 700.5), std::make_pair(501, 701));
+    EXPECT_EQ(Range(500.5, 700.5), Rows(501, 701));
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+#include "ChartTestSupport.h"
 #include "chart/TeeProcs.h"
 
 #include <gtest/gtest.h>
@@ -6,20 +7,9 @@
 
 namespace {
 
-// The program runs with ',' as decimal separator; the tests run the same way.
 class FormatTest : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        saved = FormatSettings;
-        FormatSettings.ThousandSeparator = QChar();
-        FormatSettings.DecimalSeparator = u',';
-        FormatSettings.DateSeparator = u'.';
-        FormatSettings.ShortDateFormat = QStringLiteral("dd.MM.yyyy");
-        FormatSettings.ShortTimeFormat = QStringLiteral("HH:mm:ss");
-    }
-    void TearDown() override { FormatSettings = saved; }
-    TFormatSettings saved;
+    const GermanFormats german;
 };
 
 TDateTime At(int y, int mo, int d, int h, int mi, int s = 0, int ms = 0)
