@@ -1,6 +1,7 @@
 #pragma once
 // What the window suites share: a demo database made for the suite in a folder of
-// its own, and the program's globals set as a start sets them for each test.
+// its own, the program's globals set as a start sets them for each test, the steps
+// inside a dialog's modal loop, and the readers of the exported files.
 
 #include "dbaccess/pFIBDatabase.h"
 #include "dbaccess/pFIBQuery.h"

@@ -1,6 +1,6 @@
 // The raw data window over a real demo database: the grid reading rows on demand
 // and following the cursor, the navigator, the refresh, and both exports read back
-// by readers that share no code with ours (xlrd and LibreOffice).
+// by readers that share no code with ours (xlrd, openpyxl and LibreOffice).
 
 #include "views/uFoRohdatenansicht.h"
 
@@ -179,7 +179,7 @@ protected:
         double Value = 0;
         QString Shown;
         bool Null = false;
-        // The cell as the openpyxl reader below codes it.
+        // The cell as ReadWithOpenpyxl codes it.
         QString XlsxCode() const
         {
             if (Kind == Date)
