@@ -4,7 +4,6 @@
 #include "dbcontrols/TdxDBCurrencyEdit.h"
 #include "dbcontrols/TdxDBEdit.h"
 #include "dbcontrols/TdxDBMemo.h"
-#include "tests/QtPrinters.h"
 
 #include <QTest>
 
@@ -42,7 +41,7 @@ protected:
     TdxDBMemo Kommentar;
 };
 
-TEST_F(BoundEdits, FollowTheCurrentRowWithFormattedText)
+TEST_F(BoundEdits, FollowTheCurrentRowAndItsChangesAndShowNothingWhileOffOrClosed)
 {
     EXPECT_EQ(Shown(), (QStringList{"BUZ 11", "1.234 h", "12,50 h", QString::fromUtf8("0,500 µA"),
                                     "erster Lauf\nzweite Zeile"}));
@@ -56,10 +55,19 @@ TEST_F(BoundEdits, FollowTheCurrentRowWithFormattedText)
     EXPECT_DOUBLE_EQ(IMax.Value(), 299.9996);
     Runs.SetRecNo(1);
     EXPECT_EQ(Teil.Text(), "BUZ 11");
-}
 
-TEST_F(BoundEdits, ShowNothingWhileTheSourceIsOffOrTheDatasetClosed)
-{
+    // Changes of the row's data show at once.
+    HeaderSource.SetAutoEdit(true);
+    Runs.Edit();
+    Runs.FieldByName(QStringLiteral("RESTLAUFZEIT"))->SetAsFloat(7.125);
+    Runs.FieldByName(QStringLiteral("TEILENR"))->SetAsString(QStringLiteral("BUZ 12"));
+    EXPECT_EQ(Rest.Text(), "7,13 h");
+    EXPECT_EQ(Teil.Text(), "BUZ 12");
+    Runs.Cancel();
+    EXPECT_EQ(Rest.Text(), "12,50 h");
+    EXPECT_EQ(Teil.Text(), "BUZ 11");
+
+    // The source off or the dataset closed: nothing shows.
     const QStringList none{"", "", "", "", ""};
     HeaderSource.SetEnabled(false);
     EXPECT_EQ(Shown(), none);
@@ -78,20 +86,7 @@ TEST_F(BoundEdits, ShowNothingWhileTheSourceIsOffOrTheDatasetClosed)
     EXPECT_EQ(Kommentar.Text(), "erster Lauf\nzweite Zeile");
 }
 
-TEST_F(BoundEdits, DataChangesOfTheRowShowAtOnce)
-{
-    HeaderSource.SetAutoEdit(true);
-    Runs.Edit();
-    Runs.FieldByName(QStringLiteral("RESTLAUFZEIT"))->SetAsFloat(7.125);
-    Runs.FieldByName(QStringLiteral("TEILENR"))->SetAsString(QStringLiteral("BUZ 12"));
-    EXPECT_EQ(Rest.Text(), "7,13 h");
-    EXPECT_EQ(Teil.Text(), "BUZ 12");
-    Runs.Cancel();
-    EXPECT_EQ(Rest.Text(), "12,50 h");
-    EXPECT_EQ(Teil.Text(), "BUZ 11");
-}
-
-TEST_F(BoundEdits, WithoutAutoEditTypingLeavesTheDatasetAlone)
+TEST_F(BoundEdits, TypingReachesTheFieldOnlyWithAutoEdit)
 {
     Kommentar.show();
     Kommentar.setFocus();
@@ -110,12 +105,9 @@ TEST_F(BoundEdits, WithoutAutoEditTypingLeavesTheDatasetAlone)
     QTest::keyClicks(&Teil, QStringLiteral("Q"));
     EXPECT_EQ(Runs.State(), dsBrowse);
     EXPECT_EQ(Teil.Text(), "BUZ 11");
-}
 
-TEST_F(BoundEdits, WithAutoEditTypedTextReachesTheField)
-{
+    // With AutoEdit the typed text reaches the field.
     HeaderSource.SetAutoEdit(true);
-    Kommentar.show();
     Kommentar.setFocus();
     Kommentar.moveCursor(QTextCursor::End);
     QTest::keyClicks(&Kommentar, QStringLiteral("!"));
@@ -125,7 +117,6 @@ TEST_F(BoundEdits, WithAutoEditTypedTextReachesTheField)
 
     // A read-only edit refuses even when the source would allow editing.
     Teil.SetReadOnly(true);
-    Teil.show();
     Teil.setFocus();
     QTest::keyClicks(&Teil, QStringLiteral("Q"));
     EXPECT_EQ(Runs.State(), dsBrowse);
@@ -152,7 +143,7 @@ TEST_F(BoundEdits, WithAutoEditTypedTextReachesTheField)
     EXPECT_EQ(Rest.Text(), "");
 }
 
-TEST(CurrencyEdit, UnboundValueFormatAndChangeEvent)
+TEST(CurrencyEdit, UnboundValueFormatChangeEventAndCountingWhileTyping)
 {
     TFormatSettings saved = FormatSettings;
     FormatSettings.DecimalSeparator = u',';
@@ -198,6 +189,37 @@ TEST(CurrencyEdit, UnboundValueFormatAndChangeEvent)
     EXPECT_EQ(edit.Value(), -2.5e190);
     edit.SetValue(-2.5e17);
     EXPECT_EQ(edit.Text(), "-250000000000000000,00");
+
+    // Counting while typing: without the option only Enter or leaving counts.
+    edit.SetDisplayFormat(QStringLiteral(",0.00"));
+    edit.SetNullable(false);
+    edit.SetMinValue(-10);
+    edit.SetMaxValue(50);
+    edit.SetValue(3);
+    QList<double> seen;
+    edit.OnChange = [&](QObject*) { seen << edit.Value(); };
+    edit.selectAll();
+    QTest::keyClicks(&edit, QStringLiteral("12"));
+    EXPECT_TRUE(seen.isEmpty());
+    QTest::keyClick(&edit, Qt::Key_Return);
+    EXPECT_EQ(seen, (QList<double>{12}));
+    seen.clear();
+    edit.SetChangeWhileTyping(true);
+    edit.selectAll();
+    QTest::keyClicks(&edit, QStringLiteral("-1,5"));
+    // "-" is no number yet; "-1", "-1," (the same value) and "-1,5" are.
+    EXPECT_EQ(seen, (QList<double>{-1, -1.5}));
+    EXPECT_EQ(edit.text(), "-1,5");   // the text stays as typed
+    // Beyond the limits the value is clamped as it would be on Enter.
+    seen.clear();
+    edit.selectAll();
+    QTest::keyClicks(&edit, QStringLiteral("-20"));
+    EXPECT_EQ(seen, (QList<double>{-2, -10}));
+    // Enter does not count the same value again, and shows it as a number.
+    seen.clear();
+    QTest::keyClick(&edit, Qt::Key_Return);
+    EXPECT_TRUE(seen.isEmpty());
+    EXPECT_EQ(edit.text(), "-10,00");
     FormatSettings = saved;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Three test runs in an in-memory dataset, shown through two sources the way the
 // evaluation window does: one for the selector list, one for the header controls.
+#include "tests/QtPrinters.h"
 #include "tests/dbaccess/MemDataSet.h"
 
 #include <gtest/gtest.h>

@@ -61,7 +61,7 @@ protected:
 };
 }
 
-TEST_F(IniStoreTest, FileIsWindows1252WithCrLfAndLfIsAcceptedOnReading)
+TEST_F(IniStoreTest, FileIsWindows1252WithCrLfKeepsTrailingBlanksAndJoinsSectionsInOtherCase)
 {
     WriteBytes(IniFileName, "[Path]\nDatapath = C:\\Daten\\Pr\xfc" "fling\n; a note\r\n[Other]\r\nk=v\r\n");
     TMemIniFile ini(IniFileName);
@@ -74,10 +74,8 @@ TEST_F(IniStoreTest, FileIsWindows1252WithCrLfAndLfIsAcceptedOnReading)
     EXPECT_TRUE(bytes.contains("; a note\r\n"));   // remarks survive a rewrite
     EXPECT_FALSE(bytes.contains("\n\n"));
     EXPECT_EQ(bytes.count('\n'), bytes.count("\r\n"));
-}
 
-TEST_F(IniStoreTest, AValueKeepsItsTrailingBlankFromStartToStart)
-{
+    // A value keeps its trailing blank from start to start.
     WriteBytes(IniFileName, "[Ports]\r\nF03=CANBus \r\n  F04 =\t COM1  \r\n");
     EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
     EXPECT_EQ(ReadIniString("Ports", "F04", ""), "COM1  ");   // the blanks round "=" are layout
@@ -85,10 +83,9 @@ TEST_F(IniStoreTest, AValueKeepsItsTrailingBlankFromStartToStart)
     IniStore.reset();
     EXPECT_EQ(ReadIniString("Ports", "F03", ""), "CANBus ");
     EXPECT_TRUE(File().contains("F03=CANBus \r\nF04=COM1  \r\nF05=x\r\n"));
-}
 
-TEST_F(IniStoreTest, SectionsInOtherCaseAreOneSection)
-{
+    // Sections in other case are one section.
+    IniStore.reset();
     WriteBytes(IniFileName, "[Programm]\r\nA=1\r\n[PROGRAMM]\r\nB=2\r\nA=3\r\n");
     EXPECT_EQ(ReadIniInteger("programm", "a", 0), 1);   // the first of two equal keys wins
     EXPECT_EQ(ReadIniInteger("Programm", "B", 0), 2);
@@ -117,9 +114,12 @@ TEST_F(IniStoreTest, StringReadWritesTheDefaultBackOnlyWhenItIsWhatStands)
     EXPECT_EQ(VarTable().count("s.other"), 1u);
 }
 
-TEST_F(IniStoreTest, IntegerReadRepairsGarbageButKeepsOtherValues)
+// What the plain typed reads return and leave in the file: integers and colours
+// are repaired, unreadable booleans and floats stay as they stand.
+TEST_F(IniStoreTest, PlainTypedReadsRepairIntegersAndColoursButLeaveBooleansAndFloats)
 {
-    WriteBytes(IniFileName, "[P]\r\nBad=abc\r\nSet=12\r\nHex=$10\r\n");
+    WriteBytes(IniFileName, "[P]\r\nBad=abc\r\nSet=12\r\nHex=$10\r\nFlag=vielleicht\r\nOn=Ja\r\nF=abc\r\nG=2.25\r\n"
+                            "[C]\r\nDec=255\r\nDecOther=255\r\nHex=$00FF8000\r\nBad=rot\r\n");
     EXPECT_EQ(ReadIniInteger("P", "Bad", 4), 4);
     EXPECT_EQ(Reread("P", "Bad"), "4");
     EXPECT_EQ(ReadIniInteger("P", "Set", 4), 12);
@@ -128,11 +128,7 @@ TEST_F(IniStoreTest, IntegerReadRepairsGarbageButKeepsOtherValues)
     EXPECT_EQ(ReadIniInteger("P", "New", -7), -7);
     EXPECT_EQ(Reread("P", "New"), "-7");
     EXPECT_EQ(GetVariable("P.Set").toInt(), 12);
-}
 
-TEST_F(IniStoreTest, BooleanAndFloatReadsLeaveUnreadableTextInTheFile)
-{
-    WriteBytes(IniFileName, "[P]\r\nFlag=vielleicht\r\nOn=Ja\r\nF=abc\r\nG=2.25\r\n");
     EXPECT_FALSE(ReadIniBool("P", "Flag", true));
     EXPECT_EQ(Reread("P", "Flag"), "vielleicht");
     EXPECT_TRUE(ReadIniBool("P", "On", false));
@@ -148,12 +144,8 @@ TEST_F(IniStoreTest, BooleanAndFloatReadsLeaveUnreadableTextInTheFile)
     EXPECT_EQ(Reread("P", "G"), "2.25");
     EXPECT_DOUBLE_EQ(ReadIniFloat("P", "H", 0.125), 0.125);
     EXPECT_EQ(Reread("P", "H"), "0,125");
-}
 
-TEST_F(IniStoreTest, ColourReadAcceptsNamesHexAndDecimal)
-{
-    WriteBytes(IniFileName, "[C]\r\nDec=255\r\nDecOther=255\r\nHex=$00FF8000\r\nBad=rot\r\n");
-    // A decimal text equal to the default becomes its name in the file.
+    // A decimal colour equal to the default becomes its name in the file.
     EXPECT_EQ(ReadIniColor("C", "Dec", clRed), clRed);
     EXPECT_EQ(Reread("C", "Dec"), "clRed");
     EXPECT_EQ(ReadIniColor("C", "DecOther", clBlue), clRed);
@@ -271,7 +263,7 @@ TEST_F(IniStoreTest, PathReadWithATokenInTheDefaultWritesNothingBack)
     EXPECT_FALSE(QDir(plain).exists());
 }
 
-TEST_F(IniStoreTest, CallersOwnIniObject)
+TEST_F(IniStoreTest, CallersOwnIniObjectAndTheImagesStoreOperations)
 {
     WriteBytes(IniFileName, "[X]\r\nName=  Wert  \r\nNum=zz\r\n");
     QString value = "untouched";
@@ -287,19 +279,17 @@ TEST_F(IniStoreTest, CallersOwnIniObject)
     EXPECT_EQ(ReadFileInteger(&ini, "X", "Num", 3), 3);
     EXPECT_EQ(Reread("X", "Num"), "3");
     EXPECT_FALSE(VarTable().count("X.Name"));
-}
 
-TEST_F(IniStoreTest, StoreOperationsOfTheImage)
-{
+    // The image's own store operations.
     WriteBytes(IniFileName, "[A]\r\nx=1\r\ny=2\r\n[B]\r\nz=3\r\n");
-    TMemIniFile ini(IniFileName);
-    EXPECT_TRUE(ini.SectionExists("a"));
-    EXPECT_EQ(ini.ReadSectionValues("A"), QStringList({"x=1", "y=2"}));
-    ini.DeleteKey("A", "X");
-    ini.EraseSection("b");
-    EXPECT_FALSE(ini.SectionExists("B"));
-    EXPECT_EQ(ini.GetStrings(), QStringList({"[A]", "y=2", ""}));
-    ini.UpdateFile();
+    TMemIniFile image(IniFileName);
+    EXPECT_TRUE(image.SectionExists("a"));
+    EXPECT_EQ(image.ReadSectionValues("A"), QStringList({"x=1", "y=2"}));
+    image.DeleteKey("A", "X");
+    image.EraseSection("b");
+    EXPECT_FALSE(image.SectionExists("B"));
+    EXPECT_EQ(image.GetStrings(), QStringList({"[A]", "y=2", ""}));
+    image.UpdateFile();
     EXPECT_EQ(ReadBytes(IniFileName), QByteArray("[A]\r\ny=2\r\n\r\n"));
 }
 
@@ -309,8 +299,8 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     AppPath = root.filePath("ZELSOFT/App");
     ZELSOFTPath = root.filePath("ZELSOFT");
     AppName = "ORVEXAUSW";
-    WriteBytes(IniFileName,
-               "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\n[String_Constants]\r\nWahr_String=Wahr\r\n");
+    WriteBytes(IniFileName, "[Programm]\r\nCSV_Kommazeichen_Wert=46\r\nUseExterneProgramme=true\r\n"
+                            "[String_Constants]\r\nWahr_String=Wahr\r\n");
     KeyboardEnabled = true;
     FirstLayoutName = SecondLayoutName = "Deutsch.kbl";
 
@@ -339,6 +329,11 @@ TEST_F(IniStoreTest, ProgramSettingsFillTheFileAndSetTheProcessConventions)
     EXPECT_EQ(GetVariable("PROGRAMM.Produkinfo").toString(), Produkinfo);
     EXPECT_FALSE(GetVariable("SystemPath.ProfileFolder").toString().isEmpty());
     EXPECT_EQ(GetVariable("SystemPath.Current").toString(), QDir::currentPath());
+    // The external programs' list, asked for, is filled and written.
+    ASSERT_TRUE(ExterneProgramme);
+    EXPECT_EQ(ExterneProgramme->size(), 4);
+    EXPECT_NE(Reread("EXTERNEPROGRAMME", "MS-EXCEL_PATH"), "<missing>");
+    ExterneProgramme.reset();
 }
 
 // Settings that every later float and boolean of the file goes through: a value
@@ -382,20 +377,6 @@ TEST_F(IniStoreTest, ProgramSettingsRepairWhatWouldCorruptTheFileOrPutFilesAtThe
     EXPECT_EQ(FormatSettings.DecimalSeparator, u'.');
     EXPECT_EQ(Reread("PROGRAMM", "CSV_Kommazeichen_Wert"), "302");
     EXPECT_EQ(PairNoYes.True, "OK");
-}
-
-TEST_F(IniStoreTest, ExternalProgramsListIsWrittenOnlyWhenAsked)
-{
-    QTemporaryDir root;
-    AppPath = root.filePath("App");
-    ZELSOFTPath = root.path();
-    AppName = "ORVEXAUSW";
-    WriteBytes(IniFileName, "[PROGRAMM]\r\nUseExterneProgramme=true\r\n");
-    ReadProgramSettings();
-    ASSERT_TRUE(ExterneProgramme);
-    EXPECT_EQ(ExterneProgramme->size(), 4);
-    EXPECT_NE(Reread("EXTERNEPROGRAMME", "MS-EXCEL_PATH"), "<missing>");
-    ExterneProgramme.reset();
 }
 
 TEST(Delay, UsesOnlyTheLowSixteenBits)

@@ -1,5 +1,4 @@
-// The serial port on a pseudo-terminal pair: the test writes into the master side
-// as a barcode reader would into the line, the port reads the slave side.
+// The serial port on a pseudo-terminal pair (TestHelpers.h).
 
 #include "frame/CPort.h"
 #include "tests/frame_services/TestHelpers.h"
@@ -8,44 +7,19 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <pty.h>
 #include <termios.h>
-#include <unistd.h>
 
 namespace {
-class PtyPair {
-public:
-    PtyPair()
+// A port set to the slave side of a fresh pseudo-terminal pair.
+class CPortTest : public ::testing::Test {
+protected:
+    void SetUp() override
     {
-        char name[256] = {};
-        if (::openpty(&fMaster, &fSlave, name, nullptr, nullptr) == 0)
-            fPath = QString::fromLocal8Bit(name);
+        ASSERT_TRUE(pty.Valid());
+        port.SetPort(pty.Path());
     }
-    ~PtyPair()
-    {
-        CloseMaster();
-        if (fSlave >= 0)
-            ::close(fSlave);
-    }
-    bool Valid() const { return !fPath.isEmpty(); }
-    const QString& Path() const { return fPath; }
-    int Slave() const { return fSlave; }
-    void Send(const QByteArray& bytes) const
-    {
-        ASSERT_EQ(::write(fMaster, bytes.constData(), size_t(bytes.size())), bytes.size());
-    }
-    void CloseMaster()
-    {
-        if (fMaster >= 0)
-            ::close(fMaster);
-        fMaster = -1;
-    }
-
-private:
-    int fMaster = -1;
-    int fSlave = -1;
-    QString fPath;
+    PtyPair pty;
+    TComPort port;
 };
 
 bool OnMainThread()
@@ -73,10 +47,8 @@ TEST(CPort, PortNamesMapToDevicePaths)
     EXPECT_EQ(ComPortDevicePath("COM0"), "/dev/COM0");   // no such line: the open says so
 }
 
-TEST(CPort, OpensRawAt9600EightNoneOneWithoutFlowControl)
+TEST_F(CPortTest, OpensRawAt9600EightNoneOneWithoutFlowControl)
 {
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
     // A line left in another mode by an earlier user: everything must be set, not assumed.
     termios before{};
     ASSERT_EQ(::tcgetattr(pty.Slave(), &before), 0);
@@ -86,8 +58,6 @@ TEST(CPort, OpensRawAt9600EightNoneOneWithoutFlowControl)
     ::cfsetspeed(&before, B115200);
     ASSERT_EQ(::tcsetattr(pty.Slave(), TCSANOW, &before), 0);
 
-    TComPort port;
-    port.SetPort(pty.Path());
     port.SetConnected(true);
     ASSERT_TRUE(port.Connected());
     EXPECT_EQ(port.DevicePath(), pty.Path());
@@ -106,12 +76,8 @@ TEST(CPort, OpensRawAt9600EightNoneOneWithoutFlowControl)
     EXPECT_FALSE(port.Connected());
 }
 
-TEST(CPort, ReceivedBytesArriveOnTheMainThreadWithTheirCount)
+TEST_F(CPortTest, ReceivedBytesArriveOnTheMainThreadWithTheirCount)
 {
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
     QString received;
     QList<int> counts;
     bool onMain = true;
@@ -140,12 +106,8 @@ TEST(CPort, ReceivedBytesArriveOnTheMainThreadWithTheirCount)
     EXPECT_EQ(received, QStringLiteral("Prüfling"));
 }
 
-TEST(CPort, UnreadBytesDoNotRepeatTheEventButNewOnesDo)
+TEST_F(CPortTest, UnreadBytesDoNotRepeatTheEventAndBytesBeyondTheInputSizeComeLater)
 {
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
     QList<int> counts;
     port.OnRxChar = [&](TCustomComPort*, int count) { counts << count; };   // reads nothing
     port.SetConnected(true);
@@ -160,14 +122,9 @@ TEST(CPort, UnreadBytesDoNotRepeatTheEventButNewOnesDo)
     EXPECT_EQ(port.ReadStr(s, 10), 3);
     EXPECT_EQ(s, "abc");
     EXPECT_EQ(port.ReadStr(s, 10), 0);   // nothing waits: no wait either
-}
 
-TEST(CPort, BytesBeyondTheInputSizeWaitAndComeLater)
-{
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
+    // Bytes beyond the input size wait and come with later events.
+    port.SetConnected(false);
     port.Buffer.InputSize = 4;
     QString received;
     int largest = 0;
@@ -184,12 +141,8 @@ TEST(CPort, BytesBeyondTheInputSizeWaitAndComeLater)
     EXPECT_LE(largest, 4);
 }
 
-TEST(CPort, CloseWithAHandOverPendingReturnsAndTheHandlerNeverRuns)
+TEST_F(CPortTest, CloseWithAHandOverPendingReturnsAndTheHandlerNeverRuns)
 {
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
     int calls = 0;
     port.OnRxChar = [&](TCustomComPort*, int) { ++calls; };
     port.SetConnected(true);
@@ -213,14 +166,10 @@ TEST(CPort, CloseWithAHandOverPendingReturnsAndTheHandlerNeverRuns)
     EXPECT_EQ(calls, 0);
 }
 
-TEST(CPort, AHandlerThatClosesThePortWhilePumpingReturns)
+TEST_F(CPortTest, AHandlerThatClosesThePortWhilePumpingReturnsAndAHungUpLineStillCloses)
 {
     // What the input dialog does: receive, wait with the queue running, confirm, and the
     // confirmation closes the port from inside the handler.
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
     int calls = 0;
     bool closedInside = false;
     port.OnRxChar = [&](TCustomComPort* sender, int count) {
@@ -243,13 +192,18 @@ TEST(CPort, AHandlerThatClosesThePortWhilePumpingReturns)
     port.SetConnected(true);
     pty.Send("3");
     EXPECT_TRUE(PumpUntil([&] { return calls == 2; }, 5000));
+
+    // A hung-up line ends the events, but the close still returns.
+    pty.CloseMaster();
+    PumpFor(200);
+    EXPECT_TRUE(ReturnsWithin(2000, [&] { port.SetConnected(false); }));
+    EXPECT_EQ(calls, 2);
 }
 
-TEST(CPort, MissingBusyAndNonSerialPortsFailInGerman)
+TEST_F(CPortTest, MissingBusyAndNonSerialPortsFailInGerman)
 {
     QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
-    TComPort port;
     port.SetPort(dir.filePath("ttyFehlt"));
     try {
         port.SetConnected(true);
@@ -272,12 +226,10 @@ TEST(CPort, MissingBusyAndNonSerialPortsFailInGerman)
             << e.Message().toStdString();
     }
 
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort first, second;
-    first.SetPort(pty.Path());
+    TComPort second;
+    port.SetPort(pty.Path());
     second.SetPort(pty.Path());
-    first.SetConnected(true);
+    port.SetConnected(true);
     try {
         second.SetConnected(true);
         FAIL() << "a port open elsewhere opened a second time";
@@ -286,7 +238,7 @@ TEST(CPort, MissingBusyAndNonSerialPortsFailInGerman)
         EXPECT_TRUE(e.Message().contains("ist belegt")) << e.Message().toStdString();
     }
     EXPECT_FALSE(second.Connected());
-    first.SetConnected(false);
+    port.SetConnected(false);
     second.SetConnected(true);   // free again
     EXPECT_TRUE(second.Connected());
 
@@ -313,19 +265,4 @@ TEST(CPort, MissingBusyAndNonSerialPortsFailInGerman)
     fourth.SetConnected(true);
     EXPECT_EQ(codes.size(), 2);
     EXPECT_EQ(codes.last(), CError_SetStateFailed);
-}
-
-TEST(CPort, AHungUpLineEndsTheEventsButCloseStillWorks)
-{
-    PtyPair pty;
-    ASSERT_TRUE(pty.Valid());
-    TComPort port;
-    port.SetPort(pty.Path());
-    int calls = 0;
-    port.OnRxChar = [&](TCustomComPort*, int) { ++calls; };
-    port.SetConnected(true);
-    pty.CloseMaster();
-    PumpFor(200);
-    EXPECT_TRUE(ReturnsWithin(2000, [&] { port.SetConnected(false); }));
-    EXPECT_EQ(calls, 0);
 }

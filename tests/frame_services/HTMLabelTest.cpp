@@ -83,7 +83,7 @@ TEST_F(HTMLabelTest, ASubscriptIsDrawnAQuarterOfALineLowerAtTheSameSize)
               plainMax.Top - DarkBox(plain, 0, afterI).Top - fm.height() / 4);
 }
 
-TEST_F(HTMLabelTest, FontSizesFollowTheStepTableOrTheNumber)
+TEST_F(HTMLabelTest, FontSizesFollowTheStepTableOrTheNumberAndAClosingTagGoesBackToTheBaseFont)
 {
     const QString x = QStringLiteral("Xy");
     const int steps[] = {8, 10, 12, 14, 16};
@@ -96,10 +96,8 @@ TEST_F(HTMLabelTest, FontSizesFollowTheStepTableOrTheNumber)
     EXPECT_EQ(label.TextSize().width(), Metrics(10).horizontalAdvance(x));
     label.SetHTMLText({QStringLiteral("<FONT size=\"22\">Xy</FONT>")});
     EXPECT_EQ(label.TextSize().width(), Metrics(22).horizontalAdvance(x));
-}
 
-TEST_F(HTMLabelTest, AClosingFontTagGoesBackToTheBaseFontAtOnce)
-{
+    // A closing font tag goes back to the base font at once, not to the outer tag's.
     label.SetHTMLText({QStringLiteral("<FONT size=\"5\"><FONT size=\"1\">a</FONT>b</FONT>c")});
     EXPECT_EQ(label.TextSize().width(), Metrics(8).horizontalAdvance(QStringLiteral("a"))
                                             + Metrics(9).horizontalAdvance(QStringLiteral("b"))
@@ -134,7 +132,7 @@ TEST_F(HTMLabelTest, LineBreaksAndAutoSizing)
     EXPECT_GE(DarkBox(img).Bottom, fm.height());
 }
 
-TEST_F(HTMLabelTest, EntitiesAndUnknownTags)
+TEST_F(HTMLabelTest, EntitiesUnknownTagsAndThePlainTextForm)
 {
     const QFontMetrics fm = Metrics(9);
     label.SetHTMLText({QStringLiteral("<BLINK>a&lt;b&gt;&amp;&euro;&copy;&unknown;c</BLINK><P><LI>")});
@@ -144,6 +142,11 @@ TEST_F(HTMLabelTest, EntitiesAndUnknownTags)
     italic.setItalic(true);
     EXPECT_EQ(label.TextSize().width(),
               fm.horizontalAdvance(QStringLiteral("xy")) + QFontMetrics(italic, &label).horizontalAdvance(u'z'));
+
+    EXPECT_EQ(HTMLToPlainText(QStringLiteral("<B>I </B><SUB>max</SUB>")), QStringLiteral("I max"));
+    EXPECT_EQ(HTMLToPlainText(QStringLiteral("a<br>b<HR color=\"clred\">c")), QStringLiteral("a\nb\nc"));
+    EXPECT_EQ(HTMLToPlainText(QStringLiteral("x<z>one</z>y<Z>two</Z>z")), QStringLiteral("xyz"));
+    EXPECT_EQ(HTMLToPlainText(QStringLiteral("a < b")), QStringLiteral("a < b"));
 }
 
 TEST_F(HTMLabelTest, ColoursByNameAndBackground)
@@ -177,27 +180,18 @@ TEST_F(HTMLabelTest, ColoursByNameAndBackground)
     EXPECT_EQ(count(restored, qRgb(255, 255, 0)), yellowOnly) << "</FONT> takes back the brush";
 }
 
-TEST(HTMLabel, PlainTextForm)
-{
-    EXPECT_EQ(HTMLToPlainText(QStringLiteral("<B>I </B><SUB>max</SUB>")), QStringLiteral("I max"));
-    EXPECT_EQ(HTMLToPlainText(QStringLiteral("a<br>b<HR color=\"clred\">c")), QStringLiteral("a\nb\nc"));
-    EXPECT_EQ(HTMLToPlainText(QStringLiteral("x<z>one</z>y<Z>two</Z>z")), QStringLiteral("xyz"));
-    EXPECT_EQ(HTMLToPlainText(QStringLiteral("a < b")), QStringLiteral("a < b"));
-}
-
-TEST(HTMLabel, HeaderCaptionsRendered)
+TEST_F(HTMLabelTest, HeaderCaptionsRendered)
 {
     // The header panel's captions, large enough to look at.
     const QStringList captions{QStringLiteral("<FONT size=\"10\"><B>U</B><SUB>soll</SUB></FONT>"),
                                QStringLiteral("<B>I </B><SUB>max</SUB>")};
     const QStringList names{QStringLiteral("htmlabel_usoll"), QStringLiteral("htmlabel_imax")};
+    QFont f = label.font();
+    f.setPointSize(10);
+    label.setFont(f);
+    label.SetAutoSizeType(asBoth);
+    label.SetAutoSizing(true);
     for (int i = 0; i < captions.size(); ++i) {
-        THTMLabel label;
-        QFont f(QStringLiteral("Arial"));
-        f.setPointSize(10);
-        label.setFont(f);
-        label.SetAutoSizeType(asBoth);
-        label.SetAutoSizing(true);
         label.SetHTMLText({captions[i]});
         const QImage img = label.grab().toImage();
         ASSERT_FALSE(DarkBox(img).Empty());

@@ -9,16 +9,10 @@
 #include "frame/zellib_msg.h"
 #include "tests/frame_services/TestHelpers.h"
 
-#include <QFile>
 #include <QKeyEvent>
-#include <QStringDecoder>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <pty.h>
-#include <unistd.h>
 
 namespace {
 class EingabeTest : public ::testing::Test {
@@ -42,41 +36,8 @@ protected:
         IniStore.reset();
         PumpFor(20);
     }
-    QStringList LoggedEntries()
-    {
-        ZELLogFile->Flush();
-        QFile f(ZELLogFile->FileName);
-        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-        QStringDecoder decode("windows-1252");
-        QStringList out;
-        for (const QString& l : QString(decode(f.readAll())).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts))
-            if (!l.contains(QLatin1String(";LOG       ;")))
-                out << l.mid(12);
-        return out;
-    }
     static int Bottom(const QWidget* w) { return w->y() + w->height(); }
     QTemporaryDir dir;
-};
-
-class PtyPair {
-public:
-    PtyPair()
-    {
-        char name[256] = {};
-        if (::openpty(&fMaster, &fSlave, name, nullptr, nullptr) == 0)
-            fPath = QString::fromLocal8Bit(name);
-    }
-    ~PtyPair()
-    {
-        ::close(fMaster);
-        ::close(fSlave);
-    }
-    const QString& Path() const { return fPath; }
-    void Send(const QByteArray& bytes) const { [[maybe_unused]] auto n = ::write(fMaster, bytes.constData(), size_t(bytes.size())); }
-
-private:
-    int fMaster = -1, fSlave = -1;
-    QString fPath;
 };
 
 void Key(QWidget* target, Qt::Key key)
@@ -86,7 +47,35 @@ void Key(QWidget* target, Qt::Key key)
 }
 }
 
-TEST_F(EingabeTest, ANoteShowsItsLinesWithTheOneButtonAndFitsThem)
+TEST_F(EingabeTest, WithoutAScreenNotesLogQuestionsCancelAndAMissingPortIsReported)
+{
+    QElapsedTimer t;
+    t.start();
+    ShowHinweis("Datei<BR>konnte nicht gelöscht werden");
+    EXPECT_LT(t.elapsed(), 5000);
+    EXPECT_EQ(CurrentEingabe, nullptr);
+    EXPECT_EQ(LoggedEntries(), QStringList{";DLG       ;Hinweis Datei<BR>konnte nicht gelöscht werden"});
+    // The questions have nobody to answer them: cancel.
+    QString text = "vorher";
+    EXPECT_FALSE(EingabeText("Name?", text));
+    EXPECT_EQ(text, "vorher");
+    double value = 1;
+    EXPECT_FALSE(EingabeZahl("Wert?", value, 0, 10, 2, "V"));
+    int index = 0;
+    EXPECT_FALSE(EingabeAuswahl("Welcher?", {"a", "b"}, index));
+
+    // A missing reader port is reported, and the window nobody sees ends.
+    t.restart();
+    EXPECT_FALSE(EingabeText("Barcode scannen:", text, dir.filePath("ttyFehlt")));
+    EXPECT_LT(t.elapsed(), 5000);
+    EXPECT_EQ(text, "vorher");
+    ASSERT_NE(FoMsg, nullptr);
+    EXPECT_TRUE(FoMsg->MsgLabel->text().startsWith("Die Schnittstelle " + dir.filePath("ttyFehlt") +
+                                                   " ist nicht vorhanden"))
+        << FoMsg->MsgLabel->text().toStdString();
+}
+
+TEST_F(EingabeTest, NotesFitTheirLinesEditsAndListsStandBelowTheQuestionWideTextsDoNotWiden)
 {
     auto form = CreateHinweis("Erste Zeile\nzweite Zeile, etwas länger");
     EXPECT_EQ(form->windowTitle(), "Hinweis");
@@ -119,37 +108,8 @@ TEST_F(EingabeTest, ANoteShowsItsLinesWithTheOneButtonAndFitsThem)
     EXPECT_FALSE(form->isVisible());
     EXPECT_EQ(form->result(), QDialog::Accepted);
     EXPECT_EQ(CurrentEingabe, nullptr);
-}
 
-TEST_F(EingabeTest, AWideNoteDoesNotWidenTheWindow)
-{
-    auto form = CreateHinweis(QString(40, u'W') + " passt nicht in die Breite des Fensters");
-    form->show();
-    EXPECT_GT(form->Label1->width(), 472);
-    EXPECT_EQ(form->width(), 472);
-    form->done(QDialog::Accepted);
-}
-
-TEST_F(EingabeTest, ShowHinweisWithoutAScreenLogsAndReturns)
-{
-    QElapsedTimer t;
-    t.start();
-    ShowHinweis("Datei<BR>konnte nicht gelöscht werden");
-    EXPECT_LT(t.elapsed(), 5000);
-    EXPECT_EQ(CurrentEingabe, nullptr);
-    EXPECT_EQ(LoggedEntries(), QStringList{";DLG       ;Hinweis Datei<BR>konnte nicht gelöscht werden"});
-    // The questions have nobody to answer them: cancel.
-    QString text = "vorher";
-    EXPECT_FALSE(EingabeText("Name?", text));
-    EXPECT_EQ(text, "vorher");
-    double value = 1;
-    EXPECT_FALSE(EingabeZahl("Wert?", value, 0, 10, 2, "V"));
-    int index = 0;
-    EXPECT_FALSE(EingabeAuswahl("Welcher?", {"a", "b"}, index));
-}
-
-TEST_F(EingabeTest, EditsAndListStandBelowTheQuestion)
-{
+    // Edits and lists stand below the question.
     auto text = CreateTextQuery("Seriennummer des Prüflings:", "S-17");
     text->show();
     EXPECT_EQ(text->StrEdit->y(), Bottom(text->Label1) + 16);
@@ -165,7 +125,12 @@ TEST_F(EingabeTest, EditsAndListStandBelowTheQuestion)
     EXPECT_EQ(text->result(), QDialog::Rejected);
     EXPECT_FALSE(text->isVisible());
 
-    // A question wider than the list does not widen a choice.
+    // A wide note does not widen its window, nor a question wider than the list a choice.
+    auto wide = CreateHinweis(QString(40, u'W') + " passt nicht in die Breite des Fensters");
+    wide->show();
+    EXPECT_GT(wide->Label1->width(), 472);
+    EXPECT_EQ(wide->width(), 472);
+    wide->done(QDialog::Accepted);
     auto choice = CreateChoiceQuery(QString(45, u'W') + " welche Kurve?", {"I_01", "I_02", "U_Soll"}, 1);
     choice->show();
     EXPECT_GT(choice->Label1->width() + 22, choice->width());
@@ -229,10 +194,10 @@ TEST_F(EingabeTest, NumberFormatsFollowDecimalsAndUnit)
     FormatSettings = saved;
 }
 
-TEST_F(EingabeTest, AScanEndingInCrLfFillsTheTextAndConfirmsAfterHalfASecond)
+TEST_F(EingabeTest, AScanEndingInCrLfFillsTheTextAndConfirmsAfterHalfASecondUnlessCancelled)
 {
     PtyPair pty;
-    ASSERT_FALSE(pty.Path().isEmpty());
+    ASSERT_TRUE(pty.Valid());
     auto form = CreateTextQuery("Barcode scannen:", "", pty.Path());
     QElapsedTimer sinceScan;
     QTimer::singleShot(300, [&] {
@@ -251,17 +216,15 @@ TEST_F(EingabeTest, AScanEndingInCrLfFillsTheTextAndConfirmsAfterHalfASecond)
     TComPort next;
     next.SetPort(pty.Path());
     EXPECT_NO_THROW(next.SetConnected(true));
-}
+    next.SetConnected(false);
 
-TEST_F(EingabeTest, AScanInPiecesIsCollectedAndCancelWinsOverTheDelayedOk)
-{
-    PtyPair pty;
-    auto form = CreateTextQuery("Barcode scannen:", "", pty.Path());
+    // A scan in pieces is collected.
+    auto pieces = CreateTextQuery("Barcode scannen:", "", pty.Path());
     QTimer::singleShot(200, [&] { pty.Send("AB-"); });
     QTimer::singleShot(300, [&] { pty.Send("12\r"); });
     QTimer::singleShot(400, [&] { pty.Send("\n"); });
-    EXPECT_EQ(form->exec(), QDialog::Accepted);
-    EXPECT_EQ(form->StrEdit->text(), "AB-12");
+    EXPECT_EQ(pieces->exec(), QDialog::Accepted);
+    EXPECT_EQ(pieces->StrEdit->text(), "AB-12");
 
     // A cancel within the half second stays a cancel.
     auto second = CreateTextQuery("Barcode scannen:", "", pty.Path());
@@ -269,20 +232,6 @@ TEST_F(EingabeTest, AScanInPiecesIsCollectedAndCancelWinsOverTheDelayedOk)
     QTimer::singleShot(450, [&] { second->ESCBtn->click(); });
     EXPECT_EQ(second->exec(), QDialog::Rejected);
     EXPECT_EQ(second->StrEdit->text(), "XY");
-}
-
-TEST_F(EingabeTest, AMissingReaderPortIsReportedAndEndsAWindowNobodySees)
-{
-    QString value = "alt";
-    QElapsedTimer t;
-    t.start();
-    EXPECT_FALSE(EingabeText("Barcode scannen:", value, dir.filePath("ttyFehlt")));
-    EXPECT_LT(t.elapsed(), 5000);
-    EXPECT_EQ(value, "alt");
-    ASSERT_NE(FoMsg, nullptr);
-    EXPECT_TRUE(FoMsg->MsgLabel->text().startsWith("Die Schnittstelle " + dir.filePath("ttyFehlt") +
-                                                   " ist nicht vorhanden"))
-        << FoMsg->MsgLabel->text().toStdString();
 }
 
 TEST_F(EingabeTest, TheKeyboardOpensAtPaintTimeUnderTheDialogWhenEnabled)

@@ -8,8 +8,6 @@
 #include "tests/frame_services/TestHelpers.h"
 
 #include <QDir>
-#include <QFile>
-#include <QStringDecoder>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -17,19 +15,6 @@
 #include <unistd.h>
 
 namespace {
-QByteArray ReadBytes(const QString& name)
-{
-    QFile f(name);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void WriteBytes(const QString& name, const QByteArray& bytes)
-{
-    QFile f(name);
-    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-    f.write(bytes);
-}
-
 class MigrationTest : public ::testing::Test {
 protected:
     void SetUp() override
@@ -58,16 +43,12 @@ protected:
     {
         return TMemIniFile(IniFileName).ReadString(section, key, QStringLiteral("<fehlt>"));
     }
-    QStringList Notes()
+    static QStringList Notes()
     {
-        ZELLogFile->Flush();
-        QFile f(ZELLogFile->FileName);
-        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-        QStringDecoder decode("windows-1252");
         QStringList out;
-        for (const QString& l : QString(decode(f.readAll())).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts))
-            if (l.contains(QLatin1String(";DLG       ;")))
-                out << l.mid(l.indexOf(QLatin1String(";DLG       ;")) + 12);
+        for (const QString& l : LoggedEntries())
+            if (l.startsWith(QLatin1String(";DLG       ;")))
+                out << l.mid(12);
         return out;
     }
     QTemporaryDir dir;
@@ -120,7 +101,7 @@ TEST_F(MigrationTest, AnUpdateFileChangesTheIniOnceAndIsArchived)
     EXPECT_TRUE(Notes().isEmpty());
 }
 
-TEST_F(MigrationTest, RenamingTakesTheValueFromTheCurrentBracketSection)
+TEST_F(MigrationTest, RenamingTakesTheValueFromTheCurrentBracketSectionAndMalformedLinesDoNothing)
 {
     WriteBytes(IniFileName, "[S]\r\na=vonS\r\nc=3\r\n[T]\r\na=vonT\r\n");
     // Before any bracket line: a goes, b comes empty.
@@ -137,12 +118,9 @@ TEST_F(MigrationTest, RenamingTakesTheValueFromTheCurrentBracketSection)
     EXPECT_EQ(Stored("S", "a"), "<fehlt>");
     EXPECT_EQ(Stored("T", "a"), "vonT");
     EXPECT_TRUE(QFile::exists(Archived(2)));
-}
 
-TEST_F(MigrationTest, MalformedLinesDoNothing)
-{
-    const QByteArray ini = "[S]\r\na=1\r\nb=2\r\n";
-    WriteBytes(IniFileName, ini);
+    // Malformed lines do nothing.
+    WriteBytes(IniFileName, "[S]\r\na=1\r\nb=2\r\n");
     WriteBytes(Update(), "ohne=Abschnitt\r\n"
                          "DEL_KEY S\r\n"
                          "DEL_KEY ,a\r\n"
@@ -212,18 +190,7 @@ TEST_F(MigrationTest, FileCopyReplacesTheTargetAndFailsCleanly)
     VarTable().erase("PATH.Testpath");
 }
 
-TEST_F(MigrationTest, FileDeleteOfAMissingFileRunsEveryStageAndShowsThreeNotes)
-{
-    const QString name = dir.filePath("fehlt.txt");
-    EXPECT_FALSE(FileDelete(name));
-    EXPECT_EQ(Notes(), (QStringList{
-                           "Hinweis " + name + "<BR>konnte nicht gelöscht werden:(V1)<BR>Attributs: " + QString(16, u'1'),
-                           "Hinweis " + name + "<BR>konnte nicht gelöscht werden(V2):<BR>Attributs: " + QString(16, u'1'),
-                           "Hinweis " + name + "<BR>konnte nicht gelöscht werden(V3)",
-                       }));
-}
-
-TEST_F(MigrationTest, FileDeleteRemovesFilesFoldersAndMatchesAndTellsOnlyOfFailedStages)
+TEST_F(MigrationTest, FileDeleteRemovesFilesFoldersAndMatchesAndTellsOfEachFailedStage)
 {
     // A read-only file: the right to delete lies with the folder here, so it goes at once.
     const QString readOnly = dir.filePath("schreibgeschuetzt.txt");
@@ -255,6 +222,16 @@ TEST_F(MigrationTest, FileDeleteRemovesFilesFoldersAndMatchesAndTellsOnlyOfFaile
     EXPECT_FALSE(QFile::exists(dir.filePath("b.tmp")));
     EXPECT_TRUE(QFile::exists(dir.filePath("c.txt")));
     EXPECT_FALSE(FileDelete(dir.filePath("*.tmp")));
+
+    // A missing file runs every stage and shows three notes.
+    const QString name = dir.filePath("fehlt.txt");
+    const qsizetype before = Notes().size();
+    EXPECT_FALSE(FileDelete(name));
+    EXPECT_EQ(Notes().mid(before), (QStringList{
+                                  "Hinweis " + name + "<BR>konnte nicht gelöscht werden:(V1)<BR>Attributs: " + QString(16, u'1'),
+                                  "Hinweis " + name + "<BR>konnte nicht gelöscht werden(V2):<BR>Attributs: " + QString(16, u'1'),
+                                  "Hinweis " + name + "<BR>konnte nicht gelöscht werden(V3)",
+                              }));
 }
 
 TEST_F(MigrationTest, AnUpdateThatCannotBeRemovedIsAppliedOnce)

@@ -15,12 +15,6 @@
 #include <vector>
 
 namespace {
-QByteArray ReadBytes(const QString& fileName)
-{
-    QFile f(fileName);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 QStringList ReadLines(const QString& fileName)
 {
     QStringDecoder decode("windows-1252");
@@ -83,40 +77,31 @@ protected:
 };
 }
 
-TEST_F(LogFileTest, OpenWritesServiceLinesAndTheDailySnapshot)
+TEST_F(LogFileTest, OpenWritesServiceLinesAndTheDailySnapshotAndASecondOpenAppends)
 {
-    TZELLogFile log(QStringList{QStringLiteral("orvexAusw")});
     const QString name = LogName(QStringLiteral("ORVEXTEST"));
-    EXPECT_EQ(log.FileName, name);
-    EXPECT_TRUE(log.Active);
-    EXPECT_EQ(log.Timer->Interval(), 60000u);
-    EXPECT_EQ(log.Timer->ThreadPriority(), tpIdle);
-    EXPECT_TRUE(log.Timer->Enabled());
-
-    const QStringList lines = ReadLines(name);
-    ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(lines[0].mid(12), QStringLiteral(";LOG       ;Create Logfile ") + name + u';');
-    EXPECT_EQ(lines[1].mid(12), QStringLiteral(";LOG       ;Open Logfile ") + name + u';');
-    EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d;")).match(lines[0]).hasMatch());
-    EXPECT_TRUE(ReadBytes(name).endsWith(";\r\n"));
-
     const QString snapshot = dir.path() + QStringLiteral("/ORVEXTEST_Kelmar_") + LogDayText(Now()) + QStringLiteral(".ini");
-    const QStringList ini = ReadLines(snapshot);
-    EXPECT_TRUE(ini.contains(QStringLiteral("Server name=localhost:orvex")));
-    EXPECT_TRUE(ini.contains(QStringLiteral("Fehlermeldezeit=2000")));
-}
-
-TEST_F(LogFileTest, ASecondOpenOfTheDayAppendsAndKeepsTheSnapshot)
-{
     {
-        TZELLogFile first(QStringList{QStringLiteral("p")});
-    }
-    const QString snapshot = dir.path() + QStringLiteral("/ORVEXTEST_Kelmar_") + LogDayText(Now()) + QStringLiteral(".ini");
-    QFile s(snapshot);
-    ASSERT_TRUE(s.open(QIODevice::WriteOnly));
-    s.write("kept\r\n");
-    s.close();
+        TZELLogFile log(QStringList{QStringLiteral("orvexAusw")});
+        EXPECT_EQ(log.FileName, name);
+        EXPECT_TRUE(log.Active);
+        EXPECT_EQ(log.Timer->Interval(), 60000u);
+        EXPECT_EQ(log.Timer->ThreadPriority(), tpIdle);
+        EXPECT_TRUE(log.Timer->Enabled());
 
+        const QStringList lines = ReadLines(name);
+        ASSERT_EQ(lines.size(), 2);
+        EXPECT_EQ(lines[0].mid(12), QStringLiteral(";LOG       ;Create Logfile ") + name + u';');
+        EXPECT_EQ(lines[1].mid(12), QStringLiteral(";LOG       ;Open Logfile ") + name + u';');
+        EXPECT_TRUE(QRegularExpression(QStringLiteral("^\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d;")).match(lines[0]).hasMatch());
+        EXPECT_TRUE(ReadBytes(name).endsWith(";\r\n"));
+        const QStringList ini = ReadLines(snapshot);
+        EXPECT_TRUE(ini.contains(QStringLiteral("Server name=localhost:orvex")));
+        EXPECT_TRUE(ini.contains(QStringLiteral("Fehlermeldezeit=2000")));
+    }
+
+    // The second open of the day appends and keeps the day's snapshot.
+    WriteBytes(snapshot, "kept\r\n");
     TZELLogFile second(QStringList{QStringLiteral("p")});
     const QStringList lines = Untimed(ReadLines(second.FileName));
     ASSERT_EQ(lines.size(), 4);
@@ -125,9 +110,16 @@ TEST_F(LogFileTest, ASecondOpenOfTheDayAppendsAndKeepsTheSnapshot)
     EXPECT_TRUE(lines[2].startsWith(QLatin1String(";LOG       ;Closed Logfile ")));
     EXPECT_TRUE(lines[3].startsWith(QLatin1String(";LOG       ;Open Logfile ")));
     EXPECT_EQ(ReadBytes(snapshot), QByteArray("kept\r\n"));
+
+    // A parameter goes into the base name.
+    TZELLogFile third(QStringList{QStringLiteral("orvexAusw"), QStringLiteral(" 2 "), QStringLiteral("3")});
+    EXPECT_EQ(third.BaseName, QStringLiteral("ORVEXTEST_2"));
+    EXPECT_TRUE(QFile::exists(LogName(QStringLiteral("ORVEXTEST_2"))));
+    EXPECT_TRUE(QFile::exists(dir.path() + QStringLiteral("/ORVEXTEST_2_Kelmar_") + LogDayText(Now())
+                              + QStringLiteral(".ini")));
 }
 
-TEST_F(LogFileTest, RepeatedTextsCollapseOnlyWhenAdjacent)
+TEST_F(LogFileTest, RepeatedTextsCollapseOnlyWhenAdjacentAndAFlushHandlerMayLog)
 {
     TZELLogFile log(QStringList{QStringLiteral("p")});
     const TDateTime t = Now();
@@ -143,6 +135,13 @@ TEST_F(LogFileTest, RepeatedTextsCollapseOnlyWhenAdjacent)
     EXPECT_EQ(Entries(log.FileName),
               (QStringList{";SysInfo   ;A", ";DLG       ;A", ";DLG       ;B", ";DLG       ;A"}));
     EXPECT_EQ(ReadLines(log.FileName).last().left(12), TimeText(t));
+
+    // A handler run from the flush's own message pumping, on this thread with the lock held, may log.
+    log.log(QStringLiteral("SysInfo"), QStringLiteral("one"), Now());
+    QMetaObject::invokeMethod(
+        qApp, [&] { log.log(QStringLiteral("DLG"), QStringLiteral("from handler"), Now()); }, Qt::QueuedConnection);
+    log.Flush();
+    EXPECT_EQ(Entries(log.FileName).mid(4), (QStringList{";SysInfo   ;one", ";DLG       ;from handler"}));
 }
 
 TEST_F(LogFileTest, TheDayChangeFollowsTheEntryTime)
@@ -170,7 +169,7 @@ TEST_F(LogFileTest, TheDayChangeFollowsTheEntryTime)
                               + QStringLiteral(".ini")));
 }
 
-TEST_F(LogFileTest, NothingIsWrittenWithLoggingOff)
+TEST_F(LogFileTest, NothingIsWrittenWithLoggingOffAndAMissingFolderRaises)
 {
     COM_Logging = false;
     LogLine(QStringLiteral("SysInfo"), QStringLiteral("x"));
@@ -183,15 +182,12 @@ TEST_F(LogFileTest, NothingIsWrittenWithLoggingOff)
         EXPECT_EQ(inert.Timer, nullptr);
     }
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files), QStringList());
-}
 
-TEST_F(LogFileTest, AParameterGoesIntoTheBaseName)
-{
-    TZELLogFile log(QStringList{QStringLiteral("orvexAusw"), QStringLiteral(" 2 "), QStringLiteral("3")});
-    EXPECT_EQ(log.BaseName, QStringLiteral("ORVEXTEST_2"));
-    EXPECT_TRUE(QFile::exists(LogName(QStringLiteral("ORVEXTEST_2"))));
-    EXPECT_TRUE(QFile::exists(dir.path() + QStringLiteral("/ORVEXTEST_2_Kelmar_") + LogDayText(Now())
-                              + QStringLiteral(".ini")));
+    // With logging on, a missing folder raises to the caller.
+    COM_Logging = true;
+    CommonAppPath = dir.path() + QStringLiteral("/missing");
+    EXPECT_THROW(LogLine(QStringLiteral("SysInfo"), QStringLiteral("x")), Exception);
+    EXPECT_EQ(ZELLogFile, nullptr);
 }
 
 TEST_F(LogFileTest, UnsafeCharactersBecomeBlanksInEntryLinesOnly)
@@ -257,17 +253,6 @@ TEST_F(LogFileTest, WritersOnOtherThreadsLoseNothing)
     }
 }
 
-TEST_F(LogFileTest, AHandlerRunDuringTheFlushMayLog)
-{
-    TZELLogFile log(QStringList{QStringLiteral("p")});
-    log.log(QStringLiteral("SysInfo"), QStringLiteral("one"), Now());
-    // Runs from the flush's own message pumping, on this thread, with the lock held.
-    QMetaObject::invokeMethod(
-        qApp, [&] { log.log(QStringLiteral("DLG"), QStringLiteral("from handler"), Now()); }, Qt::QueuedConnection);
-    log.Flush();
-    EXPECT_EQ(Entries(log.FileName), (QStringList{";SysInfo   ;one", ";DLG       ;from handler"}));
-}
-
 TEST_F(LogFileTest, LogLineCreatesTheInstanceAndTheEndWritesTheRest)
 {
     LogLine(QStringLiteral("SysInfo"), QStringLiteral("queued"));
@@ -278,11 +263,4 @@ TEST_F(LogFileTest, LogLineCreatesTheInstanceAndTheEndWritesTheRest)
     EXPECT_EQ(ZELLogFile, nullptr);
     EXPECT_EQ(Entries(name), QStringList{QStringLiteral(";SysInfo   ;queued")});
     EXPECT_TRUE(Untimed(ReadLines(name)).last().startsWith(QLatin1String(";LOG       ;Closed Logfile ")));
-}
-
-TEST_F(LogFileTest, AMissingFolderRaisesToTheCaller)
-{
-    CommonAppPath = dir.path() + QStringLiteral("/missing");
-    EXPECT_THROW(LogLine(QStringLiteral("SysInfo"), QStringLiteral("x")), Exception);
-    EXPECT_EQ(ZELLogFile, nullptr);
 }

@@ -145,7 +145,7 @@ TEST_F(KeyboardTest, StoredKeysReadAndWriteBackAsTheyStand)
     EXPECT_TRUE(keys.Items.isEmpty());   // a failed load leaves the keys as they were
 }
 
-TEST_F(KeyboardTest, KeysTypeIntoTheLinkedEditWithShiftCapsAndAltGr)
+TEST_F(KeyboardTest, KeysTypeIntoTheLinkedEditWithShiftCapsAndAltGrEnterConfirmsEscapeCancels)
 {
     EditForm form;
     ShowFirstKeyboard(form.Edit, form.x(), form.frameGeometry().bottom(), "");
@@ -196,24 +196,22 @@ TEST_F(KeyboardTest, KeysTypeIntoTheLinkedEditWithShiftCapsAndAltGr)
     EXPECT_EQ(form.result(), QDialog::Accepted);
     PumpFor(20);
     EXPECT_TRUE(FoKb.isNull());
-}
 
-TEST_F(KeyboardTest, EscapeCancelsTheFormAndClearsTheEdit)
-{
-    EditForm form;
-    form.Edit->setText("abc");
-    ShowSecondKeyboard(form.Edit, 0, 0, "");
+    // Escape cancels the form, clears its edit and closes the keyboard.
+    EditForm second;
+    second.Edit->setText("abc");
+    ShowSecondKeyboard(second.Edit, 0, 0, "");
     ASSERT_FALSE(FoKb.isNull());
     QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
     QCoreApplication::sendEvent(FoKb, &esc);
-    EXPECT_EQ(form.result(), QDialog::Rejected);
-    EXPECT_FALSE(form.isVisible());
-    EXPECT_TRUE(form.Edit->text().isEmpty());
+    EXPECT_EQ(second.result(), QDialog::Rejected);
+    EXPECT_FALSE(second.isVisible());
+    EXPECT_TRUE(second.Edit->text().isEmpty());
     PumpFor(20);
     EXPECT_TRUE(FoKb.isNull());
 }
 
-TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesAndTheHint)
+TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesTheHintAndThePicture)
 {
     EditForm form;
     WriteIniInteger("KeyboardLayouts", kLayout + ".breite", 500);
@@ -258,11 +256,7 @@ TEST_F(KeyboardTest, SizeFromTheIniPlacementAtTheScreenEdgesAndTheHint)
     for (QWidget* w : QApplication::topLevelWidgets())
         open += dynamic_cast<TFoKb*>(w) && w->isVisible();
     EXPECT_EQ(open, 1);
-}
 
-TEST_F(KeyboardTest, KeyboardWindowPicture)
-{
-    EditForm form;
     ShowFirstKeyboard(form.Edit, 0, 0, "Bitte den Namen eingeben");
     ASSERT_FALSE(FoKb.isNull());
     PressType(ktShift);
@@ -280,3 +274,4 @@ TEST_F(KeyboardTest, KeyboardWindowPicture)
         }
     EXPECT_EQ(FoKb->KB->KeyControl(FoKb->KB->Keys().IndexOfChar("Q", klShift))->text(), "Q");
 }
+

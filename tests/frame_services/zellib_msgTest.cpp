@@ -5,11 +5,9 @@
 #include "tests/frame_services/TestHelpers.h"
 
 #include <QDir>
-#include <QFile>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QScreen>
-#include <QStringDecoder>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -36,19 +34,6 @@ protected:
         zellib_Logging_Finalize();
         IniStore.reset();
     }
-    // Entry lines of the log after a flush, without their time stamps.
-    QStringList LoggedEntries()
-    {
-        ZELLogFile->Flush();
-        QFile f(ZELLogFile->FileName);
-        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-        QStringDecoder decode("windows-1252");
-        QStringList out;
-        for (const QString& l : QString(decode(f.readAll())).split(QStringLiteral("\r\n"), Qt::SkipEmptyParts))
-            if (!l.contains(QLatin1String(";LOG       ;")))
-                out << l.mid(12);
-        return out;
-    }
     static QColor TextColor() { return FoMsg->MsgLabel->palette().color(QPalette::WindowText); }
     static bool ShowsError() { return FoMsg->Bild->ImageIndex() == 0 && TextColor() == QColor(Qt::red); }
     static bool ShowsInfo() { return FoMsg->Bild->ImageIndex() == 1 && TextColor() == QColor(Qt::black); }
@@ -65,7 +50,7 @@ void Click(QWidget* target)
 }
 }
 
-TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTime)
+TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTimeAndATimeOfZeroFiresAtOnce)
 {
     Fehlermeldezeit = 300;
     MsgInfo(QStringLiteral("a"));
@@ -90,10 +75,9 @@ TEST_F(MsgTest, ThePendingNoteReturnsAfterTheErrorTime)
     EXPECT_EQ(PendingInfo, QStringLiteral("a"));
 
     EXPECT_EQ(LoggedEntries(), (QStringList{";SysInfo   ;a", ";ErrInfo   ;b", ";SysInfo   ;a"}));
-}
 
-TEST_F(MsgTest, AnErrorTimeOfZeroFiresAtOnce)
-{
+    // An error time of zero fires at once; no pending note is left to come back.
+    MsgClear();
     Fehlermeldezeit = 0;
     MsgError(QStringLiteral("kurz"), 0, false);
     EXPECT_TRUE(FoMsg->Timer1->AllowZero());
@@ -101,27 +85,22 @@ TEST_F(MsgTest, AnErrorTimeOfZeroFiresAtOnce)
     EXPECT_FALSE(ErrorTimerRunning);
 }
 
-TEST_F(MsgTest, BreaksShowAsLinesAndReachTheLogAsBlanks)
+// Without a screen nobody reads the window; the text reaches standard error too.
+TEST_F(MsgTest, BreaksShowAsLinesReachTheLogAsBlanksAndStandardErrorAsLines)
 {
+    testing::internal::CaptureStderr();
     MsgError(QStringLiteral("Datei<br>fehlt<BR>jetzt"), 0, true);
     EXPECT_EQ(FoMsg->MsgLabel->text(), QStringLiteral("Datei\nfehlt\njetzt"));
     EXPECT_FALSE(ErrorTimerRunning) << "a staying note starts no timer";
     EXPECT_FALSE(FoMsg->Timer1->Enabled());
-    EXPECT_EQ(LoggedEntries(), QStringList{QStringLiteral(";ErrInfo   ;Datei fehlt jetzt")});
-}
-
-// Without a screen nobody reads the window; the text reaches standard error too.
-TEST_F(MsgTest, WithoutAScreenTheTextGoesToStandardErrorAsWell)
-{
-    testing::internal::CaptureStderr();
-    MsgError(QStringLiteral("Datei<BR>fehlt"), 0, true);
     MsgInfo(QStringLiteral("Bitte warten"));
     const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("Datei\nfehlt\n"), std::string::npos) << err;
+    EXPECT_NE(err.find("Datei\nfehlt\njetzt\n"), std::string::npos) << err;
     EXPECT_NE(err.find("Bitte warten\n"), std::string::npos) << err;
+    EXPECT_EQ(LoggedEntries(), (QStringList{";ErrInfo   ;Datei fehlt jetzt", ";SysInfo   ;Bitte warten"}));
 }
 
-TEST_F(MsgTest, ClearHidesUnlessAnErrorIsTiming)
+TEST_F(MsgTest, ClearHidesUnlessAnErrorIsTimingAndAClickHidesButTheTimerStillFires)
 {
     // The export's wait note.
     MsgInfo(QStringLiteral("XLS-Datei<br>wird erzeugt.<br>Bitte etwas Geduld."));
@@ -137,10 +116,8 @@ TEST_F(MsgTest, ClearHidesUnlessAnErrorIsTiming)
     EXPECT_TRUE(PendingInfo.isEmpty());
     ASSERT_TRUE(PumpUntil([] { return !ErrorTimerRunning; }));
     EXPECT_FALSE(FoMsg->isVisible()) << "no pending note comes back";
-}
 
-TEST_F(MsgTest, AClickHidesTheNoteButTheTimerStillFires)
-{
+    // A click hides the note, but the timer still brings the pending one back.
     Fehlermeldezeit = 400;
     MsgInfo(QStringLiteral("a"));
     MsgError(QStringLiteral("b"), 0, false);

@@ -6,16 +6,14 @@
 #include "frame/ZELLIB_STR.h"
 #include "testdata/OrvexSchema.h"
 #include "tools/OrvexDemoDb.h"
-#include "tests/dbaccess/DbTestSupport.h"
+#include "tests/testdata/ServerDemo.h"
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QThread>
 #include <cmath>
 
 namespace {
@@ -105,7 +103,7 @@ TEST_F(DMorvexTest, StartConnectsAsConfiguredAndOpensTheRunList)
     EXPECT_FALSE(dm->DSAuftraege->AutoEdit());
 }
 
-TEST_F(DMorvexTest, AMissingDatabaseOrLibraryRaisesOutOfTheStart)
+TEST_F(DMorvexTest, AMissingDatabaseOrLibraryRaisesOutOfTheStartAndAnEmptyNameSaysSo)
 {
     WriteIni(("[Path]\r\nServer name=" + iniDir.filePath("fehlt.fdb") + "\r\n").toUtf8());
     EXPECT_THROW(dm->DataModuleCreate(), Exception);
@@ -116,6 +114,16 @@ TEST_F(DMorvexTest, AMissingDatabaseOrLibraryRaisesOutOfTheStart)
     IniStore.reset();
     EXPECT_THROW(other->DataModuleCreate(), Exception);
     EXPECT_FALSE(other->Auftraege->Active());
+
+    // An empty library name says that no client library is configured.
+    auto third = std::make_unique<TDMorvex>();
+    WriteIni("[Path]\r\nLibrary Name=\r\n");
+    IniStore.reset();
+    const QString text = ThrownMessage([&] { third->DataModuleCreate(); });
+    EXPECT_TRUE(text.contains(QStringLiteral("Keine Client-Bibliothek"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QStringLiteral("Library Name"))) << text.toStdString();
+    EXPECT_FALSE(third->orvexDB->Connected());
+    EXPECT_FALSE(third->Auftraege->Active());
 }
 
 TEST_F(DMorvexTest, EveryDemoRunDecodesAsStored)
@@ -283,58 +291,25 @@ TEST_F(DMorvexTest, MeasurementTextsFollowTheHandlers)
 // the module reopens the rows again and again.
 TEST(DMorvexServer, EachReopenSeesExactlyTheCommittedRows)
 {
-    TPrivateServer server;
-    if (!server.Start())
-        GTEST_SKIP() << server.Reason().toStdString();
-    QTemporaryDir data;
-    TDemoDbLogin login;
-    login.DBName = server.ConnectString(data.filePath(QStringLiteral("Orvex.fdb")));
-    login.Password = TestPassword;
-    CreateDemoDatabase(login);
-
-    const QString nr = QStringLiteral("H3TRB 2026/021");
+    TServerDemo demo;
+    if (!demo.Create())
+        GTEST_SKIP() << demo.Server.Reason().toStdString();
     const auto runs = DemoRuns();
-    const TDemoRun& run = FindDemoRun(runs, nr);
+    const TDemoRun& run = FindDemoRun(runs, QStringLiteral("H3TRB 2026/021"));
     const TDemoRowGenerator gen(run);
-
     TDMorvex dm;
-    dm.orvexDB->SetDBName(login.DBName);
-    dm.orvexDB->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") + TestPassword +
-                                   QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
-    dm.orvexDB->SetConnected(true);
+    demo.Connect(dm);
     dm.Auftraege->Open();
     TVersuchDaten d;
-    ASSERT_TRUE(dm.VersuchLaden(nr, d));
-
-    QProcess sim;
-    sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    ASSERT_TRUE(dm.VersuchLaden(run.Versuchsnr, d));
     const int count = 60;
-    sim.start(QStringLiteral(ORVEX_DEMO_EXE),
-              {QStringLiteral("simulate"), login.DBName, QStringLiteral("--password"), TestPassword,
-               QStringLiteral("--run"), nr, QStringLiteral("--interval"), QStringLiteral("15"),
-               QStringLiteral("--count"), QString::number(count)});
-    ASSERT_TRUE(sim.waitForStarted(10000));
-
-    // The highest record number the simulator has reported as committed.
-    int committed = run.Zeilen;
-    QByteArray pending;
-    const QRegularExpression written(QStringLiteral("Satz (\\d+) geschrieben"));
-    auto readCommitted = [&](int waitMs) {
-        sim.waitForReadyRead(waitMs);
-        pending += sim.readAllStandardOutput();
-        for (const auto& m : written.globalMatch(QString::fromUtf8(pending)))
-            committed = std::max(committed, m.captured(1).toInt());
-        const int cut = pending.lastIndexOf('\n');
-        if (cut >= 0)
-            pending.remove(0, cut + 1);
-        return committed;
-    };
+    ASSERT_TRUE(demo.StartSimulator(run, count));
 
     int reopens = 0, lastSeen = run.Zeilen;
     bool finished = false;
     while (!finished) {
-        finished = sim.state() == QProcess::NotRunning;
-        const int before = readCommitted(0);
+        finished = demo.Sim.state() == QProcess::NotRunning;
+        const int before = demo.ReadCommitted(0);
         dm.Messdaten->Close();
         dm.Messdaten->ParamByName(QStringLiteral("AUFTRAGKEY"))->SetAsInteger(d.AuftragKey);
         dm.Messdaten->Open();
@@ -347,9 +322,9 @@ TEST(DMorvexServer, EachReopenSeesExactlyTheCommittedRows)
         ASSERT_GE(seen, lastSeen);
         QElapsedTimer waited;
         waited.start();
-        while (readCommitted(50) < seen && waited.elapsed() < 10000) {
+        while (demo.ReadCommitted(50) < seen && waited.elapsed() < 10000) {
         }
-        ASSERT_LE(seen, committed);
+        ASSERT_LE(seen, demo.Committed);
         lastSeen = seen;
         // The rows are the run's rows 1..seen without a gap, the newest one complete.
         int k = 0;
@@ -367,18 +342,8 @@ TEST(DMorvexServer, EachReopenSeesExactlyTheCommittedRows)
         for (int c = 0; c < 9; ++c)
             ASSERT_DOUBLE_EQ(currents[c]->AsFloat(), expected.I[c]) << c;
     }
-    sim.waitForFinished(10000);
-    EXPECT_EQ(sim.exitCode(), 0);
+    demo.Sim.waitForFinished(10000);
+    EXPECT_EQ(demo.Sim.exitCode(), 0);
     EXPECT_EQ(lastSeen, run.Zeilen + count);
     EXPECT_GT(reopens, 5);
-}
-
-TEST_F(DMorvexTest, AnEmptyLibraryNameSaysThatNoClientLibraryIsConfigured)
-{
-    WriteIni("[Path]\r\nLibrary Name=\r\n");
-    const QString text = ThrownMessage([&] { dm->DataModuleCreate(); });
-    EXPECT_TRUE(text.contains(QStringLiteral("Keine Client-Bibliothek"))) << text.toStdString();
-    EXPECT_TRUE(text.contains(QStringLiteral("Library Name"))) << text.toStdString();
-    EXPECT_FALSE(dm->orvexDB->Connected());
-    EXPECT_FALSE(dm->Auftraege->Active());
 }

@@ -8,7 +8,7 @@
 #include "frame/zellib_msg.h"
 #include "testdata/OrvexSchema.h"
 #include "tools/OrvexDemoDb.h"
-#include "tests/dbaccess/DbTestSupport.h"
+#include "tests/testdata/ServerDemo.h"
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
@@ -16,10 +16,7 @@
 #include <QDate>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QThread>
 
 namespace {
 // The first row of a statement, read in a connection and transaction of its own.
@@ -335,22 +332,12 @@ TEST_F(DMorvexWriteTest, CachedUpdatesGoTogetherOrAsTheHandlerSays)
 // while this side edits the same header.
 TEST(DMorvexWriteServer, AHeaderEditBesideTheSimulatorLosesNoRow)
 {
-    TPrivateServer server;
-    if (!server.Start())
-        GTEST_SKIP() << server.Reason().toStdString();
-    QTemporaryDir data;
-    TDemoDbLogin login;
-    login.DBName = server.ConnectString(data.filePath(QStringLiteral("Orvex.fdb")));
-    login.Password = TestPassword;
-    CreateDemoDatabase(login);
-    const QString nr = QStringLiteral("H3TRB 2026/021");
-    const TDemoRun run = FindDemoRun(DemoRuns(), nr);
-
+    TServerDemo demo;
+    if (!demo.Create())
+        GTEST_SKIP() << demo.Server.Reason().toStdString();
+    const TDemoRun run = FindDemoRun(DemoRuns(), QStringLiteral("H3TRB 2026/021"));
     TDMorvex dm;
-    dm.orvexDB->SetDBName(login.DBName);
-    dm.orvexDB->DBParams().SetText(QStringLiteral("user_name=SYSDBA\npassword=") + TestPassword +
-                                   QStringLiteral("\nlc_ctype=WIN1252\nsql_role_name="));
-    dm.orvexDB->SetConnected(true);
+    demo.Connect(dm);
     // Only the changed column is written, so the simulator's counters stay its own.
     TpFIBDataSet kopf;
     kopf.SetName("Kopf");
@@ -364,41 +351,22 @@ TEST(DMorvexWriteServer, AHeaderEditBesideTheSimulatorLosesNoRow)
     au.AutoReWriteSqls = true;
     au.CanChangeSQLs = true;
     au.UpdateOnlyModifiedFields = true;
-    kopf.ParamByName("NR")->SetAsString(nr);
+    kopf.ParamByName("NR")->SetAsString(run.Versuchsnr);
     kopf.Open();
     const int key = kopf.FieldByName("AUFTRAGKEY")->AsInteger();
 
-    QProcess sim;
-    sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     const int count = 60;
-    sim.start(QStringLiteral(ORVEX_DEMO_EXE),
-              {QStringLiteral("simulate"), login.DBName, QStringLiteral("--password"), TestPassword,
-               QStringLiteral("--run"), nr, QStringLiteral("--interval"), QStringLiteral("15"),
-               QStringLiteral("--count"), QString::number(count)});
-    ASSERT_TRUE(sim.waitForStarted(10000));
-    int committed = run.Zeilen;
-    QByteArray pending;
-    const QRegularExpression written(QStringLiteral("Satz (\\d+) geschrieben"));
-    auto readCommitted = [&](int waitMs) {
-        sim.waitForReadyRead(waitMs);
-        pending += sim.readAllStandardOutput();
-        for (const auto& m : written.globalMatch(QString::fromUtf8(pending)))
-            committed = std::max(committed, m.captured(1).toInt());
-        const int cut = pending.lastIndexOf('\n');
-        if (cut >= 0)
-            pending.remove(0, cut + 1);
-        return committed;
-    };
+    ASSERT_TRUE(demo.StartSimulator(run, count));
 
     // A snapshot older than the simulator's last commit of the header: the server
     // refuses the write with its own text, and the edit stays open.
     dm.Taorvex->StartTransaction();
-    const int seen = readCommitted(0);
+    const int seen = demo.ReadCommitted(0);
     QElapsedTimer waited;
     waited.start();
-    while (readCommitted(50) <= seen + 1 && waited.elapsed() < 20000) {
+    while (demo.ReadCommitted(50) <= seen + 1 && waited.elapsed() < 20000) {
     }
-    ASSERT_GT(committed, seen + 1);
+    ASSERT_GT(demo.Committed, seen + 1);
     kopf.Edit();
     kopf.FieldByName("KOMMENTAR")->SetAsString(QStringLiteral("Strang 2 geprüft"));
     const QString refusal = ThrownMessage([&] { kopf.Post(); });
@@ -413,22 +381,22 @@ TEST(DMorvexWriteServer, AHeaderEditBesideTheSimulatorLosesNoRow)
         posted = failure.isEmpty();
         if (!posted) {
             ASSERT_TRUE(IsConflictText(failure)) << failure.toStdString();
-            readCommitted(5);
+            demo.ReadCommitted(5);
         }
     }
     ASSERT_TRUE(posted);
     EXPECT_EQ(kopf.State(), dsBrowse);
 
-    ASSERT_TRUE(sim.waitForFinished(60000));
-    EXPECT_EQ(sim.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(sim.exitCode(), 0);
+    ASSERT_TRUE(demo.Sim.waitForFinished(60000));
+    EXPECT_EQ(demo.Sim.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(demo.Sim.exitCode(), 0);
     const QVariantList rows = ReadRow(
-        login, QStringLiteral("select count(*), max(SATZNR) from MESSDATEN where AUFTRAGKEY = %1").arg(key));
+        demo.Login, QStringLiteral("select count(*), max(SATZNR) from MESSDATEN where AUFTRAGKEY = %1").arg(key));
     ASSERT_EQ(rows.size(), 2);
     EXPECT_EQ(rows[0].toInt(), run.Zeilen + count);
     EXPECT_EQ(rows[1].toInt(), run.Zeilen + count);
     const QVariantList header = ReadRow(
-        login, QStringLiteral("select KOMMENTAR, ANZAHLDATENSAETZE from AUFTRAEGE where AUFTRAGKEY = %1").arg(key));
+        demo.Login, QStringLiteral("select KOMMENTAR, ANZAHLDATENSAETZE from AUFTRAEGE where AUFTRAGKEY = %1").arg(key));
     ASSERT_EQ(header.size(), 2);
     EXPECT_EQ(header[0].toString(), QStringLiteral("Strang 2 geprüft"));
     EXPECT_EQ(header[1].toInt(), run.Zeilen + count);

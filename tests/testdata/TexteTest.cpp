@@ -69,17 +69,14 @@ TEST_F(TexteTest, DefaultUserListHasTwoNamesWithoutQuotes)
     EXPECT_EQ(Reread("PROGRAMM", "User"), "\"A.Nutzer\",\"G.Nutzer\"");
 }
 
-TEST(StatusTexte, IndexIgnoresCaseAndUnknownIsCreated)
+TEST(StatusTexte, IndexIgnoresCaseAndStoredNumbersShowTheirText)
 {
     EXPECT_EQ(StatusIndex("versuch aktiv"), 4);
     EXPECT_EQ(StatusIndex("Bendet"), 9);
     EXPECT_EQ(StatusIndex("Beendet"), 0);
     EXPECT_EQ(StatusIndex(""), 0);
     EXPECT_EQ(StatusTexte[StatusIndex("GESTOPPT - FEHLER")], "Gestoppt - Fehler");
-}
-
-TEST(StatusTexte, StoredNumbersShowTheirText)
-{
+    // Stored numbers show their text.
     EXPECT_EQ(StatusTextOfNumber("9"), "Bendet");
     EXPECT_EQ(StatusTextOfNumber("0"), "Angelegt");
     EXPECT_EQ(StatusTextOfNumber("12"), "");
