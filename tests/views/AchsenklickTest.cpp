@@ -2,7 +2,6 @@
 // dialog opens, what a right click does, bottom-axis edits reaching both charts,
 // the stored axes after each closing, and the chart double click.
 
-#include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoSetupAx.h"
 #include "chart/ChartEditor.h"
 #include "chart/ChartExport.h"
@@ -13,12 +12,7 @@
 #include "dbcontrols/TdxSpinEdit.h"
 #include "frame/MemIniFile.h"
 #include "frame/ZELColor.h"
-#include "frame/ZELInit.h"
-#include "frame/ZELLIB_INI.h"
-#include "testdata/uDMorvex.h"
-#include "tools/OrvexDemoDb.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
@@ -29,11 +23,9 @@
 #include <QStandardPaths>
 #include <QPushButton>
 #include <QScreen>
-#include <QTemporaryDir>
 #include <optional>
 #include <QTest>
 #include <QTimer>
-#include <deque>
 
 namespace {
 const QString Finished = QStringLiteral("HTRB-2026-017");
@@ -51,13 +43,6 @@ protected:
         WriteIniColor(QStringLiteral("ChartSettings"), QStringLiteral("Farbe_Chart"), clWhite);
         WriteIniRect(QStringLiteral("Chartsettings"), QStringLiteral("Rand"), TRect{70, 6, 70, 4});
         Start();
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(30000);
-        QObject::connect(&watchdog, &QTimer::timeout, [] {
-            ADD_FAILURE() << "dialog still open";
-            if (FoSetupAx)
-                FoSetupAx->hide();
-        });
     }
     void TearDown() override
     {
@@ -97,23 +82,8 @@ protected:
     // Clicks the axis with the left button and runs the steps while the dialog is open.
     void Klicken(TChart* chart, const QPoint& p, std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        QTest::mouseClick(chart, Qt::LeftButton, {}, p);
-        watchdog.stop();
+        schritte.Run(w, std::move(steps), [&] { QTest::mouseClick(chart, Qt::LeftButton, {}, p); });
         EXPECT_FALSE(FoSetupAx->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        QMetaObject::invokeMethod(w, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
     static void Tippen(QWidget* feld, const QString& text)
     {
@@ -136,12 +106,14 @@ protected:
     QTemporaryDir ini;
     std::optional<TProgramState> state;
     TFOOrvexAuswertung* w = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{30000, [] {
+        if (FoSetupAx)
+            FoSetupAx->hide();
+    }};
 };
 }
 
-TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRightClickOnlyRemembers)
+TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisWithinTheScreenAndRightClickOnlyRemembers)
 {
     Select(Finished);
     TChart* chart = w->chart_U_I;
@@ -201,33 +173,30 @@ TEST_F(AchsenklickTest, LeftClickOpensTheDialogBesideTheAxisOnEitherSideAndRight
     // Vertical scales are not tied to anything after the dialog.
     EXPECT_EQ(FoSetupAx->fNachher, nullptr);
 
+    // Near the lower screen edge the dialog moves up to 20 pixels above it.
+    TChart* unten = w->Chart_T_RF;
+    unten->RenderImage();
+    TChartAxis* a = w->fAchsen[3];
+    const int screenBottom = unten->screen()->geometry().bottom() + 1;
+    // Low on the scale of the lower chart, and the window moved down as far as needed.
+    const QPoint p(AufAchse(a).x(), a->IEndPos - 5);
+    w->move(0, screenBottom - 100 - unten->mapTo(w, p).y());
+    QApplication::processEvents();
+    ASSERT_GT(unten->mapToGlobal(p).y() + FoSetupAx->height(), screenBottom - 20);
+    Klicken(unten, p,
+            {[&] {
+                 EXPECT_EQ(FoSetupAx->fAchse, a);
+                 EXPECT_EQ(FoSetupAx->y() + FoSetupAx->frameGeometry().height(), screenBottom - 20);
+                 EXPECT_EQ(FoSetupAx->x(), unten->mapToGlobal(p).x() - (w->geometry().x() - w->x()) + 20);
+             },
+             [&] { FoSetupAx->close(); }});
+
     // The window closed by the system while the dialog is open: the dialog goes
     // too, and the settings are written.
     Klicken(chart, pl, {[&] { Tippen(FoSetupAx->EdHigh, QStringLiteral("30")); }, [&] { w->close(); }});
     EXPECT_FALSE(w->isVisible());
     TMemIniFile file(IniFileName);
     EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("100,00"));
-}
-
-TEST_F(AchsenklickTest, NearTheLowerScreenEdgeTheDialogMovesUpTo20PixelsAboveIt)
-{
-    Select(Finished);
-    TChart* chart = w->Chart_T_RF;
-    chart->RenderImage();
-    TChartAxis* a = w->fAchsen[3];
-    const int screenBottom = chart->screen()->geometry().bottom() + 1;
-    // Low on the scale of the lower chart, and the window moved down as far as needed.
-    const QPoint p(AufAchse(a).x(), a->IEndPos - 5);
-    w->move(0, screenBottom - 100 - chart->mapTo(w, p).y());
-    QApplication::processEvents();
-    ASSERT_GT(chart->mapToGlobal(p).y() + FoSetupAx->height(), screenBottom - 20);
-    Klicken(chart, p,
-            {[&] {
-                 EXPECT_EQ(FoSetupAx->fAchse, a);
-                 EXPECT_EQ(FoSetupAx->y() + FoSetupAx->frameGeometry().height(), screenBottom - 20);
-                 EXPECT_EQ(FoSetupAx->x(), chart->mapToGlobal(p).x() - (w->geometry().x() - w->x()) + 20);
-             },
-             [&] { FoSetupAx->close(); }});
 }
 
 TEST_F(AchsenklickTest, ABottomAxisEditReachesBothChartsWhileItsColourStaysOnTheClickedOne)

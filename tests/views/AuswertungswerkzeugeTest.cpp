@@ -4,18 +4,11 @@
 
 #include "views/uFoAuswertungWerkzeuge.h"
 
-#include "dbaccess/pFIBQuery.h"
 #include "dbcontrols/TCheckListBox.h"
 #include "frame/MemIniFile.h"
 #include "frame/ZELFormat.h"
-#include "frame/ZELInit.h"
 #include "frame/ZELLIB_STR.h"
-#include "frame/ZELLIB_INI.h"
-#include "testdata/uDMorvex.h"
-#include "tools/OrvexDemoDb.h"
-#include "views/uFoAuswertungUebersicht.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
@@ -27,19 +20,12 @@
 #include <QMenu>
 #include <QSet>
 #include <QTableWidget>
-#include <QTemporaryDir>
 #include <optional>
 #include <QToolTip>
 #include <cmath>
 
 namespace {
 const QString Active = QStringLiteral("H3TRB 2026/021");   // device 4 fails at 250.5 h; 8 and 9 empty
-
-const TDemoRun& RunNamed(const QString& nr)
-{
-    static const std::vector<TDemoRun> runs = DemoRuns();
-    return FindDemoRun(runs, nr);
-}
 
 class AuswertungswerkzeugeTest : public ::testing::Test {
 protected:
@@ -189,7 +175,7 @@ TEST_F(AuswertungswerkzeugeTest, WithoutTheSectionTheWindowIsAsItWasAndTheKeysAr
     EXPECT_EQ(StrToFloatTolerant(again.ReadString(QStringLiteral("Auswertung"), QStringLiteral("Schwelle_uA"), {})), 0.0);
 }
 
-TEST_F(AuswertungswerkzeugeTest, TheReadoutShowsTheRowAtOrBeforeTheMouseAsSqlReadsIt)
+TEST_F(AuswertungswerkzeugeTest, ReadoutAndStatisticsShowTheRowsAndAggregatesAsSqlReadsThem)
 {
     AllOn();
     Start();
@@ -267,14 +253,8 @@ TEST_F(AuswertungswerkzeugeTest, TheReadoutShowsTheRowAtOrBeforeTheMouseAsSqlRea
     QKeyEvent esc(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
     QApplication::sendEvent(c, &esc);
     EXPECT_FALSE(t->CursorAktiv());
-}
 
-TEST_F(AuswertungswerkzeugeTest, TheStatisticsAreTheAggregatesOfTheVisibleRangeAndFollowTheZoom)
-{
-    AllOn();
-    Start();
-    Select(Active);
-    TChart* c = w->chart_U_I;
+    // The statistics are the aggregates of the visible range and follow the zoom.
     ZoomDrag(300, 700);
     EXPECT_DOUBLE_EQ(w->Chart_T_RF->BottomAxis()->IMinimum, c->BottomAxis()->IMinimum);
     const double von = c->BottomAxis()->IMinimum, bis = c->BottomAxis()->IMaximum;
@@ -322,7 +302,7 @@ TEST_F(AuswertungswerkzeugeTest, TheStatisticsAreTheAggregatesOfTheVisibleRangeA
     EXPECT_GT(t->Statistik()[0].Werte.Anzahl, rows[0].Werte.Anzahl);
 }
 
-TEST_F(AuswertungswerkzeugeTest, MarksStandAtTheEventRowsAndTheSwitchedOffDeviceIsNamed)
+TEST_F(AuswertungswerkzeugeTest, MarksDeviceColoursLimitFitAndLogScale)
 {
     AllOn();
     Start();
@@ -361,22 +341,14 @@ TEST_F(AuswertungswerkzeugeTest, MarksStandAtTheEventRowsAndTheSwitchedOffDevice
         EXPECT_GT(red, (r.Bottom - r.Top) / 3) << c->objectName().toStdString();
     }
     // Hovering the failure tells its time, its text and the device.
-    TChart* c = w->Chart_T_RF;
-    const TRect r = c->ChartRect();
-    c->MouseMove({}, c->BottomAxis()->CalcPosValue(run.AusfallStunde) + 2, (r.Top + r.Bottom) / 2);
+    TChart* unten = w->Chart_T_RF;
+    const TRect ur = unten->ChartRect();
+    unten->MouseMove({}, unten->BottomAxis()->CalcPosValue(run.AusfallStunde) + 2, (ur.Top + ur.Bottom) / 2);
     EXPECT_TRUE(QToolTip::isVisible());
     EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("Stromabschaltung HSMM"))) << QToolTip::text().toStdString();
     EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("Abgeschaltet: Prüfling %1 %2").arg(run.AusfallKanal).arg(run.BT[run.AusfallKanal - 1])))
         << QToolTip::text().toStdString();
     EXPECT_TRUE(QToolTip::text().contains(Zahl(run.AusfallStunde, 2) + QStringLiteral(" h")));
-}
-
-TEST_F(AuswertungswerkzeugeTest, FitLogScaleDeviceColoursAndTheLimit)
-{
-    AllOn();
-    Start();
-    Select(Active);
-    const TDemoRun& run = RunNamed(Active);
 
     // Nine colours, all apart, and the names of the run.
     QSet<TColor> colours;
@@ -462,3 +434,4 @@ TEST_F(AuswertungswerkzeugeTest, FitLogScaleDeviceColoursAndTheLimit)
     EXPECT_FALSE(a->Logarithmic());
     EXPECT_DOUBLE_EQ(a->Maximum(), linMax);
 }
+

@@ -6,16 +6,10 @@
 #include "views/uAutoAktualisierung.h"
 
 #include "dbcontrols/TdxLookupEdit.h"
-#include "frame/ZELInit.h"
-#include "frame/ZELLIB_INI.h"
 #include "frame/zellib_Logging.h"
 #include "frame/zellib_msg.h"
-#include "testdata/uDMorvex.h"
 #include "tests/dbaccess/DbTestSupport.h"
-#include "tools/OrvexDemoDb.h"
-#include "views/uFoAuswertungUebersicht.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
@@ -23,7 +17,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QThread>
 #include <algorithm>
 

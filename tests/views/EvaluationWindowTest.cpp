@@ -2,7 +2,6 @@
 // while the acquisition side writes, curve and channel switching, the stacking of
 // the charts, the settings file, and the zoom coupling.
 
-#include "views/uFoAuswertungUebersicht.h"
 #include "views/uFoSetupcharts.h"
 
 #include "dbcontrols/TCheckListBox.h"
@@ -12,19 +11,13 @@
 #include "dbcontrols/TdxLookupEdit.h"
 #include "dbcontrols/TdxSpinEdit.h"
 #include "frame/MemIniFile.h"
-#include "frame/ZELInit.h"
-#include "frame/ZELLIB_INI.h"
-#include "testdata/uDMorvex.h"
-#include "tools/OrvexDemoDb.h"
 
-#include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
 #include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <optional>
@@ -35,12 +28,6 @@ const QString Finished = QStringLiteral("HTRB-2026-017");
 const QString Active = QStringLiteral("H3TRB 2026/021");
 const QString Milliamps = QStringLiteral("HTRB-2026-019");
 const QString Empty = QStringLiteral("HTRB-2026-023");
-
-const TDemoRun& RunNamed(const QString& nr)
-{
-    static const std::vector<TDemoRun> runs = DemoRuns();
-    return FindDemoRun(runs, nr);
-}
 
 class EvaluationWindowTest : public ::testing::Test {
 protected:
@@ -110,7 +97,7 @@ protected:
 };
 }
 
-TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStoredRows)
+TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStoredRowsOrNone)
 {
     EXPECT_FALSE(w->BtnRefresh->isEnabled());
     EXPECT_TRUE(w->dxDBEdit1->Text().isEmpty());   // the header is dark before the first choice
@@ -149,6 +136,26 @@ TEST_F(EvaluationWindowTest, SelectionFillsHeaderAndAllTwelveSeriesWithTheStored
     // The load went through the rows to their end, and the cursor stays there.
     EXPECT_TRUE(DMorvex->Messdaten->Eof());
     EXPECT_EQ(DMorvex->Messdaten->RecNo(), run.Zeilen);
+
+    // A run without rows shows its header and empty charts.
+    Select(Empty);
+    EXPECT_EQ(w->fAnzahlSaetze, 0);
+    EXPECT_EQ(w->Ser_T->Count(), 0);
+    EXPECT_EQ(w->fSerI[1]->Count(), 0);
+    EXPECT_TRUE(w->BtnRefresh->isEnabled());
+    EXPECT_EQ(w->dxDBEdit1->Text(), RunNamed(Empty).Teilenr);
+    // Both charts draw without points.
+    EXPECT_FALSE(w->chart_U_I->grab().isNull());
+    EXPECT_FALSE(w->Chart_T_RF->grab().isNull());
+
+    // Clearing the drop-down disables the buttons and leaves the charts as they are.
+    Select(Finished);
+    const int points = w->Ser_T->Count();
+    w->LookupAuftrag->setEditText(QString());
+    w->LookupAuftragSelectionChange(w->LookupAuftrag);
+    EXPECT_FALSE(w->BtnRefresh->isEnabled());
+    EXPECT_FALSE(w->BtnRohdaten->isEnabled());
+    EXPECT_EQ(w->Ser_T->Count(), points);
 }
 
 // The server's count after the fetch sets the arrays' length: rows committed in
@@ -224,7 +231,7 @@ TEST_F(EvaluationWindowTest, RowsCommittedOrDeletedBetweenFetchAndCountSetTheArr
     DMorvex->Messdaten->AfterScroll = nullptr;
 }
 
-TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
+TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTopEvenWhenAbsurd)
 {
     struct TCase {
         QString nr;
@@ -236,7 +243,12 @@ TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
                            {Milliamps, "[mA]", 1000, 10.0},   // 12000 is limited to 10000
                            {"GRENZE-1000", "[mA]", 1000, 1.0},
                            {"GRENZE-999", "[µA]", 1, 1000.0},  // rounds to 1000 before the tens
-                           {"GRENZE-4", "[µA]", 1, 1.0}};
+                           {"GRENZE-4", "[µA]", 1, 1.0},
+                           {Empty, "[µA]", 1, 200.0},
+                           // Damaged headers: limited to 10000 µA, or a giant negative
+                           // maximum on the axis' least top of 1.
+                           {"RIESIG", "[mA]", 1000, 10.0},
+                           {"RIESIG-NEG", "[µA]", 1, 1.0}};
     for (const TCase& c : cases) {
         SCOPED_TRACE(c.nr.toStdString());
         Select(c.nr);
@@ -253,31 +265,15 @@ TEST_F(EvaluationWindowTest, TheRunsMaximumCurrentPicksUnitAndAxisTop)
     Select(Milliamps);
     const TDemoRow r = TDemoRowGenerator(RunNamed(Milliamps)).Row(10);
     EXPECT_DOUBLE_EQ(w->fSerI[2]->YValues()->Value->at(10), static_cast<double>(r.I[1] / 1000.0L));
-}
 
-TEST_F(EvaluationWindowTest, ARunWithoutRowsShowsItsHeaderAndEmptyCharts)
-{
-    Select(Active);
-    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
-    Select(Empty);
-    EXPECT_EQ(w->fAnzahlSaetze, 0);
-    EXPECT_EQ(w->Ser_T->Count(), 0);
-    EXPECT_EQ(w->fSerI[1]->Count(), 0);
-    EXPECT_TRUE(w->BtnRefresh->isEnabled());
-    EXPECT_EQ(w->dxDBEdit1->Text(), RunNamed(Empty).Teilenr);
-    EXPECT_DOUBLE_EQ(axis->Maximum(), 200.0);   // I_MAX 200 of the empty run
-    // Both charts draw without points.
-    EXPECT_FALSE(w->chart_U_I->grab().isNull());
-    EXPECT_FALSE(w->Chart_T_RF->grab().isNull());
-
-    // Clearing the drop-down disables the buttons and leaves the charts as they are.
-    Select(Finished);
-    const int points = w->Ser_T->Count();
-    w->LookupAuftrag->setEditText(QString());
-    w->LookupAuftragSelectionChange(w->LookupAuftrag);
-    EXPECT_FALSE(w->BtnRefresh->isEnabled());
-    EXPECT_FALSE(w->BtnRohdaten->isEnabled());
-    EXPECT_EQ(w->Ser_T->Count(), points);
+    // Absurd header values: one digit, the format's decimals, the exponent and the unit, not 300 digits.
+    Select(QStringLiteral("RIESIG"));
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("1,000E+300 µA"));
+    EXPECT_EQ(w->ED_U_SOLL->text(), QStringLiteral("-1,0E+300 V"));
+    EXPECT_EQ(w->Restlaufzeit->text(), QStringLiteral("1,00E+300 h"));
+    Select(QStringLiteral("RIESIG-NEG"));
+    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("-1,000E+300 µA"));
+    EXPECT_FALSE(w->grab().isNull());
 }
 
 TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)
@@ -313,7 +309,7 @@ TEST_F(EvaluationWindowTest, RefreshShowsNewRowsAndKeepsUnitAxisAndRow)
     EXPECT_EQ(w->LookupAuftrag->Text(), Active);
 }
 
-TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesIncludingToggleMode)
+TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesAndTheChartsStackByThem)
 {
     Select(Finished);
     const std::vector<bool> all(9, true);
@@ -352,10 +348,8 @@ TEST_F(EvaluationWindowTest, CurvesAndChannelsSwitchSeriesIncludingToggleMode)
     // Only the first current follows the colour setting.
     EXPECT_EQ(w->Ser_I1->SeriesColor(), w->fFarbeI);
     EXPECT_EQ(w->Ser_I2->SeriesColor(), clBlue);
-}
 
-TEST_F(EvaluationWindowTest, ChartsStackInThePanelAndOnlyTheLowestCarriesTheScale)
-{
+    // The charts stack in the panel and only the lowest carries the scale.
     const int panel = w->ChartPanel->height();
     ASSERT_GT(panel, 200);
     const int h = panel / 2 - 10;
@@ -397,16 +391,12 @@ TEST_F(EvaluationWindowTest, SettingsAreWrittenAtCloseAndReadAtTheNextStart)
     w->fFarbeU = clGreen;
     w->fRand = TRect{30, 2, 40, 3};
     w->fZeitstempel = true;
-    w->fAchsen[2]->SetMinMax(0, 150);
-    w->fAchsen[4]->Title().SetCaption(QStringLiteral("[%rF]"));
     Stop();
 
     TMemIniFile file(IniFileName);
     EXPECT_EQ(file.ReadString("Kurven", "Aktiv_T", ""), QStringLiteral("false"));
     EXPECT_EQ(file.ReadString("Kurven", "Aktiv_I1-9", ""), QStringLiteral("true"));
     EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01high", ""), QStringLiteral("50,00"));   // set by the selection
-    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_02high", ""), QStringLiteral("150,00"));
-    EXPECT_EQ(file.ReadString("Chartsettings", "Axis_04Title", ""), QStringLiteral("%rF"));
     EXPECT_EQ(file.ReadString("Chartsettings", "Axis_01auto", ""), QStringLiteral("false"));
     EXPECT_EQ(file.ReadString("Chartsettings", "Zeitspempel", ""), QStringLiteral("true"));
     EXPECT_EQ(file.ReadString("Chartsettings", "Rand", ""), QStringLiteral("30,2,40,3"));
@@ -423,8 +413,6 @@ TEST_F(EvaluationWindowTest, SettingsAreWrittenAtCloseAndReadAtTheNextStart)
     EXPECT_EQ(w->fRand.Left, 30);
     EXPECT_EQ(w->Chart_T_RF->MarginRight(), 40);
     EXPECT_TRUE(w->fZeitstempel);
-    EXPECT_DOUBLE_EQ(w->fAchsen[2]->Maximum(), 150.0);
-    EXPECT_EQ(w->fAchsen[4]->Title().Caption(), QStringLiteral("[%rF]"));
     // Channels are not kept: every start begins with all on.
     for (int i = 0; i < 9; ++i)
         EXPECT_TRUE(w->Kanaele->Checked(i));
@@ -432,44 +420,6 @@ TEST_F(EvaluationWindowTest, SettingsAreWrittenAtCloseAndReadAtTheNextStart)
     Select(Active);
     EXPECT_EQ(w->Ser_T->XValues()->Value, w->fWerteZeit);
     EXPECT_TRUE(w->Ser_T->XValues()->DateTime());
-}
-
-TEST_F(EvaluationWindowTest, ZoomingOneChartZoomsTheOtherAndUndoesBothWithoutALoop)
-{
-    Select(Finished);
-    w->repaint();
-    int zooms = 0, undos = 0;
-    auto zoom = w->chart_U_I->OnZoom, undo = w->chart_U_I->OnUndoZoom;
-    w->chart_U_I->OnZoom = [&](TCustomChart* s) { ++zooms; zoom(s); };
-    w->chart_U_I->OnUndoZoom = [&](TCustomChart* s) { ++undos; undo(s); };
-    TChartAxis* upper = w->chart_U_I->BottomAxis();
-    TChartAxis* lower = w->Chart_T_RF->BottomAxis();
-    const double fullMax = lower->Maximum();
-
-    const TRect& r = w->Chart_T_RF->ChartRect();
-    w->Chart_T_RF->Zoom().Animated = false;
-    w->chart_U_I->Zoom().Animated = false;
-    w->Chart_T_RF->ZoomRect(TRect{r.Left + r.Width() / 4, r.Top + 10, r.Left + r.Width() / 2, r.Bottom - 10});
-    EXPECT_LT(lower->Maximum(), fullMax);
-    // The same pixels on both: the ranges agree as far as the scales' label widths do.
-    EXPECT_NEAR(upper->Minimum(), lower->Minimum(), fullMax * 0.02);
-    EXPECT_NEAR(upper->Maximum(), lower->Maximum(), fullMax * 0.02);
-    EXPECT_LE(zooms, 1);   // the echo stops at the guard
-    EXPECT_FALSE(w->fZoomLaeuft);
-
-    w->chart_U_I->UndoZoom();
-    EXPECT_EQ(undos, 1);
-    EXPECT_DOUBLE_EQ(lower->Maximum(), fullMax);
-    EXPECT_DOUBLE_EQ(upper->Maximum(), fullMax);
-
-    // A hidden chart follows as well and shows the zoom when it returns.
-    w->Kurven->SetChecked(2, false);
-    w->Kurven->SetChecked(3, false);
-    w->KurvenClickCheck();
-    const TRect& u = w->chart_U_I->ChartRect();
-    w->chart_U_I->ZoomRect(TRect{u.Left + u.Width() / 2, u.Top + 10, u.Right - 10, u.Bottom - 10});
-    EXPECT_LT(fullMax - lower->Minimum(), fullMax);
-    EXPECT_GT(lower->Minimum(), 0.0);
 }
 
 TEST_F(EvaluationWindowTest, TheMenuItemOpensTheSettingsDialogAndItsCancelExchangesIAndU)
@@ -495,27 +445,6 @@ TEST_F(EvaluationWindowTest, TheMenuItemOpensTheSettingsDialogAndItsCancelExchan
 
     delete FoSetupCharts;
     FoSetupCharts = nullptr;
-}
-
-TEST_F(EvaluationWindowTest, AbsurdHeaderValuesReadAsNumbersAndKeepTheAxisFinite)
-{
-    Select(QStringLiteral("RIESIG"));
-    TChartAxis* axis = w->chart_U_I->CustomAxes()[0];
-    // The data module limits the maximum current to 10000 µA: 10 mA at most.
-    EXPECT_EQ(w->fEinheitI, QStringLiteral("[mA]"));
-    EXPECT_DOUBLE_EQ(axis->Maximum(), 10.0);
-    // One digit, the format's decimals, the exponent and the unit: not 300 digits.
-    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("1,000E+300 µA"));
-    EXPECT_EQ(w->ED_U_SOLL->text(), QStringLiteral("-1,0E+300 V"));
-    EXPECT_EQ(w->Restlaufzeit->text(), QStringLiteral("1,00E+300 h"));
-
-    // A giant negative maximum: microamperes on the axis' least top of 1.
-    Select(QStringLiteral("RIESIG-NEG"));
-    EXPECT_EQ(w->fEinheitI, QStringLiteral("[µA]"));
-    EXPECT_DOUBLE_EQ(axis->Maximum(), 1.0);
-    EXPECT_DOUBLE_EQ(axis->Increment(), 0.05);
-    EXPECT_EQ(w->Ed_I_BT_MAX->text(), QStringLiteral("-1,000E+300 µA"));
-    EXPECT_FALSE(w->grab().isNull());
 }
 
 namespace {
@@ -565,11 +494,18 @@ TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneR
     w->resize(1600, 1000);
     QApplication::processEvents();
 
-    // A drag over the same pixels on either chart gives both the very same range.
+    // A drag over the same pixels on either chart gives both the very same range;
+    // the echo of the coupling stops at the guard.
+    int zooms = 0, undos = 0;
+    auto zoom = w->chart_U_I->OnZoom, undo = w->chart_U_I->OnUndoZoom;
+    w->chart_U_I->OnZoom = [&](TCustomChart* s) { ++zooms; zoom(s); };
+    w->chart_U_I->OnUndoZoom = [&](TCustomChart* s) { ++undos; undo(s); };
+    const double fullMax = w->Chart_T_RF->BottomAxis()->Maximum();
     for (TChart* dragged : {w->Chart_T_RF, w->chart_U_I}) {
         SCOPED_TRACE(dragged->objectName().toStdString());
         w->chart_U_I->UndoZoom();
         PaintedPlots(w);
+        zooms = 0;
         const TRect r = dragged->ChartRect();
         const int y = (r.Top + r.Bottom) / 2;
         const double from = dragged->BottomAxis()->CalcPosPoint(700), to = dragged->BottomAxis()->CalcPosPoint(1000);
@@ -584,11 +520,31 @@ TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneR
         EXPECT_EQ(upper->Maximum(), lower->Maximum());
         EXPECT_EQ(lower->Minimum(), from);
         EXPECT_EQ(lower->Maximum(), to);
+        EXPECT_LE(zooms, 1);
+        EXPECT_FALSE(w->fZoomLaeuft);
     }
     // Both edges and the zoomed range in one picture, on the lab's white panels.
     w->fFarbeChart = clWhite;
     w->ChartsAktualisieren();
     ASSERT_TRUE(w->grab().save(QStringLiteral(VIEWS_PICTURE_DIR "/zoom_gekoppelt.png")));
+    undos = 0;
+    w->chart_U_I->UndoZoom();
+    EXPECT_EQ(undos, 1);
+    EXPECT_DOUBLE_EQ(w->Chart_T_RF->BottomAxis()->Maximum(), fullMax);
+    EXPECT_DOUBLE_EQ(w->chart_U_I->BottomAxis()->Maximum(), fullMax);
+
+    // A hidden chart follows as well and shows the zoom when it returns.
+    w->Kurven->SetChecked(2, false);
+    w->Kurven->SetChecked(3, false);
+    w->KurvenClickCheck();
+    w->Chart_T_RF->Zoom().Animated = false;
+    w->chart_U_I->Zoom().Animated = false;
+    const TRect u = w->chart_U_I->ChartRect();
+    w->chart_U_I->ZoomRect(TRect{u.Left + u.Width() / 2, u.Top + 10, u.Right - 10, u.Bottom - 10});
+    EXPECT_GT(w->Chart_T_RF->BottomAxis()->Minimum(), 0.0);
+    w->Kurven->SetChecked(2, true);
+    w->Kurven->SetChecked(3, true);
+    w->KurvenClickCheck();
 
     // Over calendar time: one day around a midnight, labels on whole hours.
     w->chart_U_I->UndoZoom();

@@ -41,30 +41,29 @@ TEST_F(MainWindowTest, ShowsTitleAndButtonsAndMaximisesOnFirstActivation)
     EXPECT_TRUE(window->windowState() & Qt::WindowMaximized);
 }
 
-TEST_F(MainWindowTest, EndKeyInAnyControlEndsTheProgram)
+// The End key in any control and the close button end the program; the title bar
+// only closes the window.
+TEST_F(MainWindowTest, TheEndKeyAndTheCloseButtonEndTheProgramOtherKeysAndTheTitleBarDoNot)
 {
-    // The window sees the key before the control that has the focus.
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_End, Qt::NoModifier);
-    QApplication::sendEvent(window->BtnRefresh, &press);
-    EXPECT_TRUE(ProgrammEndet);
-    EXPECT_FALSE(window->isVisible());
-}
-
-TEST_F(MainWindowTest, OtherKeysDoNothingAndTheCloseButtonEnds)
-{
-    QKeyEvent press(QEvent::KeyPress, Qt::Key_Home, Qt::NoModifier);
-    QApplication::sendEvent(window->BitBtn1, &press);
+    QKeyEvent home(QEvent::KeyPress, Qt::Key_Home, Qt::NoModifier);
+    QApplication::sendEvent(window->BitBtn1, &home);
     EXPECT_FALSE(ProgrammEndet);
     EXPECT_TRUE(window->isVisible());
-    window->BitBtn1->click();
-    EXPECT_TRUE(ProgrammEndet);
-    EXPECT_FALSE(window->isVisible());
-}
-
-TEST_F(MainWindowTest, TitleBarCloseLeavesTheEndFlagAlone)
-{
     window->close();
     EXPECT_FALSE(ProgrammEndet);
+    EXPECT_FALSE(window->isVisible());
+
+    // The window sees the key before the control that has the focus.
+    window->show();
+    QKeyEvent end(QEvent::KeyPress, Qt::Key_End, Qt::NoModifier);
+    QApplication::sendEvent(window->BtnRefresh, &end);
+    EXPECT_TRUE(ProgrammEndet);
+    EXPECT_FALSE(window->isVisible());
+
+    ProgrammEndet = false;
+    window->show();
+    window->BitBtn1->click();
+    EXPECT_TRUE(ProgrammEndet);
     EXPECT_FALSE(window->isVisible());
 }
 

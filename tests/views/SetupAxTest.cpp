@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -24,8 +25,6 @@
 #include <QPushButton>
 #include <QTest>
 #include <QThread>
-#include <QTimer>
-#include <deque>
 #include <functional>
 
 namespace {
@@ -55,12 +54,6 @@ protected:
         chart.AddSeries(&serie);
         chart.RenderImage();
         form = new TFoSetupAx;
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(20000);
-        QObject::connect(&watchdog, &QTimer::timeout, [this] {
-            ADD_FAILURE() << "dialog still open";
-            form->hide();
-        });
     }
     void TearDown() override
     {
@@ -69,34 +62,18 @@ protected:
         FormatSettings.DecimalSeparator = savedDecimal;
     }
 
-    // Opens the dialog on the axis and runs the steps inside its modal loop, each
-    // posted by the one before.
-    void Bearbeiten(std::vector<std::function<void()>> steps, bool mitNachher = true)
+    // Opens the dialog on the axis and runs the steps inside its modal loop.
+    void Bearbeiten(std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        std::function<void()> nachher;
-        if (mitNachher)
-            nachher = [this] {
-                ++geschrieben;
-                seitAenderung.push_back(letzteAenderung.isValid() ? letzteAenderung.elapsed() : -1);
-            };
-        letzteAenderung.start();
-        form->AchseBearbeiten(nachher, achse, 40, 30);
-        watchdog.stop();
+        const std::function<void()> nachher = [this] {
+            ++geschrieben;
+            seitAenderung.push_back(letzteAenderung.isValid() ? letzteAenderung.elapsed() : -1);
+        };
+        schritte.Run(form, std::move(steps), [&] {
+            letzteAenderung.start();
+            form->AchseBearbeiten(nachher, achse, 40, 30);
+        });
         EXPECT_FALSE(form->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        QMetaObject::invokeMethod(form, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
     // Waits for the next write, generously: the timer's half second is a lower bound only.
     bool WarteAufSchreiben(int n) { return QTest::qWaitFor([&] { return geschrieben >= n; }, 10000); }
@@ -114,15 +91,14 @@ protected:
     TFastLineSeries serie;
     TChartAxis* achse = nullptr;
     TFoSetupAx* form = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{20000, [this] { form->hide(); }};
     int geschrieben = 0;
     std::vector<qint64> seitAenderung;   // milliseconds from the last input to each write
     QElapsedTimer letzteAenderung;
     QChar savedDecimal;
 };
 
-TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedAndOnlyCloses)
+TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedDrawsItsControlsAndOnlyCloses)
 {
     Bearbeiten({[&] {
                     EXPECT_TRUE(form->isVisible());
@@ -159,6 +135,25 @@ TEST_F(SetupAxTest, OpensOnTheAxisWhereAskedAndOnlyCloses)
                     EXPECT_FALSE(form->fPosSperre);
                     EXPECT_EQ(form->fAchse, achse);
                     EXPECT_EQ(form->BitBtn2->text(), "   zurück");
+                    QImage img = form->grab().toImage();
+                    img.save(QStringLiteral(VIEWS_PICTURE_DIR "/achsendialog.png"));
+                    // The value slider shows its range in its own colour.
+                    const QRect r = form->EDSkalenwerte->geometry();
+                    bool range = false;
+                    for (int y = r.top(); y <= r.bottom() && !range; ++y)
+                        range = img.pixelColor(r.center().x(), y) == form->EDSkalenwerte->Slider.Range;
+                    EXPECT_TRUE(range);
+                    // No control reaches beyond the dialog or over another one.
+                    const QList<QWidget*> controls = form->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+                    for (QWidget* c : controls) {
+                        EXPECT_TRUE(form->rect().contains(c->geometry())) << c->objectName().toStdString();
+                        for (QWidget* d : controls) {
+                            if (c != d && !qobject_cast<QLabel*>(c) && !qobject_cast<QLabel*>(d)) {
+                                EXPECT_FALSE(c->geometry().intersects(d->geometry()))
+                                    << c->objectName().toStdString() << " / " << d->objectName().toStdString();
+                            }
+                        }
+                    }
                 },
                 [&] { form->BitBtn2->click(); }});
     // Nothing was changed, and the dialog left before its first write.
@@ -323,33 +318,6 @@ TEST_F(SetupAxTest, SlidersAndNumbersFollowEachOtherWithinTheirLimits)
                     EXPECT_DOUBLE_EQ(achse->Increment(), 0);
                 },
                 [&] { form->close(); }});
-}
-
-TEST_F(SetupAxTest, DrawsItsControlsAndSavesAPicture)
-{
-    Bearbeiten({[&] {
-                    QImage img = form->grab().toImage();
-                    img.save(QStringLiteral(VIEWS_PICTURE_DIR "/achsendialog.png"));
-                    // The value slider shows its range in its own colour.
-                    const QRect r = form->EDSkalenwerte->geometry();
-                    bool range = false;
-                    for (int y = r.top(); y <= r.bottom() && !range; ++y)
-                        range = img.pixelColor(r.center().x(), y) == form->EDSkalenwerte->Slider.Range;
-                    EXPECT_TRUE(range);
-                    // No control reaches beyond the dialog or over another one.
-                    const QList<QWidget*> controls = form->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
-                    for (QWidget* c : controls) {
-                        EXPECT_TRUE(form->rect().contains(c->geometry())) << c->objectName().toStdString();
-                        for (QWidget* d : controls) {
-                            if (c != d && !qobject_cast<QLabel*>(c) && !qobject_cast<QLabel*>(d)) {
-                                EXPECT_FALSE(c->geometry().intersects(d->geometry()))
-                                    << c->objectName().toStdString() << " / " << d->objectName().toStdString();
-                            }
-                        }
-                    }
-                },
-                [&] { form->close(); }},
-               false);
 }
 
 } // namespace

@@ -7,13 +7,13 @@
 
 #include <gtest/gtest.h>
 #include "tests/QtPrinters.h"
+#include "tests/views/DemoSuite.h"
 
 #include <QApplication>
 #include <QImage>
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QTimer>
-#include <deque>
 #include <functional>
 #include <vector>
 
@@ -34,13 +34,6 @@ protected:
     {
         ProgrammEndet = false;
         form = new TFoSetupCharts;
-        // A dialog a script forgot to close must not hang the suite.
-        watchdog.setSingleShot(true);
-        watchdog.setInterval(10000);
-        QObject::connect(&watchdog, &QTimer::timeout, [this] {
-            ADD_FAILURE() << "dialog still open";
-            form->hide();
-        });
     }
     void TearDown() override
     {
@@ -48,46 +41,32 @@ protected:
         ProgrammEndet = false;
     }
 
-    // Runs the steps while ChartsBearbeiten polls. Each step is posted by the one
-    // before, and a pass over the posted events never takes what was posted during
-    // it, so the loop gets a turn between any two steps.
+    // Runs the steps while ChartsBearbeiten polls.
     void Bearbeiten(std::vector<std::function<void()>> steps)
     {
-        schritte.assign(steps.begin(), steps.end());
-        NaechsterSchritt();
-        watchdog.start();
-        form->ChartsBearbeiten([this] { nachher.push_back(w); }, w.Chart, w.T, w.I, w.U, w.RF, w.Rand,
-                               w.Zeitstempel, w.XGeaendert);
-        watchdog.stop();
+        schritte.Run(form, std::move(steps), [this] {
+            form->ChartsBearbeiten([this] { nachher.push_back(w); }, w.Chart, w.T, w.I, w.U, w.RF, w.Rand,
+                                   w.Zeitstempel, w.XGeaendert);
+        });
         EXPECT_FALSE(form->isVisible());
-        EXPECT_TRUE(schritte.empty()) << schritte.size() << " steps did not run";
-    }
-    void NaechsterSchritt()
-    {
-        // Nothing is left posted after the last step: it would run ahead of the
-        // next session's first.
-        QMetaObject::invokeMethod(form, [this] {
-            auto step = std::move(schritte.front());
-            schritte.pop_front();
-            step();
-            if (!schritte.empty())
-                NaechsterSchritt();
-        }, Qt::QueuedConnection);
     }
 
     TFoSetupCharts* form = nullptr;
-    QTimer watchdog;
-    std::deque<std::function<void()>> schritte;
+    TModalSteps schritte{10000, [this] { form->hide(); }};
     Werte w;
     std::vector<Werte> nachher; // the caller's values at each call of Nachher
 };
 
 } // namespace
 
-TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
+TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingDrawsThemAndOkKeepsThem)
 {
+    w.I = 0x00A5FF; // orange
+    w.Zeitstempel = true;
     const Werte vorher = w;
+    QImage bild;
     Bearbeiten({[&] {
+                    bild = form->grab().toImage();
                     EXPECT_TRUE(form->isVisible());
                     EXPECT_EQ(form->windowTitle(), "Charteinstellungen");
                     EXPECT_EQ(form->size(), QSize(279, 190));
@@ -99,10 +78,10 @@ TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
                     EXPECT_EQ(form->EDSBottom->IntValue(), 2);
                     EXPECT_EQ(form->EdCol_Chart->SelectedColor(), 0x102030);
                     EXPECT_EQ(form->EdCol_Temp->SelectedColor(), clBlack);
-                    EXPECT_EQ(form->EdCol_I->SelectedColor(), clRed);
+                    EXPECT_EQ(form->EdCol_I->SelectedColor(), 0x00A5FF);
                     EXPECT_EQ(form->edCol_U->SelectedColor(), clBlue);
                     EXPECT_EQ(form->EdCol_RF->SelectedColor(), clPurple);
-                    EXPECT_FALSE(form->EDZT->Checked());
+                    EXPECT_TRUE(form->EDZT->Checked());
                     EXPECT_FALSE(form->fGeaendert);
                     EXPECT_FALSE(form->fZeitGeaendert);
                     EXPECT_EQ(form->ModalResult(), 0);
@@ -111,6 +90,11 @@ TEST_F(SetupChartsTest, OpensOverTheCallersValuesWithoutApplyingAndOkKeepsThem)
     EXPECT_EQ(form->ModalResult(), 1);
     EXPECT_TRUE(nachher.empty()) << "filling the controls counted as a change";
     EXPECT_EQ(w, vorher);
+    ASSERT_EQ(bild.size(), QSize(279, 190) * bild.devicePixelRatio());
+    // Middle of the swatch on the colour button of I.
+    const QPoint mitte = form->EdCol_I->geometry().topLeft() + QPoint(10, 11);
+    EXPECT_EQ(bild.pixelColor(mitte), QColor(255, 165, 0));
+    bild.save(QStringLiteral(VIEWS_PICTURE_DIR "/SetupCharts.png"));
 }
 
 TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
@@ -137,10 +121,29 @@ TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
                     form->EdCol_RF->SetSelectedColor(clTeal);
                     form->EDSBottom->SetIntValue(11);
                 },
+                [&] {
+                    // The kind of the x axis is reported only when toggled.
+                    ASSERT_EQ(nachher.size(), 3u);
+                    EXPECT_EQ(nachher[2].Rand, (TRect{40, 20, 0, 11}));
+                    EXPECT_FALSE(nachher[2].XGeaendert);
+                    form->EDZT->click();
+                },
+                [&] {
+                    ASSERT_EQ(nachher.size(), 4u);
+                    EXPECT_TRUE(nachher[3].XGeaendert);
+                    EXPECT_TRUE(nachher[3].Zeitstempel);
+                    EXPECT_FALSE(form->fZeitGeaendert);
+                    form->EDZT->click();
+                },
+                [&] {
+                    ASSERT_EQ(nachher.size(), 5u);
+                    EXPECT_FALSE(nachher[4].Zeitstempel);
+                    form->EDZT->click();
+                },
                 [&] { form->BitBtn2->click(); }});
-    ASSERT_EQ(nachher.size(), 3u);
-    EXPECT_EQ(nachher[2].Rand, (TRect{40, 20, 0, 11}));
     Werte erwartet;
+    erwartet.Zeitstempel = true;
+    erwartet.XGeaendert = true;
     erwartet.Rand = {40, 20, 0, 11};
     erwartet.I = clGreen;
     erwartet.U = clYellow;
@@ -148,32 +151,6 @@ TEST_F(SetupChartsTest, EachChangeReachesTheCallerBeforeNachherAndOkKeepsIt)
     erwartet.T = clMaroon;
     erwartet.RF = clTeal;
     EXPECT_EQ(w, erwartet);
-}
-
-TEST_F(SetupChartsTest, TheXAxisKindIsReportedOnlyWhenToggled)
-{
-    Bearbeiten({[&] { form->EdCol_RF->SetSelectedColor(clLime); },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 1u);
-                    EXPECT_FALSE(nachher[0].XGeaendert);
-                    form->EDZT->click();
-                },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 2u);
-                    EXPECT_TRUE(nachher[1].XGeaendert);
-                    EXPECT_TRUE(nachher[1].Zeitstempel);
-                    EXPECT_FALSE(form->fZeitGeaendert);
-                    form->EDZT->click();
-                },
-                [&] {
-                    ASSERT_EQ(nachher.size(), 3u);
-                    EXPECT_FALSE(nachher[2].Zeitstempel);
-                    form->EDZT->click();
-                },
-                [&] { form->BitBtn2->click(); }});
-    EXPECT_TRUE(w.Zeitstempel);
-    EXPECT_TRUE(w.XGeaendert);
-    EXPECT_EQ(w.RF, clLime);
 }
 
 TEST_F(SetupChartsTest, CancelRestoresAndExchangesIAndU)
@@ -293,20 +270,4 @@ TEST_F(SetupChartsTest, AskingAgainWhileOpenLeavesTheSecondCallersValuesAlone)
     EXPECT_EQ(zweiter, (Werte{.Rand = {9, 9, 9, 9}}));
     EXPECT_EQ(w.I, clBlue) << "exchanged exactly once";
     EXPECT_EQ(w.U, clRed);
-}
-
-TEST_F(SetupChartsTest, DrawsTheChosenColoursAndSavesAPicture)
-{
-    QImage bild;
-    w.I = 0x00A5FF; // orange
-    w.Zeitstempel = true;
-    Bearbeiten({[&] {
-                    bild = form->grab().toImage();
-                    form->BitBtn2->click();
-                }});
-    ASSERT_EQ(bild.size(), QSize(279, 190) * bild.devicePixelRatio());
-    // Middle of the swatch on the colour button of I.
-    const QPoint mitte = form->EdCol_I->geometry().topLeft() + QPoint(10, 11);
-    EXPECT_EQ(bild.pixelColor(mitte), QColor(255, 165, 0));
-    bild.save(QStringLiteral("SetupCharts.png"));
 }

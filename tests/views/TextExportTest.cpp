@@ -129,7 +129,7 @@ private:
 };
 }
 
-TEST_F(TextExportTest, CacheReadOnSeveralThreadsGivesTheCursorsBytes)
+TEST_F(TextExportTest, CacheReadOnSeveralThreadsGivesTheCursorsTextAndSheet)
 {
     OpenAll();
     const int recNo = ds->RecNo();
@@ -157,6 +157,29 @@ TEST_F(TextExportTest, CacheReadOnSeveralThreadsGivesTheCursorsBytes)
     EXPECT_TRUE(cache.contains("\r\n8;01.03.2026 07:04:54;") && cache.contains(";-4.938,10;")) << "row 8 and its number";
     EXPECT_TRUE(cache.contains(";null;")) << "the zero section of the display format";
     EXPECT_TRUE(cache.contains(";-6.172.839.455.000;")) << "a big integer with thousands";
+
+    // The worksheet's numbers and labels from the cache are the cursor's, record by record.
+    QByteArray sheets[2];
+    for (int fromCache = 0; fromCache < 2; ++fromCache) {
+        const QString file = dir.filePath(QStringLiteral("blatt%1.xls").arg(fromCache));
+        TdxDBGridExportExcel e(grid.get(), file, true);
+        e.ReadCache = fromCache == 1;
+        e.Execute();
+        EXPECT_EQ(e.CacheUsed(), fromCache == 1);
+        sheets[fromCache] = ReadAll(file);
+    }
+    ASSERT_GT(sheets[0].size(), Rows * 100);
+    EXPECT_TRUE(sheets[1] == sheets[0]);
+    EXPECT_TRUE(sheets[1].contains("Pr\xFC" "fung \xB5\xB0 Gr\xF6\xDF" "e 16"));
+
+    // A number rounded by its scale reads otherwise than stored: the cursor.
+    auto* n93 = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("N93")));
+    auto* dp = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("DP")));
+    ASSERT_TRUE(n93 || dp);
+    (n93 ? n93 : dp)->RoundByScale = true;
+    TdxDBGridExportExcel e(grid.get(), dir.filePath(QStringLiteral("gerundet.xls")), true);
+    e.Execute();
+    EXPECT_FALSE(e.CacheUsed());
 }
 
 // Rows the cache cannot give as the cursor does take the cursor; the file is the same.
@@ -235,31 +258,4 @@ TEST_F(TextExportTest, AFailingRowEndsTheExportAsThroughTheCursor)
     EXPECT_EQ(messages[0], badText + QStringLiteral(" ist unlesbar"));
     EXPECT_EQ(messages[1], messages[0]);
     EXPECT_FALSE(ds->ControlsDisabled());
-}
-
-// The worksheet's numbers and labels from the cache are the cursor's, record by record.
-TEST_F(TextExportTest, SheetFromTheCacheIsTheCursorsSheet)
-{
-    OpenAll();
-    QByteArray sheets[2];
-    for (int cache = 0; cache < 2; ++cache) {
-        const QString file = dir.filePath(QStringLiteral("blatt%1.xls").arg(cache));
-        TdxDBGridExportExcel e(grid.get(), file, true);
-        e.ReadCache = cache == 1;
-        e.Execute();
-        EXPECT_EQ(e.CacheUsed(), cache == 1);
-        sheets[cache] = ReadAll(file);
-    }
-    ASSERT_GT(sheets[0].size(), Rows * 100);
-    EXPECT_TRUE(sheets[1] == sheets[0]);
-    EXPECT_TRUE(sheets[1].contains("Pr\xFC" "fung \xB5\xB0 Gr\xF6\xDF" "e 16"));
-
-    // A number rounded by its scale reads otherwise than stored: the cursor.
-    auto* n93 = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("N93")));
-    auto* dp = dynamic_cast<TFIBFloatField*>(ds->FieldByName(QStringLiteral("DP")));
-    ASSERT_TRUE(n93 || dp);
-    (n93 ? n93 : dp)->RoundByScale = true;
-    TdxDBGridExportExcel e(grid.get(), dir.filePath(QStringLiteral("gerundet.xls")), true);
-    e.Execute();
-    EXPECT_FALSE(e.CacheUsed());
 }
