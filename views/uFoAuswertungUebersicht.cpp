@@ -896,9 +896,18 @@ void TFOOrvexAuswertung::charts_Zoom(TCustomChart* Sender)
     fZoomLaeuft = true;
     // Both charts have one width and one margin: the pixels mean the same there.
     const TRect r{Sender->Zoom().X0, 0, Sender->Zoom().X1, 0};
-    for (int c = 1; c <= 2; ++c)
-        if (fCharts[c] != Sender)
-            fCharts[c]->ZoomRect(r);
+    for (int c = 1; c <= 2; ++c) {
+        TChart* other = fCharts[c];
+        if (other == Sender)
+            continue;
+        other->ZoomRect(r);
+        // A chart with every curve off has no range of its own to read the pixels
+        // through (laid out without curves, its time axis falls to 0..0): it takes the
+        // range the pixels mean on the zoomed chart, so it shows the zoom when it returns.
+        // Its undo still restores the automatic range.
+        if (other->CountActiveSeries() == 0)
+            other->BottomAxis()->SetMinMax(Sender->BottomAxis()->Minimum(), Sender->BottomAxis()->Maximum());
+    }
     fZoomLaeuft = false;
 }
 

@@ -533,18 +533,21 @@ TEST_F(EvaluationWindowTest, BothPlotsShareTheirColumnsInEveryStateAndZoomToOneR
     EXPECT_DOUBLE_EQ(w->Chart_T_RF->BottomAxis()->Maximum(), fullMax);
     EXPECT_DOUBLE_EQ(w->chart_U_I->BottomAxis()->Maximum(), fullMax);
 
-    // A hidden chart follows as well and shows the zoom when it returns.
+    // A hidden chart follows as well and shows the zoom when it returns, also after
+    // the shown chart was painted without it and with the window's animated zoom.
     w->Kurven->SetChecked(2, false);
     w->Kurven->SetChecked(3, false);
     w->KurvenClickCheck();
-    w->Chart_T_RF->Zoom().Animated = false;
-    w->chart_U_I->Zoom().Animated = false;
+    ASSERT_TRUE(w->chart_U_I->Zoom().Animated);
+    w->chart_U_I->repaint();
     const TRect u = w->chart_U_I->ChartRect();
     w->chart_U_I->ZoomRect(TRect{u.Left + u.Width() / 2, u.Top + 10, u.Right - 10, u.Bottom - 10});
-    EXPECT_GT(w->Chart_T_RF->BottomAxis()->Minimum(), 0.0);
     w->Kurven->SetChecked(2, true);
     w->Kurven->SetChecked(3, true);
     w->KurvenClickCheck();
+    EXPECT_GT(w->Chart_T_RF->BottomAxis()->Minimum(), fullMax / 3);
+    EXPECT_DOUBLE_EQ(w->Chart_T_RF->BottomAxis()->Minimum(), w->chart_U_I->BottomAxis()->Minimum());
+    EXPECT_DOUBLE_EQ(w->Chart_T_RF->BottomAxis()->Maximum(), w->chart_U_I->BottomAxis()->Maximum());
 
     // Over calendar time: one day around a midnight, labels on whole hours.
     w->chart_U_I->UndoZoom();
