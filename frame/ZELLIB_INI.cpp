@@ -52,7 +52,7 @@ void WriteBackTo(TMemIniFile* ini, const QString& section, const QString& key, c
             ini->UpdateFile();
         }
     } catch (...) {
-        // See above: the repaired value is used all the same, only not kept.
+        // Not kept on disk then; the repaired value is used all the same.
     }
 }
 
