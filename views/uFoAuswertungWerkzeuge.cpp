@@ -677,9 +677,15 @@ void TAuswertungWerkzeuge::StatistikAktualisieren()
     fStatistikVon = bottom->IMinimum;
     fStatistikBis = bottom->IMaximum;
     const auto rows = Statistik();
+    // The band names the first and the last row the figures cover: the axis reaches
+    // past the rows by its margins (below 0 h on an unzoomed run).
+    const TChartValues* x = XWerte();
+    const TKurvenStatistik zeilen =
+        x ? StatistikImBereich(*x, *x, fZeilen, fStatistikVon, fStatistikBis) : TKurvenStatistik{};
+    const double von = zeilen.Anzahl > 0 ? zeilen.Minimum : fStatistikVon;
+    const double bis = zeilen.Anzahl > 0 ? zeilen.Maximum : fStatistikBis;
     fBereichLabel->setText(rows.empty() ? QStringLiteral("Statistik: kein Versuch geladen")
-                                        : QStringLiteral("Statistik von %1 bis %2").arg(XText(fStatistikVon),
-                                                                                        XText(fStatistikBis)));
+                                        : QStringLiteral("Statistik von %1 bis %2").arg(XText(von), XText(bis)));
     fTabelle->setRowCount(static_cast<int>(rows.size()));
     for (int r = 0; r < static_cast<int>(rows.size()); ++r) {
         const TStatistikZeile& z = rows[r];

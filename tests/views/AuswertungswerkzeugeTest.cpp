@@ -286,8 +286,16 @@ TEST_F(AuswertungswerkzeugeTest, ReadoutAndStatisticsShowTheRowsAndAggregatesAsS
     QTableWidget* table = t->StatistikTabelle();
     EXPECT_EQ(table->rowCount(), 12);
     EXPECT_EQ(table->item(0, 5)->text().toInt(), rows[0].Werte.Anzahl);
+    // The band names the first and last row inside the range, not the axis with its margins.
+    const auto span = Sql(QStringLiteral("select min(ZEIT_STD), max(ZEIT_STD) from MESSDATEN where AUFTRAGKEY = %1 "
+                                         "and ZEIT_STD >= %2 and ZEIT_STD <= %3")
+                              .arg(AktVersuch->AuftragKey)
+                              .arg(von, 0, 'g', 17)
+                              .arg(bis, 0, 'g', 17));
     const QString text = t->StatistikText();
-    EXPECT_TRUE(text.startsWith(QStringLiteral("Statistik von ") + Zahl(von, 2) + QStringLiteral(" h bis ")));
+    EXPECT_TRUE(text.startsWith(QStringLiteral("Statistik von %1 h bis %2 h\n")
+                                    .arg(Zahl(D(span[0][0]), 2), Zahl(D(span[0][1]), 2))))
+        << text.left(60).toStdString();
     EXPECT_TRUE(text.contains(QStringLiteral("Kurve\tMinimum\tMaximum\tMittelwert\tLetzter Wert\tZeilen\n")));
     EXPECT_EQ(text.count(u'\n'), 14);
     Picture(QStringLiteral("werkzeuge_statistik_zoom.png"));
@@ -300,6 +308,12 @@ TEST_F(AuswertungswerkzeugeTest, ReadoutAndStatisticsShowTheRowsAndAggregatesAsS
     c->UndoZoom();
     Paint();
     EXPECT_GT(t->Statistik()[0].Werte.Anzahl, rows[0].Werte.Anzahl);
+    ASSERT_LT(c->BottomAxis()->IMinimum, 0) << "the unzoomed axis reaches below the first row";
+    const auto all = Sql(QStringLiteral("select min(ZEIT_STD), max(ZEIT_STD) from MESSDATEN where AUFTRAGKEY = %1")
+                             .arg(AktVersuch->AuftragKey));
+    EXPECT_TRUE(t->StatistikText().startsWith(
+        QStringLiteral("Statistik von %1 h bis %2 h\n").arg(Zahl(D(all[0][0]), 2), Zahl(D(all[0][1]), 2))))
+        << t->StatistikText().left(60).toStdString();
 }
 
 TEST_F(AuswertungswerkzeugeTest, MarksDeviceColoursLimitFitAndLogScale)
