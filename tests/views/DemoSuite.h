@@ -41,11 +41,20 @@ inline QByteArray ReadAll(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+// Runs a reader script on the file; its standard output, line by line.
+inline QStringList RunReader(const QString& script, const QString& path, int timeoutMs)
+{
+    QProcess p;
+    p.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, path});
+    p.waitForFinished(timeoutMs);
+    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+    return QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
+}
+
 // The sheet as xlrd reads it: one line per row, cells tab-separated as
 // "n:<float.hex>" or "t:<text>"; the first line is rows and columns.
 inline QStringList ReadWithXlrd(const QString& path)
 {
-    QProcess p;
     const QString script = QStringLiteral(
         "import sys, xlrd\n"
         "b = xlrd.open_workbook(sys.argv[1], encoding_override='cp1252')\n"
@@ -63,10 +72,7 @@ inline QStringList ReadWithXlrd(const QString& path)
         "        else: cells.append('x%d:%r' % (cell.ctype, cell.value))\n"
         "    out.append('\\t'.join(cells))\n"
         "sys.stdout.buffer.write('\\n'.join(out).encode('utf-8'))\n");
-    p.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, path});
-    p.waitForFinished(120000);
-    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
-    return QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
+    return RunReader(script, path, 120000);
 }
 
 // The workbook as openpyxl reads it: the first line is rows, columns and merged
@@ -75,7 +81,6 @@ inline QStringList ReadWithXlrd(const QString& path)
 // formats of the first data row, "f:...", in formats.
 inline QStringList ReadWithOpenpyxl(const QString& path, QString* formats = nullptr)
 {
-    QProcess p;
     const QString script = QStringLiteral(
         "import sys, datetime, openpyxl\n"
         "b = openpyxl.load_workbook(sys.argv[1])\n"
@@ -94,10 +99,7 @@ inline QStringList ReadWithOpenpyxl(const QString& path, QString* formats = null
         "    out.append('\\t'.join(cells))\n"
         "out.append('f:' + '|'.join(formats))\n"
         "sys.stdout.buffer.write('\\n'.join(out).encode('utf-8'))\n");
-    p.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), script, path});
-    p.waitForFinished(600000);
-    EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
-    QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split(u'\n');
+    QStringList lines = RunReader(script, path, 600000);
     const QString last = lines.isEmpty() ? QString() : lines.takeLast();
     if (formats)
         *formats = last;
